@@ -1,0 +1,40 @@
+#pragma once
+// The register's tables, the suite's master tables it reads, and the tables of the stand-alone services,
+// created on SQLite or PostgreSQL; and the demo data of a fresh install.
+
+#include <QDate>
+#include <QStringList>
+
+namespace platform {
+class Connection;
+}
+
+namespace agr::schema {
+
+struct CreateReport
+{
+    QStringList created;  // tables created by this call
+    QStringList existing; // tables that were already there and were left alone
+};
+
+// Idempotent: creates what is missing and changes nothing that exists.
+CreateReport CreateSchema(platform::Connection &con);
+// True when every table of the schema exists.
+bool SchemaPresent(platform::Connection &con, QStringList *missing = nullptr);
+
+// The demo install. Loads nothing when the demo company already exists. Dates of the demo agreements
+// are placed within the back period before today.
+bool LoadDemoData(platform::Connection &con, const QDate &today);
+
+namespace demo {
+inline constexpr int CompanyId = 1;
+inline constexpr int DepartmentId = 1;
+inline constexpr int OtherDepartmentId = 2;
+inline constexpr int InterfaceId = 1003;
+inline constexpr int ClerkUserId = 1; // rights "NEDP"
+inline constexpr int AdminUserId = 2; // rights "ADMIN"
+inline constexpr int BackNoOfDays = 30;
+inline constexpr char Prefix[] = "AG/";
+} // namespace demo
+
+} // namespace agr::schema

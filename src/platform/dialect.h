@@ -1,0 +1,47 @@
+#pragma once
+// One class per database engine: what each engine needs so that the suite's dialect runs unchanged
+// (functions registered or installed, syntax rewritten, dates compared as dates), and the column types
+// that the schema is created with.
+
+#include "connection.h"
+
+#include <QString>
+#include <memory>
+
+namespace platform {
+
+enum class ColumnType { SmallInt, Integer, BigInt, Double, Text, Date, DateTime, Blob };
+
+class Dialect
+{
+public:
+    virtual ~Dialect() = default;
+    static std::unique_ptr<Dialect> create(Backend backend);
+
+    virtual Backend backend() const = 0;
+    virtual QString driverName() const = 0; // "QSQLITE", "QPSQL", "QODBC"
+
+    // Called right after the connection opens: register functions and collations, set date styles.
+    virtual void prepare(QSqlDatabase &db) = 0;
+    // Installs what must live in the database itself (PostgreSQL functions). Idempotent.
+    virtual void install(Connection &con) = 0;
+
+    // The statement text as this engine must receive it. String literals are never changed.
+    virtual QString translate(const QString &sql) const = 0;
+
+    // A column type for CREATE TABLE on this engine.
+    virtual QString columnType(ColumnType type) const = 0;
+    // How a table's identity-free "does it exist" check is written.
+    virtual bool tableExists(Connection &con, const QString &table) const = 0;
+
+    // Turns a value as the driver returned it into the value the module expects (dates kept as text on
+    // SQLite come back as QDate). declaredType is the column's declared type where the driver knows it.
+    virtual QVariant readValue(const QVariant &raw, const QString &declaredType) const = 0;
+};
+
+// The tokenizer-based rewrite shared by the engines: replaces convert(type, expr) by cast(expr as type')
+// where type' is the engine's spelling, and renames functions (only where a name is followed by "(").
+QString rewriteConvert(const QString &sql, const std::function<QString(const QString &)> &mapType);
+QString renameFunctions(const QString &sql, const QHash<QString, QString> &lowerNameToNew);
+
+} // namespace platform

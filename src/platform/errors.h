@@ -1,0 +1,46 @@
+#pragma once
+// Run-time errors as the original platform raised them: a number, a source and a description.
+// Database errors carry the driver's own number and text.
+
+#include <QString>
+#include <QByteArray>
+#include <exception>
+#include <functional>
+
+namespace platform {
+
+namespace err {
+constexpr int Overflow = 6;
+constexpr int TypeMismatch = 13;
+constexpr int InvalidUseOfNull = 94;
+constexpr int ObjectRequired = 424;
+constexpr int CantCreateObject = 429;
+constexpr int FileNotFound = 53;
+constexpr int ItemNotFound = 3265;     // field name not in the recordset
+constexpr int ObjectClosed = 3704;     // operation on a closed connection or recordset
+constexpr int DatabaseError = -2147217900; // statement rejected and the driver gave no number
+} // namespace err
+
+class RuntimeError : public std::exception
+{
+public:
+    RuntimeError(int number, QString source, QString description);
+    int number() const { return m_number; }
+    const QString &source() const { return m_source; }
+    const QString &description() const { return m_description; }
+    const char *what() const noexcept override { return m_what.constData(); }
+
+private:
+    int m_number;
+    QString m_source;
+    QString m_description;
+    QByteArray m_what;
+};
+
+[[noreturn]] void Raise(int number, const QString &source, const QString &description);
+
+// The one error trap: runs body; a RuntimeError (or any std::exception, as number 0 with its text) is handed
+// to onError and swallowed. Returns true when body ran to its end.
+bool Trap(const std::function<void()> &body, const std::function<void(const RuntimeError &)> &onError);
+
+} // namespace platform

@@ -1,0 +1,79 @@
+#pragma once
+// The seams through which the module meets the user: message boxes, modal shows, file dialogs, the
+// mouse pointer and SendKeys. In the program they show real Qt dialogs; tests install responders.
+
+#include <QString>
+#include <QStringList>
+#include <functional>
+
+class QWidget;
+
+namespace platform {
+
+// Button, icon and answer codes keep the original values.
+namespace vb {
+constexpr int OKOnly = 0;
+constexpr int YesNo = 4;
+constexpr int Critical = 16;
+constexpr int Question = 32;
+constexpr int Exclamation = 48;
+constexpr int Information = 64;
+constexpr int DefaultButton2 = 256;
+constexpr int OK = 1;
+constexpr int Cancel = 2;
+constexpr int Yes = 6;
+constexpr int No = 7;
+} // namespace vb
+
+struct MsgBoxCall
+{
+    QString prompt;
+    int buttons = 0;
+    QString title;
+};
+using MsgBoxResponder = std::function<int(const MsgBoxCall &)>;
+
+// Shows a message box and returns the answer code (vb::OK, vb::Yes, vb::No ...).
+int MsgBox(const QString &prompt, int buttons = vb::OKOnly, const QString &title = QString());
+// Installs a responder that answers every box instead of the user; an empty one restores real boxes.
+void setMsgBoxResponder(MsgBoxResponder responder);
+
+// Shows a form modally and returns when it is closed (QDialog::exec for dialogs). A test installs a
+// handler that receives the form instead; the handler may drive it and close it, or leave it open.
+using ModalHandler = std::function<void(QWidget *form)>;
+void showModal(QWidget *form, QWidget *owner = nullptr);
+void setModalHandler(ModalHandler handler);
+
+// The common dialog's Open: returns the chosen path or "" when cancelled.
+struct FileDialogCall
+{
+    QString title;
+    QString filter; // in the original's form: "Jpeg Files (*.jpg)|*.jpg"
+    QString defaultExt;
+};
+using FileDialogResponder = std::function<QString(const FileDialogCall &)>;
+QString ShowOpen(const FileDialogCall &call, QWidget *parent = nullptr);
+void setFileDialogResponder(FileDialogResponder responder);
+
+// MousePointer: 11 shows the hourglass over the widget, 0 restores the default.
+constexpr int vbHourglass = 11;
+constexpr int vbDefault = 0;
+void setMousePointer(QWidget *widget, int pointer);
+// Screen.MousePointer: the application-wide wait cursor.
+void setScreenMousePointer(int pointer);
+
+// SendKeys "{tab}": moves the focus to the next control in tab order of the active window.
+void SendKeysTab();
+
+// Key codes of the original.
+namespace key {
+constexpr int Enter = 13;
+constexpr int CtrlEnter = 10;
+constexpr int CtrlD = 4;
+constexpr int Backspace = 8;
+constexpr int Up = 38;
+constexpr int Down = 40;
+constexpr int Delete = 46;
+} // namespace key
+
+} // namespace platform
