@@ -26,6 +26,19 @@ bool SchemaPresent(platform::Connection &con, QStringList *missing = nullptr);
 // are placed within the back period before today.
 bool LoadDemoData(platform::Connection &con, const QDate &today);
 
+// Tables of the stand-alone services (not the module's own):
+//   aActivityLog  (LogID identity, CompanyID, DepartmentID, UserID, InterfaceID, AgreementID double,
+//                  AgreementNo text, ActionCode text, FormName text, ActionDateTime datetime)
+//   aFaultLog     (FaultID identity, FormName, UserName, ProcedureName, ErrorNumber integer, ErrorSource,
+//                  ErrorDescription, EntryMode, LoggedAt datetime)
+//   aGridSettings (UserID, CompanyID, GridName, ColumnIndex, ColumnWidth integer twips),
+//                  one row per user, company, grid and column
+namespace table {
+inline constexpr char ActivityLog[] = "aActivityLog";
+inline constexpr char FaultLog[] = "aFaultLog";
+inline constexpr char GridSettings[] = "aGridSettings";
+} // namespace table
+
 namespace demo {
 inline constexpr int CompanyId = 1;
 inline constexpr int DepartmentId = 1;

@@ -5,12 +5,15 @@
 
 #include "connection.h"
 
+#include <QHash>
 #include <QString>
+#include <functional>
 #include <memory>
 
 namespace platform {
 
-enum class ColumnType { SmallInt, Integer, BigInt, Double, Text, Date, DateTime, Blob };
+// Identity: an integer key that the database numbers itself on insert.
+enum class ColumnType { SmallInt, Integer, BigInt, Double, Text, Date, DateTime, Blob, Identity };
 
 class Dialect
 {
