@@ -1,0 +1,10 @@
+#!/usr/bin/env bash
+# Sets up (Qt, PostgreSQL), builds, and runs every test: each database test on SQLite and on a
+# throwaway PostgreSQL cluster that is started here and stopped at the end.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+"$root/scripts/setup.sh" --tests
+"$root/scripts/build.sh"
+build=${BUILD_DIR:-$root/build}
+export QT_QPA_PLATFORM=offscreen
+"$root/scripts/with-postgres.sh" ctest --test-dir "$build" --output-on-failure -j 2
