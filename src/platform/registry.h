@@ -7,6 +7,9 @@
 #include <QObject>
 #include <QString>
 #include <functional>
+#include <span>
+
+class QLibrary;
 
 namespace platform {
 
@@ -51,16 +54,24 @@ public:
     void registerInProcess(const QString &progId, std::function<QObject *()> factory);
     void unregisterInProcess(const QString &progId);
 
-    // Calls a library's DllRegisterServer or DllUnregisterServer; returns its HRESULT (E_FAIL when the library
-    // cannot be loaded or lacks the export).
+    // Calls a library's DllRegisterServer or DllUnregisterServer; returns its HRESULT (E_FAIL when the
+    // library cannot be loaded or lacks the export).
     HRESULT callRegistration(const QString &libraryPath, bool doRegister, QString *errorText = nullptr);
 
     // The path of the shared library that holds the given address (for DllRegisterServer).
     static QString libraryPathOf(const void *address);
 
+    // Why the last create() of this process raised 429 (for the host's error line); "" when none did.
+    QString lastFailure() const { return m_lastFailure; }
+
 private:
     ComponentRegistry() = default;
-    QHash<QString, std::function<QObject *()>> m_inProcess;
+    [[noreturn]] void fail(const QString &progId, const QString &why);
+    QLibrary *load(const QString &libraryPath, QString *errorText);
+
+    QHash<QString, std::function<QObject *()>> m_inProcess; // keyed by the lower-cased ProgID
+    QHash<QString, QLibrary *> m_libraries;                 // loaded once, never unloaded
+    QString m_lastFailure;
 };
 
 // Raises 429 when the object does not implement T (qobject_cast failed); the object is deleted then.
@@ -75,7 +86,8 @@ template <class T> T *ComponentRegistry::createAs(const QString &progId)
     return typed;
 }
 
-// Live objects of a component library, for DllCanUnloadNow.
+// Live objects of a component library, for DllCanUnloadNow: an object counts from track() until it is
+// destroyed.
 class LiveObjects
 {
 public:
@@ -85,5 +97,44 @@ public:
 private:
     int m_count = 0;
 };
+
+// The four exports of a component library, each a one-liner over the library's table of classes:
+//
+//     namespace {
+//     platform::LiveObjects live;
+//     QObject *newThing() { return platform::tracked(live, new Thing); }
+//     const platform::ClassEntry classes[] = {{"Lib.Thing", "{6F1C...}", &newThing}};
+//     }
+//     extern "C" {
+//     Q_DECL_EXPORT platform::HRESULT DllRegisterServer() { return platform::registerClasses(classes); }
+//     Q_DECL_EXPORT platform::HRESULT DllUnregisterServer() { return platform::unregisterClasses(classes); }
+//     Q_DECL_EXPORT platform::HRESULT DllGetClassObject(const char *clsid, platform::ClassFactory *factory)
+//     { return platform::getClassObject(classes, clsid, factory); }
+//     Q_DECL_EXPORT platform::HRESULT DllCanUnloadNow() { return platform::canUnloadNow(live); }
+//     }
+//
+// The table must live in the library itself: registerClasses records the path of the library that holds
+// it. Link the library with -Bsymbolic so that its exports resolve inside it whoever else exports the
+// same names.
+struct ClassEntry
+{
+    const char *progId;
+    const char *clsid; // any text unique to the class; compared without regard to case
+    ClassFactory factory;
+};
+
+template <class T> T *tracked(LiveObjects &live, T *object)
+{
+    live.track(object);
+    return object;
+}
+
+// S_OK, or SELFREG_E_CLASS when the registry file cannot be written.
+HRESULT registerClasses(std::span<const ClassEntry> classes);
+HRESULT unregisterClasses(std::span<const ClassEntry> classes);
+// S_OK with the class's factory, CLASS_E_CLASSNOTAVAILABLE for a class id not in the table.
+HRESULT getClassObject(std::span<const ClassEntry> classes, const char *clsid, ClassFactory *factory);
+// S_OK when no object of the library is alive, S_FALSE otherwise.
+HRESULT canUnloadNow(const LiveObjects &live);
 
 } // namespace platform
