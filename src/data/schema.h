@@ -19,11 +19,13 @@ struct CreateReport
 
 // Idempotent: creates what is missing and changes nothing that exists.
 CreateReport CreateSchema(platform::Connection &con);
-// True when every table of the schema exists.
+// True when every table of the schema exists; missing receives the names of those that do not.
 bool SchemaPresent(platform::Connection &con, QStringList *missing = nullptr);
+// Every table of the schema, in the order of creation.
+QStringList tableNames();
 
-// The demo install. Loads nothing when the demo company already exists. Dates of the demo agreements
-// are placed within the back period before today.
+// The demo install. Loads nothing and returns false when the demo company already exists. Dates of the
+// demo agreements are placed within the back period before today.
 bool LoadDemoData(platform::Connection &con, const QDate &today);
 
 // Tables of the stand-alone services (not the module's own):
@@ -48,6 +50,12 @@ inline constexpr int ClerkUserId = 1; // rights "NEDP"
 inline constexpr int AdminUserId = 2; // rights "ADMIN"
 inline constexpr int BackNoOfDays = 30;
 inline constexpr char Prefix[] = "AG/";
+inline constexpr int OtherCompanyId = 2;            // one shop, godown, customer and vendor, for filtering
+inline constexpr int AgreementCount = 12;           // department 1: ids 1..12, numbers AG/1..AG/12
+inline constexpr int OtherDepartmentAgreements = 2; // department 2: ids 1 and 2, numbers AG/1 and AG/2
+inline constexpr int CancelledAgreementId = 6;      // department 1
+inline constexpr int PaidAgreementId = 1;           // two payment vouchers are booked against it
+inline constexpr int DetailedAgreementId = 1;       // rows in all five detail tables
 } // namespace demo
 
 } // namespace agr::schema

@@ -1,0 +1,284 @@
+#include "schema.h"
+
+#include "platform/connection.h"
+#include "platform/dialect.h"
+
+#include <vector>
+
+namespace agr::schema {
+
+namespace {
+
+using platform::ColumnType;
+
+struct Column
+{
+    const char *name;
+    ColumnType type;
+    const char *extra = ""; // NOT NULL, DEFAULT ...
+};
+
+struct Table
+{
+    const char *name;
+    std::vector<Column> columns;
+    const char *constraint = nullptr;       // inside CREATE TABLE, after the columns
+    std::vector<const char *> indexes = {}; // column lists, one CREATE INDEX each
+};
+
+constexpr ColumnType SmallInt = ColumnType::SmallInt;
+constexpr ColumnType Integer = ColumnType::Integer;
+constexpr ColumnType Double = ColumnType::Double;
+constexpr ColumnType Text = ColumnType::Text;
+constexpr ColumnType Date = ColumnType::Date;
+constexpr ColumnType DateTime = ColumnType::DateTime;
+constexpr ColumnType Blob = ColumnType::Blob;
+constexpr ColumnType Identity = ColumnType::Identity;
+
+// Column names are the register's own, misspellings included (agwPostion, agwWitenessAddress,
+// pddAgrrementTransID); statements name them in any case, so they are created unquoted.
+const std::vector<Table> &tables()
+{
+    static const std::vector<Table> all = {
+        // The register's own tables.
+        {"agreementregister",
+         {{"agragreementid", Integer, "NOT NULL"},
+          {"agrDepartmentid", SmallInt, "NOT NULL"},
+          {"agragreementNo", Text},
+          {"agragreementdate", Date},
+          {"agragreementdesc", Text},
+          {"agragreementtype", Text},
+          {"agrapplicableshopid", Integer},
+          {"agrapplicablegodownid", Integer},
+          {"agrapplicableTo", Text},
+          {"agrValidFromdate", Date},
+          {"agrValidTodate", Date},
+          {"agrSigneddate", Date},
+          {"agrwithCustomerid", Integer},
+          {"agrwithsupplierid", Integer},
+          {"agragreementwith", Text},
+          {"agrAgencyHOaddress", Text},
+          {"agrAgencyContactNo", Text},
+          {"agrAgencyEmailid", Text},
+          {"agragencyfindepaddress", Text},
+          {"agrfinancecontactNo", Text},
+          {"agrfinanceEmailid", Text},
+          {"agrLawyer", Text},
+          {"agrPhysicalfileLOC", Text},
+          {"agrReferenceNo", Text},
+          {"agrNoofPages", Double},
+          {"agrPointofContact", Text},
+          {"agrPOCaddress", Text},
+          {"agrPOCcontactNo", Text},
+          {"agrPOCdesignation", Text},
+          {"agrPOCemailid", Text},
+          {"alertnoofdays", Double},
+          {"alertremarks", Text},
+          // The save never writes it, so a new agreement starts live.
+          {"agrcancelled", SmallInt, "NOT NULL DEFAULT 0"}},
+         "UNIQUE (agrDepartmentid, agragreementid)",
+         {"agrDepartmentid, agragreementdate"}},
+        {"AgreementDetails",
+         {{"agdAgreementid", Integer, "NOT NULL"},
+          {"agdDepartmentid", SmallInt, "NOT NULL"},
+          {"agdDetailid", Integer},
+          {"agdDetails", Text}},
+         nullptr,
+         {"agdDepartmentid, agdAgreementid"}},
+        {"AgreementSignedDetails",
+         {{"agsagreementid", Integer, "NOT NULL"},
+          {"agsDepartmentid", SmallInt, "NOT NULL"},
+          {"agsDetailid", Integer},
+          {"agsSignedBy", Text},
+          {"agsPosition", Text},
+          {"agsSignedDate", Date},
+          {"agsAgency", SmallInt}},
+         nullptr,
+         {"agsDepartmentid, agsagreementid"}},
+        {"AgreementWitnessDetails",
+         {{"agwAgreementid", Integer, "NOT NULL"},
+          {"agwDepartmentid", SmallInt, "NOT NULL"},
+          {"agwDetailid", Integer},
+          {"agwSignedBy", Text},
+          {"agwPostion", Text},
+          {"agwSignedDate", Date},
+          {"agwWitenessAddress", Text},
+          {"agwAgency", SmallInt}},
+         nullptr,
+         {"agwDepartmentid, agwAgreementid"}},
+        {"AgreementFinancialDetails",
+         {{"agfAgreementid", Integer, "NOT NULL"},
+          {"agfDepartmentid", SmallInt, "NOT NULL"},
+          {"agffinanceDetailid", Integer},
+          {"agffinanceDetail", Text}},
+         nullptr,
+         {"agfDepartmentid, agfAgreementid"}},
+        {"AgreementContents",
+         {{"agcAgreementid", Integer, "NOT NULL"},
+          {"agcDepartmentid", SmallInt, "NOT NULL"},
+          {"agcDetailid", Integer},
+          {"agcContentdesc", Text}},
+         nullptr,
+         {"agcDepartmentid, agcAgreementid"}},
+        // Scanned copies are read and deleted by agreement id alone.
+        {"AgreementScanCopyDetails",
+         {{"agsCompanyID", Integer},
+          {"agsAgreementID", Integer, "NOT NULL"},
+          {"agsDepartmentID", SmallInt},
+          {"agsDetailID", Integer},
+          {"agsAgreementName", Text},
+          {"agsDocuments", Blob}},
+         nullptr,
+         {"agsAgreementID"}},
+
+        // The suite's masters, which the register reads and never writes.
+        {"acompanymaster", {{"CompanyID", Integer, "NOT NULL PRIMARY KEY"}, {"CompanyName", Text}}},
+        {"adepartmentmaster",
+         {{"DepartmentID", Integer, "NOT NULL PRIMARY KEY"},
+          {"CompanyID", Integer},
+          {"DepartmentName", Text}}},
+        {"aFinancialYear",
+         {{"FinancialId", Integer, "NOT NULL PRIMARY KEY"},
+          {"FinancialYear", Text},
+          {"FromDate", Date},
+          {"ToDate", Date},
+          {"CurFinancialYear", SmallInt, "NOT NULL DEFAULT 0"}}},
+        {"aPrefix",
+         {{"PrefixID", Identity},
+          {"Prefix", Text},
+          {"CompanyID", Integer},
+          {"InterfaceID", Integer},
+          {"FinancialId", Integer}}},
+        {"acustomermaster",
+         {{"customerid", Integer, "NOT NULL PRIMARY KEY"}, {"customername", Text}, {"CompanyID", Integer}}},
+        {"avendormaster",
+         {{"vendorid", Integer, "NOT NULL PRIMARY KEY"}, {"vendorname", Text}, {"CompanyID", Integer}}},
+        {"ashops", {{"shopid", Integer, "NOT NULL PRIMARY KEY"}, {"shopname", Text}, {"CompanyID", Integer}}},
+        {"agodown",
+         {{"godownid", Integer, "NOT NULL PRIMARY KEY"}, {"godownname", Text}, {"CompanyID", Integer}}},
+        {"aUsers", {{"userid", Integer, "NOT NULL PRIMARY KEY"}, {"UserName", Text}, {"CompanyID", Integer}}},
+        {"aUserRights",
+         {{"userid", Integer, "NOT NULL"}, {"interfaceid", Integer, "NOT NULL"}, {"FunctionRights", Text}},
+         "UNIQUE (userid, interfaceid)"},
+        {"aPackageSettings", {{"BackNoOfDays", Integer}}},
+        {"atables", {{"tableid", Integer, "NOT NULL PRIMARY KEY"}, {"tablename", Text}}},
+        // The list reads the columns without ORDER BY, so they are inserted in grid order; columnorder
+        // records that order for anyone who needs to sort.
+        {"atablecolumns",
+         {{"tableid", Integer, "NOT NULL"},
+          {"columnorder", Integer, "NOT NULL"},
+          {"columnheader", Text},
+          {"columnname", Text}}},
+        {"aHqPaymentVoucherHeader",
+         {{"phpaymentId", Integer, "NOT NULL PRIMARY KEY"},
+          {"CompanyID", Integer},
+          {"phPaymentNo", Text},
+          {"phPaymentDate", Date},
+          {"phRemarks", Text},
+          {"phPayee", Text},
+          {"phAmount", Double}}},
+        {"aHQpaymentvoucherdebitdetails",
+         {{"PddPaymentID", Integer, "NOT NULL"},
+          {"pddDetailID", Integer},
+          {"pddAgrrementTransID", Integer},
+          {"pddAmount", Double}},
+         nullptr,
+         {"pddAgrrementTransID"}},
+
+        // The stand-alone services' own tables.
+        {table::ActivityLog,
+         {{"LogID", Identity},
+          {"CompanyID", Integer},
+          {"DepartmentID", SmallInt},
+          {"UserID", Integer},
+          {"InterfaceID", Integer},
+          {"AgreementID", Double},
+          {"AgreementNo", Text},
+          {"ActionCode", Text},
+          {"FormName", Text},
+          {"ActionDateTime", DateTime}}},
+        {table::FaultLog,
+         {{"FaultID", Identity},
+          {"FormName", Text},
+          {"UserName", Text},
+          {"ProcedureName", Text},
+          {"ErrorNumber", Integer},
+          {"ErrorSource", Text},
+          {"ErrorDescription", Text},
+          {"EntryMode", Text},
+          {"LoggedAt", DateTime}}},
+        {table::GridSettings,
+         {{"UserID", Integer, "NOT NULL"},
+          {"CompanyID", Integer, "NOT NULL"},
+          {"GridName", Text, "NOT NULL"},
+          {"ColumnIndex", Integer, "NOT NULL"},
+          {"ColumnWidth", Integer}},
+         "UNIQUE (UserID, CompanyID, GridName, ColumnIndex)"},
+    };
+    return all;
+}
+
+QString createStatement(const Table &table, const platform::Dialect &dialect)
+{
+    QStringList parts;
+    for (const Column &column : table.columns) {
+        QString part = QLatin1String(column.name) % QLatin1Char(' ') % dialect.columnType(column.type);
+        if (*column.extra)
+            part += QLatin1Char(' ') % QLatin1String(column.extra);
+        parts << part;
+    }
+    if (table.constraint)
+        parts << QLatin1String(table.constraint);
+    return QStringLiteral("CREATE TABLE ") % QLatin1String(table.name) % QStringLiteral(" (") %
+           parts.join(QStringLiteral(", ")) % QLatin1Char(')');
+}
+
+} // namespace
+
+QStringList tableNames()
+{
+    QStringList names;
+    for (const Table &table : tables())
+        names << QLatin1String(table.name);
+    return names;
+}
+
+CreateReport CreateSchema(platform::Connection &con)
+{
+    platform::Dialect &dialect = con.dialect();
+    dialect.install(con);
+    CreateReport report;
+    for (const Table &table : tables()) {
+        const QString name = QLatin1String(table.name);
+        if (dialect.tableExists(con, name)) {
+            report.existing << name;
+            continue;
+        }
+        con.Execute(createStatement(table, dialect));
+        int n = 0;
+        for (const char *columns : table.indexes) {
+            con.Execute(QStringLiteral("CREATE INDEX ix_%1_%2 ON %1 (%3)")
+                            .arg(name.toLower())
+                            .arg(++n)
+                            .arg(QLatin1String(columns)));
+        }
+        report.created << name;
+    }
+    return report;
+}
+
+bool SchemaPresent(platform::Connection &con, QStringList *missing)
+{
+    platform::Dialect &dialect = con.dialect();
+    QStringList absent;
+    for (const Table &table : tables()) {
+        const QString name = QLatin1String(table.name);
+        if (!dialect.tableExists(con, name))
+            absent << name;
+    }
+    if (missing)
+        *missing = absent;
+    return absent.isEmpty();
+}
+
+} // namespace agr::schema
