@@ -11,6 +11,9 @@ class Connection;
 
 namespace agr {
 
+// The date a date property holds until it is set: 30/12/1899 00:00, the original's zero date.
+QDateTime zeroDate();
+
 class ModuleContext
 {
 public:
@@ -18,7 +21,7 @@ public:
     platform::Connection *connection();
     void setConnection(platform::Connection *connection); // shares the host's object, no copy, no Open
 
-    QDateTime processDate;
+    QDateTime processDate = zeroDate();
     qint32 userId = 0;
     qint32 companyId = 0;
     qint16 departmentId = 0;
