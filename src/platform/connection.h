@@ -18,11 +18,16 @@ namespace platform {
 
 class Dialect;
 
-enum class Backend { SQLite, PostgreSQL, ODBC };
+enum class Backend
+{
+    SQLite,
+    PostgreSQL,
+    ODBC
+};
 
 struct LoggedStatement
 {
-    QString text;       // the statement as the caller wrote it, before any rewrite
+    QString text;        // the statement as the caller wrote it, before any rewrite
     QVariantList values; // parameter values in marker order (empty for plain statements)
 };
 
@@ -42,10 +47,10 @@ public:
     QString text() const;
     // The value joined to an empty string: a NULL gives "".
     QString joinEmpty() const;
-    qint32 toLong() const;     // NULL raises 94; a value out of range raises 6 (overflow)
-    qint16 toInteger() const;  // 16 bits; out of range raises 6
+    qint32 toLong() const;    // NULL raises 94; a value out of range raises 6 (overflow)
+    qint16 toInteger() const; // 16 bits; out of range raises 6
     double toDouble() const;
-    QDate toDate() const;      // NULL raises 94
+    QDate toDate() const; // NULL raises 94
     bool toBool() const;
 
 private:
@@ -169,7 +174,7 @@ private:
 };
 
 // Binary values in and out of files (the original's binary Stream).
-QByteArray LoadFromFile(const QString &path); // raises 53 when the file cannot be read
+QByteArray LoadFromFile(const QString &path);                  // raises 53 when the file cannot be read
 void SaveToFile(const QString &path, const QByteArray &bytes); // overwrites; raises on failure
 
 } // namespace platform

@@ -6,14 +6,27 @@
 #include "connection.h"
 
 #include <QHash>
+#include <QSqlQuery>
 #include <QString>
+#include <QStringList>
 #include <functional>
 #include <memory>
 
 namespace platform {
 
 // Identity: an integer key that the database numbers itself on insert.
-enum class ColumnType { SmallInt, Integer, BigInt, Double, Text, Date, DateTime, Blob, Identity };
+enum class ColumnType
+{
+    SmallInt,
+    Integer,
+    BigInt,
+    Double,
+    Text,
+    Date,
+    DateTime,
+    Blob,
+    Identity
+};
 
 class Dialect
 {
@@ -40,11 +53,21 @@ public:
     // Turns a value as the driver returned it into the value the module expects (dates kept as text on
     // SQLite come back as QDate). declaredType is the column's declared type where the driver knows it.
     virtual QVariant readValue(const QVariant &raw, const QString &declaredType) const = 0;
+    // The declared type of each result column of an executed query, "" where values are taken as the
+    // driver returns them; readValue is called only for columns with a declared type. Empty by default.
+    virtual QStringList declaredTypes(const QSqlQuery &query) const;
 };
 
 // The tokenizer-based rewrite shared by the engines: replaces convert(type, expr) by cast(expr as type')
 // where type' is the engine's spelling, and renames functions (only where a name is followed by "(").
 QString rewriteConvert(const QString &sql, const std::function<QString(const QString &)> &mapType);
 QString renameFunctions(const QString &sql, const QHash<QString, QString> &lowerNameToNew);
+// The number of "?" markers outside string literals, quoted identifiers and comments.
+int countParameterMarkers(const QString &sql);
+
+namespace detail {
+std::unique_ptr<Dialect> makeSqliteDialect();
+std::unique_ptr<Dialect> makePostgresDialect();
+} // namespace detail
 
 } // namespace platform

@@ -1,0 +1,159 @@
+// PostgreSQL: the suite's functions live in the database (installed once, idempotently), convert() is
+// rewritten to cast(), and the session reads day-first dates so that 'dd/mm/yyyy' text is a date.
+
+#include "dialect.h"
+
+#include "errors.h"
+
+#include <QSqlError>
+
+namespace platform {
+
+namespace {
+
+// Raised whenever the functions below change, so that an older installation is replaced.
+const char InstalledVersion[] = "agr-dialect 1";
+
+const char *const InstallStatements[] = {
+    "create or replace function len(text) returns integer language sql immutable as "
+    "$$ select length(rtrim($1, ' ')) $$",
+    "create or replace function len(numeric) returns integer language sql immutable as "
+    "$$ select length(cast($1 as text)) $$",
+    "create or replace function isnumeric(text) returns integer language sql immutable as "
+    "$$ select case when $1 ~ '^[ \\t\\r\\n]*[+-]?([0-9]+[.]?[0-9]*|[.][0-9]+)([eE][+-]?[0-9]+)?[ "
+    "\\t\\r\\n]*$' "
+    "then 1 else 0 end $$",
+    "create or replace function isnumeric(numeric) returns integer language sql immutable as "
+    "$$ select case when $1 is null then 0 else 1 end $$",
+    "create or replace function isnull(text, text) returns text language sql immutable as "
+    "$$ select coalesce($1, $2) $$",
+    "create or replace function isnull(text, integer) returns text language sql immutable as "
+    "$$ select coalesce($1, cast($2 as text)) $$",
+    "create or replace function isnull(integer, integer) returns integer language sql immutable as "
+    "$$ select coalesce($1, $2) $$",
+    "create or replace function isnull(bigint, integer) returns bigint language sql immutable as "
+    "$$ select coalesce($1, $2) $$",
+    "create or replace function isnull(bigint, bigint) returns bigint language sql immutable as "
+    "$$ select coalesce($1, $2) $$",
+    "create or replace function isnull(numeric, numeric) returns numeric language sql immutable as "
+    "$$ select coalesce($1, $2) $$",
+    "create or replace function isnull(double precision, double precision) returns double precision "
+    "language sql immutable as $$ select coalesce($1, $2) $$",
+    "create or replace function isnull(date, date) returns date language sql immutable as "
+    "$$ select coalesce($1, $2) $$",
+    "create or replace function isnull(timestamp, timestamp) returns timestamp language sql immutable as "
+    "$$ select coalesce($1, $2) $$",
+};
+
+class PostgresDialect : public Dialect
+{
+public:
+    Backend backend() const override { return Backend::PostgreSQL; }
+    QString driverName() const override { return QStringLiteral("QPSQL"); }
+
+    void prepare(QSqlDatabase &db) override
+    {
+        QSqlQuery q(db);
+        if (!q.exec(QStringLiteral("SET DateStyle TO 'ISO, DMY'")) ||
+            !q.exec(QStringLiteral("SET client_min_messages TO warning")))
+            Raise(err::DatabaseError, driverName(),
+                  QStringLiteral("cannot prepare the session: ") + q.lastError().databaseText().trimmed());
+    }
+
+    void install(Connection &con) override
+    {
+        const QString marker =
+            QStringLiteral("select '") + QLatin1String(InstalledVersion) + QLatin1Char('\'');
+        QSqlQuery q(con.database());
+        q.setForwardOnly(true);
+        if (q.exec(QStringLiteral("select prosrc from pg_proc where proname = 'agr_dialect_version'")) &&
+            q.next() && q.value(0).toString().contains(marker))
+            return;
+        QStringList statements;
+        for (const char *statement : InstallStatements)
+            statements.append(QString::fromUtf8(statement));
+        statements.append(QStringLiteral("create or replace function agr_dialect_version() returns text "
+                                         "language sql immutable as $$ ") +
+                          marker + QStringLiteral(" $$"));
+        // Without the rights to create functions the statements that use them fail later, clearly; the
+        // marker goes last so that a partial installation is tried again on the next open.
+        for (const QString &statement : std::as_const(statements))
+            if (!q.exec(statement))
+                return;
+    }
+
+    QString translate(const QString &sql) const override { return rewriteConvert(sql, mapType); }
+
+    QString columnType(ColumnType type) const override
+    {
+        switch (type) {
+        case ColumnType::SmallInt:
+            return QStringLiteral("smallint");
+        case ColumnType::Integer:
+            return QStringLiteral("integer");
+        case ColumnType::BigInt:
+            return QStringLiteral("bigint");
+        case ColumnType::Double:
+            return QStringLiteral("double precision");
+        case ColumnType::Text:
+            return QStringLiteral("text");
+        case ColumnType::Date:
+            return QStringLiteral("date");
+        case ColumnType::DateTime:
+            return QStringLiteral("timestamp");
+        case ColumnType::Blob:
+            return QStringLiteral("bytea");
+        case ColumnType::Identity:
+            return QStringLiteral("serial primary key");
+        }
+        return QString();
+    }
+
+    bool tableExists(Connection &con, const QString &table) const override
+    {
+        QSqlQuery q(con.database());
+        q.prepare(QStringLiteral("select count(*) from information_schema.tables "
+                                 "where table_schema = current_schema() and lower(table_name) = lower(?)"));
+        q.addBindValue(table);
+        if (!q.exec() || !q.next())
+            con.raiseDriverError(q.lastError(), q.lastQuery());
+        return q.value(0).toInt() > 0;
+    }
+
+    QVariant readValue(const QVariant &raw, const QString &) const override { return raw; }
+
+private:
+    static QString mapType(const QString &type)
+    {
+        const QString t = type.trimmed().toLower();
+        if (t == QLatin1String("int") || t == QLatin1String("integer"))
+            return QStringLiteral("integer");
+        if (t == QLatin1String("tinyint") || t == QLatin1String("bit"))
+            return QStringLiteral("smallint");
+        if (t == QLatin1String("float") || t.startsWith(QLatin1String("float(")))
+            return QStringLiteral("double precision");
+        if (t == QLatin1String("money"))
+            return QStringLiteral("numeric(19,4)");
+        if (t == QLatin1String("datetime") || t == QLatin1String("smalldatetime") ||
+            t == QLatin1String("datetime2"))
+            return QStringLiteral("timestamp");
+        if (t.startsWith(QLatin1String("nvarchar")))
+            return type.trimmed().mid(1);
+        if (t.startsWith(QLatin1String("nchar")))
+            return type.trimmed().mid(1);
+        if (t.endsWith(QLatin1String("(max)")))
+            return QStringLiteral("text");
+        if (t == QLatin1String("varchar") || t == QLatin1String("char") || t == QLatin1String("ntext"))
+            return QStringLiteral("text"); // without a length the server's default would cut the value
+        return type.trimmed();
+    }
+};
+
+} // namespace
+
+std::unique_ptr<Dialect> detail::makePostgresDialect()
+{
+    return std::make_unique<PostgresDialect>();
+}
+
+} // namespace platform

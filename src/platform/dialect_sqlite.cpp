@@ -1,0 +1,422 @@
+// SQLite: the suite's functions are registered on each connection, the calls whose names SQLite reserves
+// (isnull, right, left) are renamed to the registered ones, and dates are kept as text in columns with a
+// collation that compares them as dates.
+
+#include "dialect.h"
+
+#include "errors.h"
+
+#include <QSqlDriver>
+#include <QSqlError>
+#include <QSqlResult>
+#include <sqlite3.h>
+
+#include <cstring>
+
+namespace platform {
+
+namespace {
+
+const char DateType[] = "DATETEXT";
+const char DateTimeType[] = "DATETIMETEXT";
+const char DateCollation[] = "AGRDATE";
+
+// ---- dates kept as text -------------------------------------------------------------------------
+
+struct ParsedDate
+{
+    int year = 0;
+    int month = 0;
+    int day = 0;
+    int msecs = 0; // time of day
+};
+
+bool digits(const char *p, int count, int &value)
+{
+    value = 0;
+    for (int i = 0; i < count; ++i) {
+        if (p[i] < '0' || p[i] > '9')
+            return false;
+        value = value * 10 + (p[i] - '0');
+    }
+    return true;
+}
+
+// "hh:mm[:ss[.fff]]" after a date; nothing at all is midnight.
+bool parseTime(const char *p, const char *end, int &msecs)
+{
+    msecs = 0;
+    if (p == end)
+        return true;
+    if (*p != ' ' && *p != 'T')
+        return false;
+    ++p;
+    int h = 0, m = 0, s = 0, ms = 0;
+    if (end - p < 5 || !digits(p, 2, h) || p[2] != ':' || !digits(p + 3, 2, m))
+        return false;
+    p += 5;
+    if (p < end && *p == ':') {
+        if (end - p < 3 || !digits(p + 1, 2, s))
+            return false;
+        p += 3;
+        if (p < end && *p == '.') {
+            ++p;
+            int scale = 100;
+            while (p < end && *p >= '0' && *p <= '9') {
+                ms += (*p - '0') * scale;
+                scale /= 10;
+                ++p;
+            }
+        }
+    }
+    if (p != end || h > 23 || m > 59 || s > 59)
+        return false;
+    msecs = ((h * 60 + m) * 60 + s) * 1000 + ms;
+    return true;
+}
+
+// Accepts "yyyymmdd", "yyyy-mm-dd" and "dd/mm/yyyy", each optionally followed by a time; blanks around
+// the value are ignored.
+bool parseDate(const char *text, int size, ParsedDate &out)
+{
+    const char *p = text;
+    const char *end = text + size;
+    while (p < end && (*p == ' ' || *p == '\t'))
+        ++p;
+    while (end > p && (end[-1] == ' ' || end[-1] == '\t'))
+        --end;
+    const auto n = end - p;
+    const char *rest = nullptr;
+    if (n >= 8 && digits(p, 4, out.year) && digits(p + 4, 2, out.month) && digits(p + 6, 2, out.day)) {
+        rest = p + 8;
+    } else if (n >= 10 && p[4] == '-' && p[7] == '-' && digits(p, 4, out.year) &&
+               digits(p + 5, 2, out.month) && digits(p + 8, 2, out.day)) {
+        rest = p + 10;
+    } else if (n >= 10 && p[2] == '/' && p[5] == '/' && digits(p, 2, out.day) &&
+               digits(p + 3, 2, out.month) && digits(p + 6, 4, out.year)) {
+        rest = p + 10;
+    } else {
+        return false;
+    }
+    if (out.month < 1 || out.month > 12 || out.day < 1 || out.day > 31)
+        return false;
+    return parseTime(rest, end, out.msecs);
+}
+
+// Dates first, in date order; then everything else in byte order.
+int compareDates(void *, int sizeA, const void *a, int sizeB, const void *b)
+{
+    ParsedDate da, db;
+    const bool okA = parseDate(static_cast<const char *>(a), sizeA, da);
+    const bool okB = parseDate(static_cast<const char *>(b), sizeB, db);
+    if (okA && okB) {
+        const long long ka = ((da.year * 100LL + da.month) * 100 + da.day) * 86400000LL + da.msecs;
+        const long long kb = ((db.year * 100LL + db.month) * 100 + db.day) * 86400000LL + db.msecs;
+        return ka < kb ? -1 : ka > kb ? 1 : 0;
+    }
+    if (okA != okB)
+        return okA ? -1 : 1;
+    const int c = std::memcmp(a, b, static_cast<size_t>(std::min(sizeA, sizeB)));
+    if (c != 0)
+        return c;
+    return sizeA < sizeB ? -1 : sizeA > sizeB ? 1 : 0;
+}
+
+// ---- the suite's functions ----------------------------------------------------------------------
+
+// Characters of UTF-8 text (continuation bytes are not counted).
+int utf8Length(const unsigned char *s, int bytes)
+{
+    int chars = 0;
+    for (int i = 0; i < bytes; ++i)
+        if ((s[i] & 0xC0) != 0x80)
+            ++chars;
+    return chars;
+}
+
+// len(x): the length without trailing blanks.
+void fnLen(sqlite3_context *ctx, int, sqlite3_value **argv)
+{
+    if (sqlite3_value_type(argv[0]) == SQLITE_NULL) {
+        sqlite3_result_null(ctx);
+        return;
+    }
+    const auto *s = sqlite3_value_text(argv[0]);
+    int bytes = sqlite3_value_bytes(argv[0]);
+    while (bytes > 0 && s[bytes - 1] == ' ')
+        --bytes;
+    sqlite3_result_int(ctx, utf8Length(s, bytes));
+}
+
+// Byte offset of the character with index chars (counted from the start).
+int utf8Offset(const unsigned char *s, int bytes, int chars)
+{
+    int i = 0;
+    while (i < bytes && chars > 0) {
+        ++i;
+        while (i < bytes && (s[i] & 0xC0) == 0x80)
+            ++i;
+        --chars;
+    }
+    return i;
+}
+
+// right(x, n) and left(x, n); a length of zero or less gives ''.
+template <bool FromRight> void fnSide(sqlite3_context *ctx, int, sqlite3_value **argv)
+{
+    if (sqlite3_value_type(argv[0]) == SQLITE_NULL || sqlite3_value_type(argv[1]) == SQLITE_NULL) {
+        sqlite3_result_null(ctx);
+        return;
+    }
+    const auto *s = sqlite3_value_text(argv[0]);
+    const int bytes = sqlite3_value_bytes(argv[0]);
+    const sqlite3_int64 wanted = sqlite3_value_int64(argv[1]);
+    const int total = utf8Length(s, bytes);
+    if (wanted <= 0) {
+        sqlite3_result_text(ctx, "", 0, SQLITE_STATIC);
+        return;
+    }
+    if (wanted >= total) {
+        sqlite3_result_text(ctx, reinterpret_cast<const char *>(s), bytes, SQLITE_TRANSIENT);
+        return;
+    }
+    if (FromRight) {
+        const int from = utf8Offset(s, bytes, total - static_cast<int>(wanted));
+        sqlite3_result_text(ctx, reinterpret_cast<const char *>(s) + from, bytes - from, SQLITE_TRANSIENT);
+    } else {
+        const int to = utf8Offset(s, bytes, static_cast<int>(wanted));
+        sqlite3_result_text(ctx, reinterpret_cast<const char *>(s), to, SQLITE_TRANSIENT);
+    }
+}
+
+bool isBlank(unsigned char c)
+{
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
+bool isDigit(unsigned char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+// A sign, digits with at most one decimal point, an exponent; blanks around; at least one digit.
+bool numericText(const unsigned char *s, int n)
+{
+    int i = 0;
+    while (i < n && isBlank(s[i]))
+        ++i;
+    while (n > i && isBlank(s[n - 1]))
+        --n;
+    if (i < n && (s[i] == '+' || s[i] == '-'))
+        ++i;
+    int mantissaDigits = 0;
+    while (i < n && isDigit(s[i])) {
+        ++i;
+        ++mantissaDigits;
+    }
+    if (i < n && s[i] == '.') {
+        ++i;
+        while (i < n && isDigit(s[i])) {
+            ++i;
+            ++mantissaDigits;
+        }
+    }
+    if (mantissaDigits == 0)
+        return false;
+    if (i < n && (s[i] == 'e' || s[i] == 'E')) {
+        ++i;
+        if (i < n && (s[i] == '+' || s[i] == '-'))
+            ++i;
+        int exponentDigits = 0;
+        while (i < n && isDigit(s[i])) {
+            ++i;
+            ++exponentDigits;
+        }
+        if (exponentDigits == 0)
+            return false;
+    }
+    return i == n;
+}
+
+void fnIsNumeric(sqlite3_context *ctx, int, sqlite3_value **argv)
+{
+    switch (sqlite3_value_type(argv[0])) {
+    case SQLITE_NULL:
+        sqlite3_result_int(ctx, 0);
+        return;
+    case SQLITE_INTEGER:
+    case SQLITE_FLOAT:
+        sqlite3_result_int(ctx, 1);
+        return;
+    default:
+        break;
+    }
+    const auto *s = sqlite3_value_text(argv[0]);
+    sqlite3_result_int(ctx, numericText(s, sqlite3_value_bytes(argv[0])) ? 1 : 0);
+}
+
+void fnIsNull(sqlite3_context *ctx, int, sqlite3_value **argv)
+{
+    sqlite3_result_value(ctx, sqlite3_value_type(argv[0]) != SQLITE_NULL ? argv[0] : argv[1]);
+}
+
+sqlite3 *handleOf(QSqlDatabase &db)
+{
+    const QVariant v = db.driver() ? db.driver()->handle() : QVariant();
+    if (!v.isValid() || qstrcmp(v.typeName(), "sqlite3*") != 0)
+        return nullptr;
+    return *static_cast<sqlite3 *const *>(v.constData());
+}
+
+sqlite3_stmt *statementOf(const QSqlQuery &query)
+{
+    const QSqlResult *result = query.result();
+    const QVariant v = result ? result->handle() : QVariant();
+    if (!v.isValid() || qstrcmp(v.typeName(), "sqlite3_stmt*") != 0)
+        return nullptr;
+    return *static_cast<sqlite3_stmt *const *>(v.constData());
+}
+
+class SqliteDialect : public Dialect
+{
+public:
+    Backend backend() const override { return Backend::SQLite; }
+    QString driverName() const override { return QStringLiteral("QSQLITE"); }
+
+    void prepare(QSqlDatabase &db) override
+    {
+        sqlite3 *h = handleOf(db);
+        if (!h)
+            Raise(err::DatabaseError, driverName(),
+                  QStringLiteral("the SQLite driver gave no database handle"));
+        const int flags = SQLITE_UTF8 | SQLITE_DETERMINISTIC;
+        int rc = SQLITE_OK;
+        auto add = [&](const char *name, int args, void (*fn)(sqlite3_context *, int, sqlite3_value **)) {
+            if (rc == SQLITE_OK)
+                rc = sqlite3_create_function_v2(h, name, args, flags, nullptr, fn, nullptr, nullptr, nullptr);
+        };
+        add("len", 1, fnLen);
+        add("agr_right", 2, fnSide<true>);
+        add("agr_left", 2, fnSide<false>);
+        add("isnumeric", 1, fnIsNumeric);
+        add("agr_isnull", 2, fnIsNull);
+        if (rc == SQLITE_OK)
+            rc = sqlite3_create_collation_v2(h, DateCollation, SQLITE_UTF8, nullptr, compareDates, nullptr);
+        if (rc != SQLITE_OK)
+            Raise(rc, driverName(),
+                  QStringLiteral("cannot register the dialect's functions: ") +
+                      QString::fromUtf8(sqlite3_errmsg(h)));
+    }
+
+    void install(Connection &) override {}
+
+    QString translate(const QString &sql) const override
+    {
+        static const QHash<QString, QString> renamed = {
+            {QStringLiteral("isnull"), QStringLiteral("agr_isnull")},
+            {QStringLiteral("right"), QStringLiteral("agr_right")},
+            {QStringLiteral("left"), QStringLiteral("agr_left")},
+        };
+        return renameFunctions(rewriteConvert(sql, mapType), renamed);
+    }
+
+    QString columnType(ColumnType type) const override
+    {
+        switch (type) {
+        case ColumnType::SmallInt:
+            return QStringLiteral("SMALLINT");
+        case ColumnType::Integer:
+            return QStringLiteral("INTEGER");
+        case ColumnType::BigInt:
+            return QStringLiteral("BIGINT");
+        case ColumnType::Double:
+            return QStringLiteral("DOUBLE");
+        case ColumnType::Text:
+            return QStringLiteral("TEXT");
+        case ColumnType::Date:
+            return QLatin1String(DateType) + QStringLiteral(" COLLATE ") + QLatin1String(DateCollation);
+        case ColumnType::DateTime:
+            return QLatin1String(DateTimeType) + QStringLiteral(" COLLATE ") + QLatin1String(DateCollation);
+        case ColumnType::Blob:
+            return QStringLiteral("BLOB");
+        case ColumnType::Identity:
+            return QStringLiteral("INTEGER PRIMARY KEY AUTOINCREMENT");
+        }
+        return QString();
+    }
+
+    bool tableExists(Connection &con, const QString &table) const override
+    {
+        QSqlQuery q(con.database());
+        q.prepare(QStringLiteral(
+            "select count(*) from sqlite_master where type = 'table' and lower(name) = lower(?)"));
+        q.addBindValue(table);
+        if (!q.exec() || !q.next())
+            con.raiseDriverError(q.lastError(), q.lastQuery());
+        return q.value(0).toInt() > 0;
+    }
+
+    QVariant readValue(const QVariant &raw, const QString &declaredType) const override
+    {
+        if (raw.isNull() || raw.typeId() != QMetaType::QString)
+            return raw;
+        const QByteArray text = raw.toString().toUtf8();
+        ParsedDate d;
+        if (!parseDate(text.constData(), static_cast<int>(text.size()), d))
+            return raw; // not a date after all: shown as stored
+        const QDate date(d.year, d.month, d.day);
+        if (!date.isValid())
+            return raw;
+        if (declaredType.compare(QLatin1String(DateTimeType), Qt::CaseInsensitive) == 0)
+            return QDateTime(date, QTime::fromMSecsSinceStartOfDay(d.msecs));
+        return date;
+    }
+
+    QStringList declaredTypes(const QSqlQuery &query) const override
+    {
+        QStringList types;
+        sqlite3_stmt *stmt = statementOf(query);
+        if (!stmt)
+            return types;
+        const int columns = sqlite3_column_count(stmt);
+        bool any = false;
+        for (int i = 0; i < columns; ++i) {
+            const char *decl = sqlite3_column_decltype(stmt, i);
+            const bool isDate = decl && (qstricmp(decl, DateType) == 0 || qstricmp(decl, DateTimeType) == 0);
+            types.append(isDate ? QString::fromLatin1(decl).toUpper() : QString());
+            any = any || isDate;
+        }
+        if (!any)
+            types.clear();
+        return types;
+    }
+
+private:
+    static QString mapType(const QString &type)
+    {
+        const QString t = type.trimmed().toLower();
+        if (t == QLatin1String("int") || t == QLatin1String("integer") || t == QLatin1String("smallint") ||
+            t == QLatin1String("bigint") || t == QLatin1String("tinyint") || t == QLatin1String("bit"))
+            return QStringLiteral("integer");
+        if (t == QLatin1String("float") || t == QLatin1String("real") ||
+            t.startsWith(QLatin1String("float(")))
+            return QStringLiteral("real");
+        if (t.startsWith(QLatin1String("decimal")) || t.startsWith(QLatin1String("numeric")) ||
+            t == QLatin1String("money"))
+            return QStringLiteral("numeric");
+        if (t.contains(QLatin1String("char")) || t == QLatin1String("text") || t == QLatin1String("ntext"))
+            return QStringLiteral("text");
+        if (t.startsWith(QLatin1String("date")) || t.startsWith(QLatin1String("smalldatetime")))
+            return QStringLiteral("text");
+        return type.trimmed();
+    }
+};
+
+} // namespace
+
+std::unique_ptr<Dialect> detail::makeSqliteDialect()
+{
+    return std::make_unique<SqliteDialect>();
+}
+
+} // namespace platform

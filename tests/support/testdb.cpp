@@ -1,0 +1,229 @@
+#include "testdb.h"
+
+#include "data/schema.h"
+#include "platform/errors.h"
+
+#include <QCoreApplication>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUrl>
+
+#include <csignal>
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace agrtest {
+
+namespace {
+
+// The value of the "postgresql" row when AGR_TEST_PG is not set.
+const QString PgUnset = QStringLiteral("postgresql:");
+const QString SqliteRow = QStringLiteral("sqlite:");
+const QString DbPrefix = QStringLiteral("agrt_");
+
+QString serverUrl()
+{
+    return qEnvironmentVariable("AGR_TEST_PG");
+}
+
+QTemporaryDir &sqliteFolder()
+{
+    static QTemporaryDir dir(QDir::tempPath() + QStringLiteral("/agrtest-XXXXXX"));
+    return dir;
+}
+
+int nextNumber()
+{
+    static int counter = 0;
+    return ++counter;
+}
+
+// postgresql://user@host:port/db?options -> the same with another database name.
+QString withDatabase(const QString &url, const QString &database)
+{
+    const qsizetype authorityStart = url.indexOf(QStringLiteral("://"));
+    if (authorityStart < 0)
+        return url;
+    const qsizetype pathStart = url.indexOf(QLatin1Char('/'), authorityStart + 3);
+    const qsizetype queryStart = url.indexOf(QLatin1Char('?'), authorityStart + 3);
+    const qsizetype authorityEnd =
+        pathStart >= 0 && (queryStart < 0 || pathStart < queryStart) ? pathStart : queryStart;
+    const QString head = authorityEnd < 0 ? url : url.left(authorityEnd);
+    const QString query = queryStart < 0 ? QString() : url.mid(queryStart);
+    return head + QLatin1Char('/') + database + query;
+}
+
+// One connection to the server's own database, used to create and drop the test databases.
+class PgServer
+{
+public:
+    static PgServer &instance()
+    {
+        static PgServer server;
+        return server;
+    }
+
+    // Returns the URL of a new database; raises when the server refuses.
+    QString create()
+    {
+        ensureOpen();
+        const QString name =
+            DbPrefix % QString::number(::getpid()) % QLatin1Char('_') % QString::number(nextNumber());
+        m_admin->Execute(QStringLiteral("create database ") + name);
+        m_created.append(name);
+        return withDatabase(m_url, name);
+    }
+
+    void dropAll()
+    {
+        if (!m_admin || !m_admin->isOpen())
+            return;
+        for (const QString &name : std::as_const(m_created))
+            dropQuietly(name);
+        m_created.clear();
+        m_admin->Close();
+        m_admin.reset();
+    }
+
+private:
+    void ensureOpen()
+    {
+        if (m_admin && m_admin->isOpen())
+            return;
+        m_url = serverUrl();
+        m_admin = std::make_unique<platform::Connection>();
+        m_admin->setStatementLogEnabled(false);
+        m_admin->Open(m_url);
+        dropLeftovers();
+        qAddPostRoutine([] { PgServer::instance().dropAll(); });
+    }
+
+    // Databases of earlier runs whose process is gone (a crash or a killed test leaves them behind).
+    void dropLeftovers()
+    {
+        platform::Recordset rs =
+            m_admin->Execute(QStringLiteral("select datname from pg_database where datname like 'agrt\\_%'"));
+        QStringList stale;
+        for (; !rs.isEOF(); rs.MoveNext()) {
+            const QString name = rs.Fields(0).text();
+            const QStringList parts = name.split(QLatin1Char('_'));
+            bool numeric = false;
+            const pid_t pid = parts.size() == 3 ? parts.at(1).toInt(&numeric) : 0;
+            if (numeric && pid != ::getpid() && ::kill(pid, 0) != 0)
+                stale.append(name);
+        }
+        for (const QString &name : std::as_const(stale))
+            dropQuietly(name);
+    }
+
+    void dropQuietly(const QString &name)
+    {
+        platform::Trap(
+            [&] { m_admin->Execute(QStringLiteral("drop database if exists ") + name + " with (force)"); },
+            [&](const platform::RuntimeError &e) {
+                qWarning("could not drop test database %s: %s", qPrintable(name), e.what());
+            });
+    }
+
+    QString m_url;
+    std::unique_ptr<platform::Connection> m_admin;
+    QStringList m_created;
+};
+
+void markUnavailable(const char *what)
+{
+    if (qEnvironmentVariableIsSet("CI"))
+        QTest::qFail(what, __FILE__, __LINE__);
+    else
+        QTest::qSkip(what, __FILE__, __LINE__);
+}
+
+QString newDatabaseUrl(const QString &url)
+{
+    if (!backendReady(url))
+        return QString();
+    if (backendOf(url) == platform::Backend::SQLite) {
+        QTemporaryDir &dir = sqliteFolder();
+        if (!dir.isValid()) {
+            QTest::qFail("cannot create a temporary folder for SQLite test databases", __FILE__, __LINE__);
+            return QString();
+        }
+        return QStringLiteral("sqlite:") + dir.filePath(QStringLiteral("agrt_%1.db").arg(nextNumber()));
+    }
+    QString fresh;
+    QString failure;
+    platform::Trap([&] { fresh = PgServer::instance().create(); },
+                   [&](const platform::RuntimeError &e) { failure = e.description(); });
+    if (fresh.isEmpty()) {
+        const QByteArray message = "cannot create a PostgreSQL test database: " + failure.toUtf8();
+        QTest::qFail(message.constData(), __FILE__, __LINE__);
+    }
+    return fresh;
+}
+
+} // namespace
+
+void addBackendColumns()
+{
+    QTest::addColumn<QString>("url");
+}
+
+void addBackendRows()
+{
+    QTest::newRow("sqlite") << SqliteRow;
+    const QString pg = serverUrl();
+    QTest::newRow("postgresql") << (pg.isEmpty() ? PgUnset : pg);
+}
+
+platform::Backend backendOf(const QString &url)
+{
+    if (url.startsWith(QStringLiteral("postgresql:")) || url.startsWith(QStringLiteral("postgres:")))
+        return platform::Backend::PostgreSQL;
+    if (url.startsWith(QStringLiteral("odbc:")))
+        return platform::Backend::ODBC;
+    return platform::Backend::SQLite;
+}
+
+bool backendReady(const QString &url)
+{
+    if (url == PgUnset) {
+        markUnavailable("PostgreSQL is not configured: AGR_TEST_PG is not set "
+                        "(run the tests through scripts/with-postgres.sh)");
+        return false;
+    }
+    return true;
+}
+
+QString freshUrl(const QString &url)
+{
+    return newDatabaseUrl(url);
+}
+
+std::unique_ptr<platform::Connection> openFresh(const QString &url, bool schema, bool demo, QDate today)
+{
+    const QString fresh = newDatabaseUrl(url);
+    if (fresh.isEmpty())
+        return nullptr;
+    auto con = std::make_unique<platform::Connection>();
+    QString failure;
+    const bool ok = platform::Trap(
+        [&] {
+            con->Open(fresh);
+            if (schema || demo)
+                agr::schema::CreateSchema(*con);
+            if (demo)
+                agr::schema::LoadDemoData(*con, today);
+            con->clearStatementLog();
+        },
+        [&](const platform::RuntimeError &e) { failure = QString::fromUtf8(e.what()); });
+    if (!ok) {
+        const QByteArray message =
+            "cannot prepare the test database " + fresh.toUtf8() + ": " + failure.toUtf8();
+        QTest::qFail(message.constData(), __FILE__, __LINE__);
+        return nullptr;
+    }
+    return con;
+}
+
+} // namespace agrtest

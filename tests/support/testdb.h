@@ -1,0 +1,52 @@
+#pragma once
+// Databases for tests: every database test runs each case on SQLite and on PostgreSQL.
+//
+//   void tst_x::save_data() { agrtest::addBackendColumns(); agrtest::addBackendRows(); }
+//   void tst_x::save()
+//   {
+//       QFETCH(QString, url);
+//       auto con = agrtest::openFresh(url); // schema created; demo data on request
+//       if (!con)
+//           return; // PostgreSQL not configured: the case was skipped (or failed under CI)
+//       ...
+//   }
+//
+// The PostgreSQL row uses the server named by AGR_TEST_PG (scripts/with-postgres.sh sets it). Without it
+// the row is skipped, or fails when the environment variable CI is set.
+
+#include "platform/connection.h"
+
+#include <QDate>
+#include <QString>
+#include <memory>
+
+namespace agrtest {
+
+// The test data column "url" (QString) and the rows "sqlite" and "postgresql".
+void addBackendColumns();
+void addBackendRows();
+
+// The row's backend, for tests that need to know it.
+platform::Backend backendOf(const QString &url);
+
+// Checks that the row's backend can be used. When it cannot, marks the current case skipped (or failed
+// under CI) and returns false; the caller then returns at once.
+bool backendReady(const QString &url);
+
+// A brand-new empty database on the row's backend, open, with the schema (and the demo data dated from
+// today) when asked. Returns nullptr after marking the case skipped or failed; the caller returns.
+std::unique_ptr<platform::Connection> openFresh(const QString &url, bool schema = true, bool demo = false,
+                                                QDate today = QDate(2026, 11, 15));
+
+// The URL of a brand-new empty database on the row's backend (for tests that run the host binary);
+// "" after marking the case skipped or failed.
+QString freshUrl(const QString &url);
+
+} // namespace agrtest
+
+// Fetches the "url" column into a QString named url and returns from the case when the backend is not
+// available.
+#define AGR_FETCH_URL()                                                                                      \
+    QFETCH(QString, url);                                                                                    \
+    if (!agrtest::backendReady(url))                                                                         \
+    return
