@@ -7,6 +7,7 @@
 #include <QDialog>
 #include <QString>
 #include <QVector>
+#include <memory>
 
 class QComboBox;
 class QLineEdit;
@@ -52,6 +53,9 @@ public:
     QPushButton *CmdDelete = nullptr;
     QPushButton *cmdPreview = nullptr;
     QPushButton *Cmdclose = nullptr;
+    QLabel *lblColNames = nullptr;
+    QLabel *lblSearch = nullptr;
+    QLabel *lblSearchText = nullptr;
 
     // Form-level state.
     Service<IDbService> dbService;
@@ -61,7 +65,7 @@ public:
     QString listTableName;
     QVector<double> widthTable;
 
-    // Handlers and procedures.
+    // Handlers and procedures: loading and the grid.
     void Form_Load();
     void Form_Activate();
     void Form_KeyPress(qint16 &keyAscii);
@@ -71,6 +75,25 @@ public:
     void GridColor();
     void SetRowButtons();
     void mfgMaster_SelChange();
+
+    // Search and sort.
+    void cboColNames_Click();
+    void cboColNames_KeyPress(qint16 &keyAscii);
+    void cboSearch_KeyPress(qint16 &keyAscii);
+    void optAscend_Click();
+    void optDescend_Click();
+    void optAscend_KeyPress(qint16 &keyAscii);
+    void optDescend_KeyPress(qint16 &keyAscii);
+    void txtsearch_KeyPress(qint16 &keyAscii);
+    void txtsearch_KeyUp(qint16 &keyCode, int shift);
+    void searchtheword(const QString &word);
+    void mfgMaster_DblClick();
+    void mfgMaster_KeyPress(qint16 &keyAscii);
+    void mfgMaster_KeyDown(qint16 &keyCode, int shift);
+    void mfgMaster_RowColChange();
+    void mfgMaster_MouseMove(int button, int shift, double x, double y);
+
+    // Buttons.
     void cmdnew_Click();      // opening for a new agreement (forms/list/frmmaster_open.cpp)
     void CmdEdit_Click();     // opening for edit (forms/list/frmmaster_open.cpp)
     void PopulateListviewlvwPayment(qint32 agreementId); // payment history (forms/list/frmmaster_open.cpp)
@@ -78,15 +101,38 @@ public:
     void cmdPreview_Click();
     void Cmdclose_Click();
 
+    // Unload: closes the form (ending a modal Show) and destroys it; the default instance is then empty.
+    void Unload();
+
+public Q_SLOTS:
+    void reject() override; // the window's close button unloads the form too
+
 protected:
     void showEvent(QShowEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     bool event(QEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void buildControls();
+    void SelectLastRow();
+    int colWidthTwips(int column) const;
+
+    QString m_rights;            // the form's copy of the rights string, searched by GridColor
+    int m_rememberedRow = 0;     // the row SetRowButtons last ran for
+    bool m_loaded = false;
+    bool m_activated = false;
+    bool m_unloading = false;
+    std::unique_ptr<QObject> m_reportEngine;
 };
 
-// The form's default instance: created on first use, destroyed by unloadFrmMaster.
+// The form's default instance: created and loaded on first use, destroyed by unloadFrmMaster.
 FrmMaster *frmMaster();
 FrmMaster *frmMasterIfLoaded();
 void unloadFrmMaster();
+
+// The module-wide services that the list form's load creates and every form uses.
+Service<IAuditService> &auditService();
+Service<IThemeService> &themeService();
 
 } // namespace agr
