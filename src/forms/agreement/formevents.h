@@ -1,0 +1,33 @@
+#pragma once
+// The original's control events on Qt widgets, where Qt has no signal of the same meaning:
+// KeyPress(KeyAscii) and KeyDown(KeyCode, Shift) from key events, and an option button's Click.
+// Also the original's conversions that the forms rely on.
+
+#include <QString>
+#include <functional>
+
+class QRadioButton;
+class QWidget;
+
+namespace agr {
+
+// KeyPress: the handler sees the original's KeyAscii and may set it to 0, which drops the key.
+// KeyDown: the handler sees the KeyCode and the Shift state before the control handles the key.
+// Keys that land on a combo box's or date box's inner line edit are handed to the control itself, so
+// that each key is seen once, by the control's handler.
+void onKeyPress(QWidget *control, std::function<void(qint16 &keyAscii)> handler);
+void onKeyDown(QWidget *control, std::function<void(qint16 &keyCode, int shift)> handler);
+
+// Click of an option button: runs when the option becomes set, by the user or by code, and again when
+// the user clicks it while it is already set. Setting an option that is already set runs nothing.
+void onOptionClick(QRadioButton *option, std::function<void()> handler);
+
+// CLng of a text: a whole number in 32 bits; raises 13 (type mismatch) when the text is no number and 6
+// (overflow) when it does not fit.
+qint32 CLng(const QString &text);
+// CInt of a number: raises 6 when it does not fit in 16 bits.
+qint16 CInt(qint64 value);
+// Trim: leading and trailing blanks removed (blanks only, not tabs or line breaks).
+QString Trim(const QString &text);
+
+} // namespace agr

@@ -1,0 +1,191 @@
+#pragma once
+// frmAgreementreg: the form in which one agreement is entered (entry mode "N") or changed ("E").
+// The list form opens it; nothing reaches the database before cmdOK_Click, which writes the header and
+// the five detail lists in one transaction.
+
+#include "data/contracts.h"
+#include "data/services.h"
+
+#include <QDialog>
+#include <QString>
+
+class QComboBox;
+class QDateEdit;
+class QGroupBox;
+class QLineEdit;
+class QPushButton;
+class QRadioButton;
+class QTabWidget;
+class QTreeWidget;
+
+namespace platform {
+class FlexGrid;
+}
+
+namespace agr {
+
+// Columns of the detail grids. Column 0 is the hidden fixed column; row 0 holds the captions.
+enum class SignCol : int
+{
+    SNo = 1,
+    SignBy = 2,
+    Position = 3,
+    Date = 4,
+    Agency = 5
+};
+enum class WitnessCol : int
+{
+    SNo = 1,
+    Witness = 2,
+    Position = 3,
+    Date = 4,
+    Address = 5,
+    Agency = 6
+};
+// Contents, summary and finance grids: one text per row.
+enum class DetailCol : int
+{
+    SNo = 1,
+    Text = 2
+};
+constexpr int col(SignCol c)
+{
+    return static_cast<int>(c);
+}
+constexpr int col(WitnessCol c)
+{
+    return static_cast<int>(c);
+}
+constexpr int col(DetailCol c)
+{
+    return static_cast<int>(c);
+}
+
+class FrmAgreementreg : public QDialog
+{
+    Q_OBJECT
+public:
+    explicit FrmAgreementreg(QWidget *parent = nullptr);
+    ~FrmAgreementreg() override;
+
+    // Header area.
+    QLineEdit *txtagreementNo = nullptr;
+    QLineEdit *txtdate = nullptr;
+    QComboBox *cbotype = nullptr;
+    QLineEdit *txtdesc = nullptr;
+    QLineEdit *txtrefno = nullptr;
+    QGroupBox *fraApplicable = nullptr;
+    QRadioButton *optShop = nullptr;
+    QRadioButton *optgodown = nullptr;
+    QRadioButton *optHq = nullptr;
+    QComboBox *cboapplicable = nullptr;
+    QLineEdit *txtapplicable = nullptr;
+    QGroupBox *fraageny = nullptr;
+    QRadioButton *optcustomer = nullptr;
+    QRadioButton *optsupplier = nullptr;
+    QRadioButton *optothers = nullptr;
+    QComboBox *cboagency = nullptr;
+    QLineEdit *txtagency = nullptr;
+    QLineEdit *txtalertnoofdays = nullptr;
+    QLineEdit *txtalertremarks = nullptr;
+
+    // The tabs: General, Agency Details, Contents, Summary, Finance, Payment Details.
+    QTabWidget *SSTab1 = nullptr;
+    QDateEdit *dtpsigned = nullptr;
+    QDateEdit *dtpvalidfrom = nullptr;
+    QDateEdit *dtpvalidto = nullptr;
+    QComboBox *cbolawyer = nullptr;
+    QLineEdit *txtnoofpages = nullptr;
+    QLineEdit *txtphyloc = nullptr;
+    QGroupBox *frasigndetails = nullptr;
+    platform::FlexGrid *mfgsigndetails = nullptr;
+    QGroupBox *fraWitness = nullptr;
+    platform::FlexGrid *mfgwitnessdetails = nullptr;
+    QLineEdit *txthqadd = nullptr;
+    QLineEdit *txttelephone = nullptr;
+    QLineEdit *txtemail = nullptr;
+    QLineEdit *txtwebsite = nullptr; // holds the point of contact's name
+    QLineEdit *txtpocaddr = nullptr;
+    QLineEdit *txtpoctele = nullptr;
+    QLineEdit *txtpocdesg = nullptr;
+    QLineEdit *txtpocemail = nullptr;
+    platform::FlexGrid *mfgcontent = nullptr;
+    platform::FlexGrid *mfgsummary = nullptr;
+    platform::FlexGrid *mfgfinance = nullptr;
+    QTreeWidget *lvwPayment = nullptr;
+
+    // Scan copies and the buttons.
+    QGroupBox *frasacnCopy = nullptr;
+    QRadioButton *optScanCopy = nullptr;
+    QLineEdit *txtBrowse = nullptr;
+    QPushButton *cmdBrowse = nullptr;
+    QPushButton *cmdOK = nullptr; // "cmdok" on the form
+    QPushButton *cmdcancel = nullptr;
+    QPushButton *cmdScan = nullptr;
+
+    // Form-level state.
+    Service<IDbService> dbService;
+    Service<IGeneralService> generalService;
+    qint32 agreementId = 0;
+    bool firstActivation = false;
+    bool saved = false;
+    QString lastNumberText; // the highest number the last number lookup read
+
+    // Handlers.
+    void Form_Load();
+    void Form_Activate();
+    void Form_QueryUnload(bool &cancel, int unloadMode);
+    void cmdOK_Click();
+    void cmdcancel_Click();
+    void cmdScan_Click();
+    void cmdBrowse_Click();
+    void optScanCopy_Click();
+    void optShop_Click();
+    void optgodown_Click();
+    void optHq_Click();
+    void optcustomer_Click();
+    void optsupplier_Click();
+    void optothers_Click();
+    void cboapplicable_Click();
+    void cboagency_Click();
+    void txtalertnoofdays_KeyPress(qint16 &keyAscii);
+    // The Enter key filter of the text boxes, combo boxes, option buttons and cmdOK; the procedure name
+    // is the control's name followed by "_KeyPress".
+    void EnterKeyPress(QWidget *control, qint16 &keyAscii);
+    // KeyDown of the three date pickers.
+    void dtp_KeyDown(QWidget *picker, qint16 &keyCode, int shift);
+
+    // The next printable agreement number: prefix and one above the department's highest running number.
+    QString AgreementNo();
+
+    // Runs the closing check and, unless it keeps the form open, closes and destroys the form. Returns
+    // false when the form stays open.
+    bool Unload();
+    bool isUnloaded() const { return m_unloaded; }
+
+public Q_SLOTS:
+    void reject() override;
+
+protected:
+    bool event(QEvent *event) override;
+    void showEvent(QShowEvent *event) override;
+
+private:
+    void buildForm();
+    void wireHandlers();
+    void fillPartyList(QComboBox *combo, QLineEdit *text, const char *table, const char *keyColumn,
+                       const char *displayColumn);
+    void clearPartyList(QComboBox *combo, QLineEdit *text);
+    void saveDetails(platform::Connection &con, bool editing);
+
+    bool m_unloaded = false;
+};
+
+// The form's default instance: created and loaded on first use; Unload destroys it, so that the next
+// use builds a fresh one.
+FrmAgreementreg *frmAgreementreg();
+FrmAgreementreg *frmAgreementregIfLoaded();
+// Unloads the default instance (the closing check runs first); true when it is gone.
+bool unloadFrmAgreementreg();
+
+} // namespace agr
