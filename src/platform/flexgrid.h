@@ -4,8 +4,8 @@
 // Row, Col, RowSel and ColSel are the grid's own current cell and selection, painted by the grid (the
 // view's own selection model is not used). Widths are in twips; colours are 0x00BBGGRR values.
 
-#include <QTableView>
 #include <QString>
+#include <QTableView>
 #include <memory>
 
 namespace platform {
@@ -17,7 +17,8 @@ class FlexGrid : public QTableView
     Q_OBJECT
 public:
     // Sort codes of the original.
-    enum SortCode {
+    enum SortCode
+    {
         SortNone = 0,
         SortGenericAscending = 1,
         SortGenericDescending = 2,
@@ -63,7 +64,7 @@ public:
     QString FormatString() const;
     void setFormatString(const QString &format);
 
-    int ColWidth(int col) const; // twips; -1 when never set
+    int ColWidth(int col) const;          // twips; -1 when never set
     void setColWidth(int col, int twips); // 0 hides the column
     int ColAlignment(int col) const;
     void setColAlignment(int col, int alignment);
@@ -81,9 +82,14 @@ public:
     // CellBackColor paints the current cell (the original's FillStyle single).
     quint32 CellBackColor() const;
     void setCellBackColor(quint32 vbColor);
-    quint32 cellBackColorAt(int row, int col) const; // 0x80000005 (window) when never painted
+    quint32 cellBackColorAt(int row, int col) const;            // 0x80000005 (window) when never painted
+    void setCellBackColorAt(int row, int col, quint32 vbColor); // paints one cell without moving Row/Col
     quint32 BackColorSel() const;
     void setBackColorSel(quint32 vbColor);
+
+    // The original's SelectionMode: 0 free, 1 whole rows, 2 whole columns are shown selected.
+    int SelMode() const;
+    void setSelMode(int mode);
 
     int MouseRow() const;
     int MouseCol() const;
@@ -120,7 +126,9 @@ protected:
     void mouseReleaseEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
     void mouseDoubleClickEvent(QMouseEvent *event) override;
+    void focusInEvent(QFocusEvent *event) override;
     bool viewportEvent(QEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     struct Data;

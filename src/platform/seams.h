@@ -4,8 +4,10 @@
 
 #include <QString>
 #include <QStringList>
+#include <QtCore/qnamespace.h>
 #include <functional>
 
+class QKeyEvent;
 class QWidget;
 
 namespace platform {
@@ -75,5 +77,14 @@ constexpr int Up = 38;
 constexpr int Down = 40;
 constexpr int Delete = 46;
 } // namespace key
+
+// The original's numbers for a Qt key event, so that every KeyPress/KeyDown handler sees the same codes.
+// KeyAscii: 13 Enter, 10 Ctrl+Enter, 1..26 Ctrl+letter, 8 Backspace, 27 Escape, else the character;
+// 0 when the key gives no character (arrows, Delete, F-keys).
+qint16 keyAscii(const QKeyEvent *event);
+// KeyCode: the virtual key (65..90 letters, 48..57 digits, 13 Enter, 38 Up, 40 Down, 46 Delete ...).
+qint16 keyCode(const QKeyEvent *event);
+// The Shift argument of key and mouse events: 1 shift, 2 ctrl, 4 alt.
+int shiftState(Qt::KeyboardModifiers modifiers);
 
 } // namespace platform

@@ -11,13 +11,14 @@ namespace platform {
 int twipsToPixels(int twips, const QWidget *widget = nullptr);
 int pixelsToTwips(int pixels, const QWidget *widget = nullptr);
 
-// 0x00BBGGRR to QColor; the system colours 0x80000008 (window text) and 0x8000000E (highlight) come
-// from the application palette.
+// 0x00BBGGRR to QColor; the system colours 0x80000005 (window background), 0x80000008 (window text) and
+// 0x8000000E (highlight) come from the application palette.
 QColor colorFromVb(quint32 value);
 quint32 vbFromColor(const QColor &color);
 
 constexpr quint32 vbRed = 0x0000FF;
 constexpr quint32 vbCyan = 0xFFFF00;
+constexpr quint32 vbWindowBackground = 0x80000005;
 constexpr quint32 vbWindowText = 0x80000008;
 constexpr quint32 vbHighlight = 0x8000000E;
 

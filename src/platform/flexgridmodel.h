@@ -1,0 +1,109 @@
+#pragma once
+// The store behind a FlexGrid: every cell text row after row in one vector, back colours only for the
+// cells that have one, and per-column widths and alignments. The view hears of changes in one batch
+// (flush), on the next turn of the event loop, so that writing a large grid cell by cell sends no model
+// signals. Reads always see the latest writes.
+
+#include <QAbstractTableModel>
+#include <QHash>
+#include <QString>
+#include <vector>
+
+namespace platform {
+
+class FlexGridModel : public QAbstractTableModel
+{
+    Q_OBJECT
+public:
+    explicit FlexGridModel(QObject *parent = nullptr);
+
+    // The grid's current cell and selection, read when the cells are painted.
+    struct Selection
+    {
+        int row = 1;
+        int col = 1;
+        int rowSel = 1;
+        int colSel = 1;
+    };
+
+    int rows() const { return m_rows; }
+    int cols() const { return m_cols; }
+    int fixedRows() const { return m_fixedRows; }
+    int fixedCols() const { return m_fixedCols; }
+    // Grid rows shown in the header instead of the table: row 0 when there is a fixed row.
+    int headerRows() const { return m_fixedRows > 0 ? 1 : 0; }
+
+    void resize(int rows, int cols);
+    void setFixedRows(int rows);
+    void setFixedCols(int cols);
+
+    bool contains(int row, int col) const { return row >= 0 && row < m_rows && col >= 0 && col < m_cols; }
+    const QString &text(int row, int col) const
+    {
+        return m_cells[size_t(row) * size_t(m_cols) + size_t(col)];
+    }
+    void setText(int row, int col, const QString &text);
+
+    void insertRow(int row, const QStringList &texts);
+    void removeRow(int row);
+    void clearCells();
+
+    // Orders rows fixedRows..rows-1 by the columns firstCol..lastCol; returns false when they were already
+    // in order (nothing moved).
+    bool sortRows(int code, int firstCol, int lastCol);
+
+    bool hasBackColor(int row, int col) const;
+    quint32 backColor(int row, int col, quint32 fallback) const;
+    void setBackColor(int row, int col, quint32 vbColor);
+
+    int width(int col) const { return m_widths[size_t(col)]; }
+    void setWidth(int col, int twips) { m_widths[size_t(col)] = twips; }
+    int alignment(int col) const { return m_alignments[size_t(col)]; }
+    void setAlignment(int col, int alignment);
+
+    Selection selection;
+    int selectionMode = 0; // 0 free, 1 by row, 2 by column
+    quint32 backColorSel = 0x8000000E;
+    bool isSelected(int row, int col) const;
+
+    // Tells the view what changed since the last flush; normally runs by itself on the next event-loop turn.
+    void flush();
+    bool pending() const { return m_flushQueued; }
+    void markChanged();
+
+    // QAbstractTableModel: the table shows the grid rows below the header row.
+    int rowCount(const QModelIndex &parent = QModelIndex()) const override;
+    int columnCount(const QModelIndex &parent = QModelIndex()) const override;
+    QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
+    Qt::ItemFlags flags(const QModelIndex &index) const override;
+
+Q_SIGNALS:
+    // After a flush; reset is true when the view rebuilt its columns (widths must be applied again).
+    void flushed(bool reset);
+
+private:
+    static quint64 key(int row, int col) { return (quint64(quint32(row)) << 32) | quint32(col); }
+    void remapColorRows(const std::vector<int> &newRowOf);
+    QVariant alignmentData(int row, int col) const;
+
+    int m_rows = 0;
+    int m_cols = 0;
+    int m_fixedRows = 0;
+    int m_fixedCols = 0;
+    std::vector<QString> m_cells;
+    QHash<quint64, quint32> m_backColors;
+    std::vector<int> m_widths;     // twips, -1 for the default
+    std::vector<int> m_alignments; // the original's codes, 9 general
+
+    // What the view was last told.
+    int m_viewRows = 0;
+    int m_viewCols = 0;
+    int m_viewHeaderRows = 0;
+    bool m_flushQueued = false;
+};
+
+// Text that reads as a number (blanks around it allowed).
+bool isNumericText(const QString &text, double *value = nullptr);
+
+} // namespace platform
