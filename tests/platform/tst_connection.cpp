@@ -1,0 +1,335 @@
+// Connection, Recordset, Field and Command behave as the module expects on every backend.
+
+#include "platform/connection.h"
+#include "platform/dialect.h"
+#include "platform/errors.h"
+#include "support/testdb.h"
+
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+using platform::ColumnType;
+using platform::Command;
+using platform::Connection;
+using platform::Field;
+using platform::Recordset;
+
+namespace {
+
+int errorOf(const std::function<void()> &body, platform::RuntimeError *raised = nullptr)
+{
+    int number = 0;
+    platform::Trap(body, [&](const platform::RuntimeError &e) {
+        number = e.number();
+        if (raised)
+            *raised = e;
+    });
+    return number;
+}
+
+void createParties(Connection &con)
+{
+    const platform::Dialect &d = con.dialect();
+    con.Execute(QStringLiteral("create table Parties (PartyId ") + d.columnType(ColumnType::Integer) +
+                QStringLiteral(", PartyName ") + d.columnType(ColumnType::Text) + QStringLiteral(", Pages ") +
+                d.columnType(ColumnType::Double) + QStringLiteral(", SignedOn ") +
+                d.columnType(ColumnType::Date) + QLatin1Char(')'));
+}
+
+int countOf(Connection &con, const QString &table)
+{
+    Recordset rs = con.Execute(QStringLiteral("select count(*) from ") + table);
+    return rs.Fields(0).toLong();
+}
+
+} // namespace
+
+class tst_connection : public QObject
+{
+    Q_OBJECT
+    static void backends()
+    {
+        agrtest::addBackendColumns();
+        agrtest::addBackendRows();
+    }
+
+private Q_SLOTS:
+    void fieldConversions();
+    void readingRows_data() { backends(); }
+    void readingRows();
+    void command_data() { backends(); }
+    void command();
+    void errors_data() { backends(); }
+    void errors();
+    void statementLog_data() { backends(); }
+    void statementLog();
+    void transactions_data() { backends(); }
+    void transactions();
+    void binaryValues_data() { backends(); }
+    void binaryValues();
+};
+
+void tst_connection::fieldConversions()
+{
+    const Field null(QStringLiteral("x"), QVariant());
+    QCOMPARE(errorOf([&] { null.text(); }), platform::err::InvalidUseOfNull);
+    QCOMPARE(errorOf([&] { null.toLong(); }), platform::err::InvalidUseOfNull);
+    QCOMPARE(errorOf([&] { null.toDate(); }), platform::err::InvalidUseOfNull);
+    QCOMPARE(null.joinEmpty(), QString(QLatin1String("")));
+    QVERIFY(!null.joinEmpty().isNull());
+
+    QCOMPARE(Field(QStringLiteral("d"), QDate(2026, 2, 3)).text(), QStringLiteral("03/02/2026"));
+    QCOMPARE(Field(QStringLiteral("d"), QDateTime(QDate(2026, 2, 3), QTime(0, 0))).text(),
+             QStringLiteral("03/02/2026"));
+    QCOMPARE(Field(QStringLiteral("d"), QStringLiteral("03/02/2026")).toDate(), QDate(2026, 2, 3));
+    QCOMPARE(Field(QStringLiteral("n"), 2.5).text(), QStringLiteral("2.5"));
+    QCOMPARE(Field(QStringLiteral("n"), 41.0).text(), QStringLiteral("41"));
+    QCOMPARE(Field(QStringLiteral("n"), QStringLiteral(" 41 ")).toLong(), 41);
+    QCOMPARE(Field(QStringLiteral("n"), 2.5).toLong(), 2); // halves go to the even number
+    QCOMPARE(Field(QStringLiteral("n"), 70000).toLong(), 70000);
+    QCOMPARE(errorOf([] { Field(QStringLiteral("n"), 70000).toInteger(); }), platform::err::Overflow);
+    QCOMPARE(errorOf([] { Field(QStringLiteral("n"), qint64(1) << 40).toLong(); }), platform::err::Overflow);
+    QCOMPARE(errorOf([] { Field(QStringLiteral("n"), QStringLiteral("12A")).toLong(); }),
+             platform::err::TypeMismatch);
+}
+
+void tst_connection::readingRows()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, false);
+    if (!con)
+        return;
+    createParties(*con);
+    con->Execute(QStringLiteral("insert into Parties values (1, 'Shop one', 12, '15/11/2026')"));
+    con->Execute(QStringLiteral("insert into Parties values (2, null, null, null)"));
+    con->Execute(QStringLiteral("insert into Parties values (3, '', 0, '01/12/2026')"));
+
+    Recordset rs;
+    rs.Open(QStringLiteral("select * from Parties order by PartyId"), *con);
+    QVERIFY(rs.isOpen());
+    QCOMPARE(rs.RecordCount(), 3);
+    QCOMPARE(rs.fieldCount(), 4);
+    QVERIFY(!rs.isBOF() && !rs.isEOF());
+    QCOMPARE(rs.AbsolutePosition(), 1);
+    QCOMPARE(rs.Fields(QStringLiteral("partyname")).text(), QStringLiteral("Shop one"));
+    QCOMPARE(rs[QStringLiteral("PARTYNAME")].text(), QStringLiteral("Shop one"));
+    QCOMPARE(rs.Fields(QStringLiteral("Pages")).toDouble(), 12.0);
+    QCOMPARE(rs.Fields(QStringLiteral("SignedOn")).toDate(), QDate(2026, 11, 15));
+    QCOMPARE(errorOf([&] { rs.Fields(QStringLiteral("NoSuchColumn")); }), platform::err::ItemNotFound);
+    QCOMPARE(errorOf([&] { rs.Fields(4); }), platform::err::ItemNotFound);
+
+    rs.MoveNext();
+    for (const char *name : {"PartyName", "Pages", "SignedOn"}) {
+        const Field f = rs.Fields(QLatin1String(name));
+        QVERIFY2(f.isNull(), name);
+        QCOMPARE(errorOf([&] { f.text(); }), platform::err::InvalidUseOfNull);
+        QCOMPARE(f.joinEmpty(), QString());
+    }
+    rs.MoveNext();
+    QVERIFY(!rs.Fields(QStringLiteral("PartyName")).isNull()); // empty text is not NULL
+    QCOMPARE(rs.Fields(QStringLiteral("PartyName")).text(), QString());
+    rs.MoveNext();
+    QVERIFY(rs.isEOF());
+    QCOMPARE(rs.AbsolutePosition(), 0);
+    QCOMPARE(errorOf([&] { rs.Fields(0); }), 3021);
+    QCOMPARE(errorOf([&] { rs.MoveNext(); }), 3021);
+    rs.MovePrevious();
+    QCOMPARE(rs.Fields(0).toLong(), 3);
+    rs.MoveFirst();
+    QCOMPARE(rs.Fields(0).toLong(), 1);
+    rs.Close();
+    QVERIFY(!rs.isOpen());
+    QCOMPARE(errorOf([&] { rs.RecordCount(); }), platform::err::ObjectClosed);
+
+    Recordset empty =
+        con->Execute(QStringLiteral("select PartyId, PartyName from Parties where PartyId = 99"));
+    QVERIFY(empty.isBOF() && empty.isEOF());
+    QCOMPARE(empty.RecordCount(), 0);
+    QCOMPARE(empty.fieldCount(), 2);
+
+    Recordset changed = con->Execute(QStringLiteral("update Parties set Pages = 1 where PartyId >= 2"));
+    QVERIFY(!changed.isOpen());
+    QCOMPARE(changed.RecordsAffected(), 2);
+}
+
+void tst_connection::command()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, false);
+    if (!con)
+        return;
+    createParties(*con);
+    Command cmd(*con);
+    cmd.setCommandText(
+        QStringLiteral("insert into Parties (PartyId, PartyName, Pages, SignedOn) values (?, ?, ?, ?)"));
+    cmd.ParametersRefresh();
+    QCOMPARE(cmd.parameterCount(), 4);
+    QCOMPARE(cmd.Execute({1, QStringLiteral("it's"), 2.5, QDate(2026, 11, 15)}).RecordsAffected(), 1);
+    cmd.Execute({2, QVariant(), QVariant(), QVariant()});
+    cmd.Execute({3, QString(), 0.0, QStringLiteral("15/11/2026")}); // a null QString is empty text
+
+    Command select(*con);
+    select.setCommandText(
+        QStringLiteral("select PartyId, PartyName from Parties where PartyId >= ? and PartyName <> '?' "
+                       "order by PartyId"));
+    select.ParametersRefresh();
+    QCOMPARE(select.parameterCount(), 1);
+    Recordset rs = select.Execute({1});
+    QCOMPARE(rs.RecordCount(), 2); // the NULL name of party 2 is neither equal nor unequal
+    QCOMPARE(rs.Fields(QStringLiteral("PartyName")).text(), QStringLiteral("it's"));
+    rs.MoveNext();
+    QCOMPARE(rs.Fields(QStringLiteral("partyid")).toLong(), 3);
+    QCOMPARE(rs.Fields(QStringLiteral("PartyName")).text(), QString());
+    QCOMPARE(select.Execute({3}).RecordCount(), 1); // the prepared statement runs again
+
+    Recordset nulls =
+        con->Execute(QStringLiteral("select PartyName, Pages, SignedOn from Parties where PartyId = 2"));
+    QVERIFY(nulls.Fields(0).isNull() && nulls.Fields(1).isNull() && nulls.Fields(2).isNull());
+    QCOMPARE(errorOf([&] { cmd.Execute({4}); }), platform::err::DatabaseError);
+}
+
+void tst_connection::errors()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, false);
+    if (!con)
+        return;
+    const QString driver =
+        con->backend() == platform::Backend::SQLite ? QStringLiteral("QSQLITE") : QStringLiteral("QPSQL");
+    platform::RuntimeError raised(0, QString(), QString());
+    QVERIFY(errorOf([&] { con->Execute(QStringLiteral("select * from NoSuchTable")); }, &raised) != 0);
+    QCOMPARE(raised.source(), driver);
+    QVERIFY2(raised.description().contains(QLatin1String("nosuchtable"), Qt::CaseInsensitive),
+             qPrintable(raised.description()));
+
+    Command cmd(*con);
+    cmd.setCommandText(QStringLiteral("insert into NoSuchTable values (?)"));
+    QVERIFY(errorOf(
+                [&] {
+                    cmd.ParametersRefresh();
+                    cmd.Execute({1});
+                },
+                &raised) != 0);
+    QCOMPARE(raised.source(), driver);
+
+    // The connection stays usable after a rejected statement.
+    QCOMPARE(Recordset(con->Execute(QStringLiteral("select 1"))).Fields(0).toLong(), 1);
+
+    Connection bad;
+    const QString badUrl = con->backend() == platform::Backend::SQLite
+                               ? QStringLiteral("sqlite:/no/such/folder/x.db")
+                               : QString(url).replace(QRegularExpression(QStringLiteral("/[^/?]*(\\?|$)")),
+                                                      QStringLiteral("/no_such_database\\1"));
+    QVERIFY(errorOf([&] { bad.Open(badUrl); }, &raised) != 0);
+    QVERIFY2(raised.description().startsWith(QLatin1String("cannot open database ")),
+             qPrintable(raised.description()));
+    QVERIFY(!bad.isOpen());
+    QCOMPARE(errorOf([&] { bad.Execute(QStringLiteral("select 1")); }), platform::err::ObjectClosed);
+}
+
+void tst_connection::statementLog()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, false);
+    if (!con)
+        return;
+    createParties(*con);
+    con->clearStatementLog();
+    const QString insert = QStringLiteral("insert into Parties (PartyId, PartyName) values (?, ?)");
+    Command cmd(*con);
+    cmd.setCommandText(insert);
+    cmd.ParametersRefresh();
+    cmd.Execute({7, QStringLiteral("x")});
+    const QString select = QStringLiteral("select isnull(PartyName, '') from Parties where PartyId = 7");
+    Recordset rs;
+    rs.Open(select, *con);
+    con->setStatementLogEnabled(false);
+    con->Execute(QStringLiteral("select 1"));
+    con->setStatementLogEnabled(true);
+    const QString update = QStringLiteral("update Parties set Pages = convert(int, '3')");
+    con->Execute(update);
+
+    const QList<platform::LoggedStatement> &log = con->statementLog();
+    QCOMPARE(log.size(), 3);
+    QCOMPARE(log.at(0).text, insert);
+    QCOMPARE(log.at(0).values, (QVariantList{7, QStringLiteral("x")}));
+    QCOMPARE(log.at(1).text, select); // as written, before any rewrite
+    QVERIFY(log.at(1).values.isEmpty());
+    QCOMPARE(log.at(2).text, update);
+}
+
+void tst_connection::transactions()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, false);
+    if (!con)
+        return;
+    createParties(*con);
+    Connection other;
+    other.Open(con->url());
+
+    con->BeginTrans();
+    QCOMPARE(con->transactionLevel(), 1);
+    con->Execute(QStringLiteral("insert into Parties (PartyId) values (1)"));
+    QCOMPARE(countOf(*con, QStringLiteral("Parties")), 1);
+    QCOMPARE(countOf(other, QStringLiteral("Parties")), 0);
+    con->RollbackTrans();
+    QCOMPARE(con->transactionLevel(), 0);
+    QCOMPARE(countOf(*con, QStringLiteral("Parties")), 0);
+
+    con->BeginTrans();
+    con->Execute(QStringLiteral("insert into Parties (PartyId) values (2)"));
+    con->CommitTrans();
+    QCOMPARE(countOf(other, QStringLiteral("Parties")), 1);
+}
+
+void tst_connection::binaryValues()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, false);
+    if (!con)
+        return;
+    const platform::Dialect &d = con->dialect();
+    con->Execute(QStringLiteral("create table ScanCopies (agsAgreementID ") +
+                 d.columnType(ColumnType::Integer) + QStringLiteral(", agsDetailID ") +
+                 d.columnType(ColumnType::Integer) + QStringLiteral(", agsAgreementName ") +
+                 d.columnType(ColumnType::Text) + QStringLiteral(", agsDocuments ") +
+                 d.columnType(ColumnType::Blob) + QLatin1Char(')'));
+
+    QByteArray image("\xFF\xD8\xFF\xE0", 4);
+    for (int i = 0; i < 70000; ++i)
+        image.append(static_cast<char>(i % 256));
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    const QString in = dir.filePath(QStringLiteral("in.jpg"));
+    const QString out = dir.filePath(QStringLiteral("out.jpg"));
+    platform::SaveToFile(in, image);
+    QCOMPARE(platform::LoadFromFile(in), image);
+    QCOMPARE(errorOf([&] { platform::LoadFromFile(dir.filePath(QStringLiteral("missing.jpg"))); }),
+             platform::err::FileNotFound);
+
+    Recordset rs;
+    rs.Open(QStringLiteral("Select * from ScanCopies where agsAgreementID = 5"), *con);
+    QVERIFY(rs.isEOF());
+    for (int serial = 1; serial <= 2; ++serial) {
+        rs.AddNew();
+        rs.setValue(QStringLiteral("agsAgreementID"), 5);
+        rs.setValue(QStringLiteral("agsdetailid"), serial);
+        rs.setValue(QStringLiteral("agsAgreementName"), QStringLiteral("Page %1").arg(serial));
+        rs.setValue(QStringLiteral("agsDocuments"), platform::LoadFromFile(in));
+        rs.Update();
+    }
+    QCOMPARE(errorOf([&] { rs.setValue(QStringLiteral("NoSuchColumn"), 1); }), 3251);
+    rs.Close();
+
+    rs.Open(QStringLiteral(" select * from ScanCopies where agsAgreementID = 5 order by agsDetailID"), *con);
+    QCOMPARE(rs.RecordCount(), 2);
+    rs.MoveLast();
+    QCOMPARE(rs.Fields(QStringLiteral("agsAgreementName")).text(), QStringLiteral("Page 2"));
+    platform::SaveToFile(out, rs.Fields(QStringLiteral("agsDocuments")).Value().toByteArray());
+    QCOMPARE(platform::LoadFromFile(out), image);
+}
+
+QTEST_GUILESS_MAIN(tst_connection)
+#include "tst_connection.moc"
