@@ -4,6 +4,7 @@
 #include "platform/connection.h"
 #include "platform/errors.h"
 #include "platform/flexgrid.h"
+#include "platform/units.h"
 
 #include <QEvent>
 #include <QHeaderView>
@@ -89,7 +90,10 @@ private:
                     if (column >= m_grid->Cols())
                         continue;
                     remove.Execute({m_userId, m_companyId, gridName, column});
-                    insert.Execute({m_userId, m_companyId, gridName, column, m_grid->ColWidth(column)});
+                    // The header's own size: the user's drag has not necessarily reached the grid's store.
+                    const int twips =
+                        platform::pixelsToTwips(m_grid->horizontalHeader()->sectionSize(column), m_grid);
+                    insert.Execute({m_userId, m_companyId, gridName, column, twips});
                 }
             },
             [](const platform::RuntimeError &e) {
