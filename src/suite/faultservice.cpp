@@ -9,6 +9,16 @@
 
 namespace suite {
 
+namespace {
+
+// Driver messages run over several lines; the log line stays one line.
+QString oneLine(const QString &text)
+{
+    return text.simplified();
+}
+
+} // namespace
+
 FaultService::FaultService(QObject *parent) : QObject(parent) {}
 
 platform::Connection *FaultService::adocon() const
@@ -27,7 +37,7 @@ bool FaultService::ErrorTrack(QString &formName, QString &userName, QString &pro
     const QDateTime now = QDateTime::currentDateTime();
     const QString line = now.toString(Qt::ISODate) + QStringLiteral(" fault in ") + formName +
                          QLatin1Char('.') + procedure + QStringLiteral(": error ") + QString::number(number) +
-                         QStringLiteral(" (") + source + QStringLiteral(") ") + description +
+                         QStringLiteral(" (") + source + QStringLiteral(") ") + oneLine(description) +
                          QStringLiteral(" [user ") + userName + QStringLiteral(", mode ") + entryMode +
                          QStringLiteral("]\n");
     std::fputs(line.toLocal8Bit().constData(), stderr);
