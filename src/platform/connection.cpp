@@ -783,6 +783,7 @@ struct Command::Data
     Connection *connection = nullptr;
     QString text;
     std::unique_ptr<QSqlQuery> prepared;
+    QStringList parameterTypes;
     int markers = 0;
 };
 
@@ -797,6 +798,7 @@ void Command::setCommandText(const QString &text)
 {
     d->text = text;
     d->prepared.reset();
+    d->parameterTypes.clear();
     d->markers = 0;
 }
 
@@ -814,6 +816,10 @@ void Command::ParametersRefresh()
     query->setForwardOnly(true);
     if (!query->prepare(engine.translate(d->text)))
         d->connection->raiseDriverError(query->lastError(), d->text);
+    d->parameterTypes =
+        d->markers > 0 ? engine.preparedParameterTypes(d->connection->database()) : QStringList();
+    if (d->parameterTypes.size() != d->markers)
+        d->parameterTypes.clear();
     d->prepared = std::move(query);
 }
 
@@ -834,8 +840,11 @@ Recordset Command::Execute(const QVariantList &values)
                   .arg(values.size()));
     d->connection->log(d->text, values);
     QSqlQuery &query = *d->prepared;
-    for (int i = 0; i < values.size(); ++i)
-        query.bindValue(i, bindable(values.at(i)));
+    for (int i = 0; i < values.size(); ++i) {
+        const QVariant value = bindable(values.at(i));
+        query.bindValue(
+            i, i < d->parameterTypes.size() ? engine.parameterValue(value, d->parameterTypes.at(i)) : value);
+    }
     if (!query.exec())
         d->connection->raiseDriverError(query.lastError(), d->text);
     Recordset rs;

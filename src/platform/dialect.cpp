@@ -259,6 +259,16 @@ QStringList Dialect::declaredTypes(const QSqlQuery &) const
     return {};
 }
 
+QStringList Dialect::preparedParameterTypes(QSqlDatabase &) const
+{
+    return {};
+}
+
+QVariant Dialect::parameterValue(const QVariant &value, const QString &) const
+{
+    return value;
+}
+
 std::unique_ptr<Dialect> Dialect::create(Backend backend)
 {
     switch (backend) {

@@ -56,6 +56,12 @@ public:
     // The declared type of each result column of an executed query, "" where values are taken as the
     // driver returns them; readValue is called only for columns with a declared type. Empty by default.
     virtual QStringList declaredTypes(const QSqlQuery &query) const;
+
+    // The types of the markers of the statement just prepared on db, where the engine tells them; and a
+    // value as the engine must receive it for a marker of that type (the server takes blank text for 0
+    // in a number and for 1 January 1900 in a date). By default: none, and the value unchanged.
+    virtual QStringList preparedParameterTypes(QSqlDatabase &db) const;
+    virtual QVariant parameterValue(const QVariant &value, const QString &parameterType) const;
 };
 
 // The tokenizer-based rewrite shared by the engines: replaces convert(type, expr) by cast(expr as type')

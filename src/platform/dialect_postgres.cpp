@@ -112,15 +112,44 @@ public:
     bool tableExists(Connection &con, const QString &table) const override
     {
         QSqlQuery q(con.database());
-        q.prepare(QStringLiteral("select count(*) from information_schema.tables "
-                                 "where table_schema = current_schema() and lower(table_name) = lower(?)"));
+        const bool prepared = q.prepare(
+            QStringLiteral("select count(*) from information_schema.tables "
+                           "where table_schema = current_schema() and lower(table_name) = lower(?)"));
         q.addBindValue(table);
-        if (!q.exec() || !q.next())
+        if (!prepared || !q.exec() || !q.next())
             con.raiseDriverError(q.lastError(), q.lastQuery());
         return q.value(0).toInt() > 0;
     }
 
     QVariant readValue(const QVariant &raw, const QString &) const override { return raw; }
+
+    // The driver prepares on the server under names that count up; the newest is the one just made.
+    QStringList preparedParameterTypes(QSqlDatabase &db) const override
+    {
+        QSqlQuery q(db);
+        q.setForwardOnly(true);
+        if (!q.exec(QStringLiteral(
+                "select array_to_string(parameter_types::text[], ';') from pg_prepared_statements "
+                "order by prepare_time desc, length(name) desc, name desc limit 1")) ||
+            !q.next())
+            return {};
+        return q.value(0).toString().split(QLatin1Char(';'));
+    }
+
+    QVariant parameterValue(const QVariant &value, const QString &parameterType) const override
+    {
+        if (value.typeId() != QMetaType::QString || !value.toString().trimmed().isEmpty())
+            return value;
+        if (parameterType == QLatin1String("date"))
+            return QDate(1900, 1, 1);
+        if (parameterType.startsWith(QLatin1String("timestamp")))
+            return QDateTime(QDate(1900, 1, 1), QTime(0, 0));
+        if (parameterType == QLatin1String("integer") || parameterType == QLatin1String("smallint") ||
+            parameterType == QLatin1String("bigint") || parameterType == QLatin1String("numeric") ||
+            parameterType == QLatin1String("double precision") || parameterType == QLatin1String("real"))
+            return 0;
+        return value;
+    }
 
 private:
     static QString mapType(const QString &type)

@@ -348,10 +348,10 @@ public:
     bool tableExists(Connection &con, const QString &table) const override
     {
         QSqlQuery q(con.database());
-        q.prepare(QStringLiteral(
+        const bool prepared = q.prepare(QStringLiteral(
             "select count(*) from sqlite_master where type = 'table' and lower(name) = lower(?)"));
         q.addBindValue(table);
-        if (!q.exec() || !q.next())
+        if (!prepared || !q.exec() || !q.next())
             con.raiseDriverError(q.lastError(), q.lastQuery());
         return q.value(0).toInt() > 0;
     }

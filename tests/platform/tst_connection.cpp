@@ -101,6 +101,8 @@ void tst_connection::readingRows()
     if (!con)
         return;
     createParties(*con);
+    QVERIFY(con->dialect().tableExists(*con, QStringLiteral("PARTIES")));
+    QVERIFY(!con->dialect().tableExists(*con, QStringLiteral("Partie")));
     con->Execute(QStringLiteral("insert into Parties values (1, 'Shop one', 12, '15/11/2026')"));
     con->Execute(QStringLiteral("insert into Parties values (2, null, null, null)"));
     con->Execute(QStringLiteral("insert into Parties values (3, '', 0, '01/12/2026')"));
@@ -187,6 +189,15 @@ void tst_connection::command()
         con->Execute(QStringLiteral("select PartyName, Pages, SignedOn from Parties where PartyId = 2"));
     QVERIFY(nulls.Fields(0).isNull() && nulls.Fields(1).isNull() && nulls.Fields(2).isNull());
     QCOMPARE(errorOf([&] { cmd.Execute({4}); }), platform::err::DatabaseError);
+
+    // Blank grid cells reach number and date columns as text: the row is stored all the same.
+    cmd.Execute({5, QString(), QStringLiteral(""), QStringLiteral(" ")});
+    Recordset blank = con->Execute(QStringLiteral("select Pages, SignedOn from Parties where PartyId = 5"));
+    QCOMPARE(blank.RecordCount(), 1);
+    if (con->backend() == platform::Backend::PostgreSQL) {
+        QCOMPARE(blank.Fields(0).toDouble(), 0.0);
+        QCOMPARE(blank.Fields(1).toDate(), QDate(1900, 1, 1));
+    }
 }
 
 void tst_connection::errors()
