@@ -11,6 +11,8 @@
 
 #include <QWidget>
 
+#include <cstdio>
+
 namespace agr::bas {
 
 namespace {
@@ -162,6 +164,11 @@ void ErrorLog(const QString &formName, qint16 userId, const QString &procedure, 
         QString src = source;
         QString desc = description;
         fault->ErrorTrack(form, userName, proc, number, src, desc, mode, flag);
+    } catch (const std::exception &e) {
+        // Without a fault service the fault would be lost: keep at least a line of it.
+        std::fprintf(stderr, "%s: %s.%s: error %d (%s) %s; not logged: %s\n", qPrintable(ModuleName),
+                     qPrintable(formName), qPrintable(procedure), number, qPrintable(source),
+                     qPrintable(description.simplified()), e.what());
     } catch (...) {
     }
 }

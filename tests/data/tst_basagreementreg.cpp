@@ -8,6 +8,7 @@
 #include "platform/connection.h"
 #include "platform/controls.h"
 #include "platform/flexgrid.h"
+#include "platform/registry.h"
 #include "suite/suite.h"
 #include "support/testdb.h"
 
@@ -259,6 +260,12 @@ void TestBasAgreementReg::errorLogWithoutDatabase()
                   QStringLiteral("closed"), mode, true);
     QCOMPARE(number, 34567);
     QVERIFY(!bas::Trap(nullptr, "RightsTest", [] { throw std::runtime_error("not a run-time error"); }));
+
+    // Nor does anything escape when the fault service itself cannot be created.
+    platform::ComponentRegistry::instance().unregisterInProcess(QLatin1String(agr::progid::FaultService));
+    QVERIFY(!bas::Trap(nullptr, "RightsTest",
+                       [] { platform::Raise(5, QString(), QStringLiteral("no service")); }));
+    suite::registerInProcess();
     agr::context().setConnection(nullptr);
 }
 
