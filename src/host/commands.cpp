@@ -1,0 +1,164 @@
+#include "commands.h"
+
+#include "hostsupport.h"
+#include "options.h"
+
+#include "data/schema.h"
+#include "platform/connection.h"
+#include "platform/errors.h"
+
+namespace host {
+
+namespace {
+
+QString databaseUrl(const QCommandLineParser &parser)
+{
+    return parser.isSet(QStringLiteral("database")) ? parser.value(QStringLiteral("database"))
+                                                    : defaultDatabasePath();
+}
+
+// A value as one cell of tab-separated output.
+QString cellText(const platform::Field &field)
+{
+    if (field.isNull())
+        return QStringLiteral("NULL");
+    if (field.Value().typeId() == QMetaType::QByteArray)
+        return QStringLiteral("<%1 bytes>").arg(field.Value().toByteArray().size());
+    QString text = field.text();
+    text.replace(QLatin1Char('\\'), QStringLiteral("\\\\"));
+    text.replace(QLatin1Char('\t'), QStringLiteral("\\t"));
+    text.replace(QLatin1Char('\n'), QStringLiteral("\\n"));
+    text.replace(QLatin1Char('\r'), QStringLiteral("\\r"));
+    return text;
+}
+
+void noMorePositionals(const QCommandLineParser &parser, int allowed)
+{
+    const QStringList extra = parser.positionalArguments().mid(allowed);
+    if (!extra.isEmpty())
+        throw Failure(QStringLiteral("unexpected argument '%1'").arg(extra.first()), ExitUsage);
+}
+
+} // namespace
+
+int initDb(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Creates the tables that are missing; with --demo also "
+                                                    "loads the demo company. Safe to run again."));
+    parser.addOption(databaseOption());
+    parser.addOption(QCommandLineOption(QStringLiteral("demo"), QStringLiteral("Load the demo data.")));
+    parser.addOption(dateOptionFor(QStringLiteral("The day the demo agreements are dated back from")));
+    parseArguments(parser, arguments);
+    noMorePositionals(parser, 1);
+    const QDate today = dateOption(parser, QStringLiteral("date"), QDate::currentDate());
+
+    const QString url = databaseUrl(parser);
+    platform::Connection con;
+    openDatabase(con, url, true);
+    try {
+        const agr::schema::CreateReport report = agr::schema::CreateSchema(con);
+        if (report.created.isEmpty()) {
+            printOut(QStringLiteral("Nothing created: all %1 tables already exist in %2.")
+                         .arg(report.existing.size())
+                         .arg(printableUrl(url)));
+        } else {
+            printOut(QStringLiteral("Created %1 tables in %2: %3.")
+                         .arg(report.created.size())
+                         .arg(printableUrl(url), report.created.join(QStringLiteral(", "))));
+            if (!report.existing.isEmpty())
+                printOut(
+                    QStringLiteral("Already there: %1.").arg(report.existing.join(QStringLiteral(", "))));
+        }
+        if (parser.isSet(QStringLiteral("demo"))) {
+            if (agr::schema::LoadDemoData(con, today))
+                printOut(QStringLiteral(
+                             "Loaded the demo data: company %1, departments %2 and %3, agreements dated "
+                             "up to %4.")
+                             .arg(agr::schema::demo::CompanyId)
+                             .arg(agr::schema::demo::DepartmentId)
+                             .arg(agr::schema::demo::OtherDepartmentId)
+                             .arg(today.toString(QStringLiteral("dd/MM/yyyy"))));
+            else
+                printOut(QStringLiteral("Nothing loaded: the demo company is already there."));
+        }
+    } catch (const platform::RuntimeError &e) {
+        throw Failure(
+            QStringLiteral("init-db failed on %1: %2").arg(printableUrl(url), oneLine(e.description())));
+    }
+    return 0;
+}
+
+int sql(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Runs one statement in the suite's dialect and prints its "
+                       "rows tab-separated (NULL as NULL), or the rows it changed."));
+    parser.addOption(databaseOption());
+    parser.addPositionalArgument(QStringLiteral("statement"), QStringLiteral("The statement, in quotes."));
+    parseArguments(parser, arguments);
+    if (parser.positionalArguments().size() < 2)
+        throw Failure(QStringLiteral("sql: give the statement to run, in quotes"), ExitUsage);
+    noMorePositionals(parser, 2);
+    const QString statement = parser.positionalArguments().at(1);
+
+    platform::Connection con;
+    openDatabase(con, databaseUrl(parser), false);
+    try {
+        platform::Recordset rs = con.Execute(statement);
+        if (!rs.isOpen()) {
+            printOut(QStringLiteral("%1 rows affected").arg(rs.RecordsAffected()));
+            return 0;
+        }
+        QStringList line;
+        for (int i = 0; i < rs.fieldCount(); ++i)
+            line << rs.fieldName(i);
+        printOut(line.join(QLatin1Char('\t')));
+        for (; !rs.isEOF(); rs.MoveNext()) {
+            line.clear();
+            for (int i = 0; i < rs.fieldCount(); ++i)
+                line << cellText(rs.Fields(i));
+            printOut(line.join(QLatin1Char('\t')));
+        }
+    } catch (const platform::RuntimeError &e) {
+        throw Failure(QStringLiteral("error %1: %2").arg(e.number()).arg(oneLine(e.description())));
+    }
+    return 0;
+}
+
+int registration(const QStringList &arguments, bool doRegister)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(doRegister ? QStringLiteral("Registers component libraries (their "
+                                                                 "DllRegisterServer).")
+                                                : QStringLiteral("Unregisters component libraries (their "
+                                                                 "DllUnregisterServer)."));
+    parser.addPositionalArgument(QStringLiteral("library"),
+                                 QStringLiteral("Library files. Default: the module and the suite beside the "
+                                                "program."),
+                                 QStringLiteral("[library...]"));
+    parseArguments(parser, arguments);
+    QStringList libraries = parser.positionalArguments().mid(1);
+    if (libraries.isEmpty())
+        libraries = {componentLibrary(QStringLiteral("zrtp1003")), componentLibrary(QStringLiteral("suite"))};
+
+    const QString entry =
+        doRegister ? QStringLiteral("DllRegisterServer") : QStringLiteral("DllUnregisterServer");
+    int status = 0;
+    for (const QString &library : std::as_const(libraries)) {
+        QString why;
+        const platform::HRESULT hr =
+            platform::ComponentRegistry::instance().callRegistration(library, doRegister, &why);
+        printOut(library % QStringLiteral(": ") % entry % QStringLiteral(" returned ") % hresultText(hr));
+        if (hr != platform::S_OK) {
+            if (!why.isEmpty())
+                printErr(oneLine(why));
+            status = ExitFailure;
+        }
+    }
+    printOut(QStringLiteral("Registry file: ") + platform::ComponentRegistry::instance().registryFile());
+    return status;
+}
+
+} // namespace host

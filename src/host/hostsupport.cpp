@@ -1,0 +1,140 @@
+#include "hostsupport.h"
+
+#include "platform/connection.h"
+#include "platform/errors.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QStandardPaths>
+
+#include <cstdio>
+
+namespace host {
+
+QString defaultDatabasePath()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+           QStringLiteral("/agreement-register/agreements.db");
+}
+
+QString sqliteFileOf(const QString &url)
+{
+    if (url.startsWith(QStringLiteral("sqlite:"), Qt::CaseInsensitive))
+        return url.mid(7);
+    if (url.contains(QStringLiteral("://")) || url.startsWith(QStringLiteral("odbc:"), Qt::CaseInsensitive) ||
+        url.startsWith(QStringLiteral("postgresql:"), Qt::CaseInsensitive) ||
+        url.startsWith(QStringLiteral("postgres:"), Qt::CaseInsensitive))
+        return {};
+    return url;
+}
+
+QString printableUrl(const QString &url)
+{
+    static const QRegularExpression password(QStringLiteral("^([a-z]+://[^:/@]*):[^@/]*@"),
+                                             QRegularExpression::CaseInsensitiveOption);
+    QString printable = url;
+    printable.replace(password, QStringLiteral("\\1:***@"));
+    return printable;
+}
+
+void openDatabase(platform::Connection &con, const QString &url, bool mayCreate)
+{
+    if (url.trimmed().isEmpty())
+        throw Failure(QStringLiteral("no database given"), ExitUsage);
+    const QString file = sqliteFileOf(url);
+    if (!file.isEmpty()) {
+        if (mayCreate) {
+            if (!QDir().mkpath(QFileInfo(file).absolutePath()))
+                throw Failure(QStringLiteral("cannot create the folder of ") + file);
+        } else if (!QFileInfo::exists(file)) {
+            throw Failure(QStringLiteral("database file not found: ") % file %
+                          QStringLiteral(" (create it with: agreement-register init-db --database ") % url %
+                          QStringLiteral(" --demo)"));
+        }
+    }
+    try {
+        con.Open(url);
+    } catch (const platform::RuntimeError &e) {
+        throw Failure(QStringLiteral("cannot open the database ") % printableUrl(url) % QStringLiteral(": ") %
+                      oneLine(e.description()));
+    }
+}
+
+QString componentLibrary(const QString &name)
+{
+#if defined(Q_OS_WIN)
+    const QString file = name + QStringLiteral(".dll");
+#elif defined(Q_OS_MACOS)
+    const QString file = QStringLiteral("lib") % name % QStringLiteral(".dylib");
+#else
+    const QString file = QStringLiteral("lib") % name % QStringLiteral(".so");
+#endif
+    return QCoreApplication::applicationDirPath() % QLatin1Char('/') % file;
+}
+
+QString hresultText(platform::HRESULT hr)
+{
+    QString name;
+    switch (hr) {
+    case platform::S_OK:
+        name = QStringLiteral("S_OK");
+        break;
+    case platform::S_FALSE:
+        name = QStringLiteral("S_FALSE");
+        break;
+    case platform::E_FAIL:
+        name = QStringLiteral("E_FAIL");
+        break;
+    case platform::SELFREG_E_CLASS:
+        name = QStringLiteral("SELFREG_E_CLASS");
+        break;
+    case platform::CLASS_E_CLASSNOTAVAILABLE:
+        name = QStringLiteral("CLASS_E_CLASSNOTAVAILABLE");
+        break;
+    default:
+        break;
+    }
+    const QString number = QStringLiteral("0x%1").arg(quint32(hr), 8, 16, QLatin1Char('0'));
+    return name.isEmpty() ? number : number % QStringLiteral(" (") % name % QLatin1Char(')');
+}
+
+void ensureRegistered(const QStringList &progIds, const QString &libraryPath)
+{
+    auto &registry = platform::ComponentRegistry::instance();
+    bool known = true;
+    for (const QString &progId : progIds) {
+        if (!registry.isRegistered(progId) || !QFileInfo::exists(registry.libraryOf(progId)))
+            known = false;
+    }
+    if (known)
+        return;
+    QString why;
+    const platform::HRESULT hr = registry.callRegistration(libraryPath, true, &why);
+    if (hr != platform::S_OK) {
+        throw Failure(QStringLiteral("cannot register ") % libraryPath % QStringLiteral(": ") %
+                      (why.isEmpty()
+                           ? QString(QStringLiteral("DllRegisterServer returned ") + hresultText(hr))
+                           : oneLine(why)));
+    }
+}
+
+QString oneLine(const QString &text)
+{
+    return text.simplified();
+}
+
+void printOut(const QString &line)
+{
+    std::fprintf(stdout, "%s\n", qUtf8Printable(line));
+    std::fflush(stdout);
+}
+
+void printErr(const QString &line)
+{
+    std::fprintf(stderr, "agreement-register: %s\n", qUtf8Printable(line));
+    std::fflush(stderr);
+}
+
+} // namespace host

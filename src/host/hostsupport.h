@@ -1,0 +1,58 @@
+#pragma once
+// What the host's commands share: database URLs, the component libraries beside the program, and the
+// one-line error that ends a command.
+
+#include "platform/registry.h"
+
+#include <QString>
+#include <exception>
+
+namespace platform {
+class Connection;
+}
+
+namespace host {
+
+// Ends a command: the text is printed as one line to stderr, the exit status returned from main.
+class Failure : public std::exception
+{
+public:
+    Failure(QString text, int status = 1) : m_text(std::move(text)), m_status(status) {}
+    const QString &text() const { return m_text; }
+    int status() const { return m_status; }
+    const char *what() const noexcept override { return "host failure"; }
+
+private:
+    QString m_text;
+    int m_status;
+};
+
+constexpr int ExitFailure = 1;
+constexpr int ExitUsage = 2;
+
+// The embedded database of this user: <data folder>/agreement-register/agreements.db.
+QString defaultDatabasePath();
+
+// The file of a SQLite URL ("sqlite:PATH" or a bare path); "" for the other backends.
+QString sqliteFileOf(const QString &url);
+// The URL as it may be printed: a password in it is masked.
+QString printableUrl(const QString &url);
+
+// Opens url. A SQLite file must exist unless mayCreate (its folder is then created too).
+void openDatabase(platform::Connection &con, const QString &url, bool mayCreate);
+
+// A component library beside the program: libNAME.so.
+QString componentLibrary(const QString &name);
+// "0x00000000 (S_OK)"
+QString hresultText(platform::HRESULT hr);
+
+// Registers the library when one of the ProgIDs is unknown to the registry or names a library that is gone.
+void ensureRegistered(const QStringList &progIds, const QString &libraryPath);
+
+// One line: newlines and runs of blanks of driver messages folded into single blanks.
+QString oneLine(const QString &text);
+
+void printOut(const QString &line);
+void printErr(const QString &line);
+
+} // namespace host

@@ -1,0 +1,196 @@
+// The program's own mode: open the database, create the module by its ProgID, hand it the connection and
+// the context by property name, and call Show, which returns when the agreement list closes.
+
+#include "commands.h"
+
+#include "hostsupport.h"
+#include "options.h"
+
+#include "data/contracts.h"
+#include "data/schema.h"
+#include "platform/connection.h"
+#include "platform/errors.h"
+#include "platform/seams.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QPixmap>
+#include <QWidget>
+#include <memory>
+
+namespace host {
+
+namespace {
+
+const QStringList suiteProgIds = {
+    QLatin1String(agr::progid::DbService),         QLatin1String(agr::progid::GeneralService),
+    QLatin1String(agr::progid::AuditService),      QLatin1String(agr::progid::ThemeService),
+    QLatin1String(agr::progid::GridLayoutService), QLatin1String(agr::progid::FaultService),
+};
+
+void setProperty(QObject *object, const char *name, const QVariant &value)
+{
+    if (!object->setProperty(name, value))
+        throw Failure(QStringLiteral("the module does not take the property %1").arg(QLatin1String(name)));
+}
+
+// Lets the window load and paint: its loading may post events of its own.
+void settle(QWidget *window)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < 500 && window->isVisible())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+}
+
+// Instead of waiting for the user: the first window shown modally (the list) is rendered into file once
+// it is filled, then closed; any later one is closed at once. Message boxes are printed and answered No
+// or OK.
+void installScreenshotSeams(const QString &file, bool &saved)
+{
+    platform::setMsgBoxResponder([](const platform::MsgBoxCall &call) {
+        printErr(QStringLiteral("message box: ") + oneLine(call.prompt));
+        return (call.buttons & 7) == platform::vb::YesNo ? platform::vb::No : platform::vb::OK;
+    });
+    platform::setModalHandler([file, &saved](QWidget *form) {
+        if (saved) {
+            form->close();
+            return;
+        }
+        form->show();
+        settle(form);
+        QDir().mkpath(QFileInfo(file).absolutePath());
+        if (!form->grab().save(file, "PNG"))
+            throw Failure(QStringLiteral("cannot write the screenshot ") + file);
+        saved = true;
+        form->close();
+    });
+}
+
+} // namespace
+
+int runModule(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Opens the agreement register for a user, company and department.\n"
+        "Other commands: init-db, sql, register, unregister (agreement-register COMMAND --help)."));
+    using agr::schema::demo::ClerkUserId, agr::schema::demo::CompanyId, agr::schema::demo::DepartmentId,
+        agr::schema::demo::InterfaceId;
+    parser.addOption(databaseOption());
+    parser.addOption(QCommandLineOption(QStringLiteral("user"),
+                                        QStringLiteral("User id. Default: %1.").arg(ClerkUserId),
+                                        QStringLiteral("id")));
+    parser.addOption(QCommandLineOption(QStringLiteral("company"),
+                                        QStringLiteral("Company id. Default: %1.").arg(CompanyId),
+                                        QStringLiteral("id")));
+    parser.addOption(QCommandLineOption(QStringLiteral("department"),
+                                        QStringLiteral("Department id. Default: %1.").arg(DepartmentId),
+                                        QStringLiteral("id")));
+    parser.addOption(QCommandLineOption(
+        QStringLiteral("interface"),
+        QStringLiteral("Interface id of the module. Default: %1.").arg(InterfaceId), QStringLiteral("id")));
+    parser.addOption(dateOptionFor(QStringLiteral("Processing date")));
+    parser.addOption(
+        QCommandLineOption(QStringLiteral("caption"),
+                           QStringLiteral("Caption of the message boxes. Default: Agreement Register."),
+                           QStringLiteral("text"), QStringLiteral("Agreement Register")));
+    parser.addOption(QCommandLineOption(
+        QStringLiteral("screenshot"),
+        QStringLiteral("Render the agreement list into this PNG file and exit."), QStringLiteral("file")));
+    parseArguments(parser, arguments);
+    if (!parser.positionalArguments().isEmpty())
+        throw Failure(QStringLiteral("unknown command '%1' (commands: init-db, sql, register, unregister)")
+                          .arg(parser.positionalArguments().first()),
+                      ExitUsage);
+
+    const qint16 user = int16Option(parser, QStringLiteral("user"), ClerkUserId);
+    const qint16 company = int16Option(parser, QStringLiteral("company"), CompanyId);
+    const qint16 department = int16Option(parser, QStringLiteral("department"), DepartmentId);
+    const qint32 interfaceId = int32Option(parser, QStringLiteral("interface"), InterfaceId);
+    const QDate date = dateOption(parser, QStringLiteral("date"), QDate::currentDate());
+
+    platform::Connection con;
+    QString url = parser.value(QStringLiteral("database"));
+    if (url.isEmpty()) {
+        // The embedded database is made, with the demo company, the first time the program runs.
+        url = defaultDatabasePath();
+        const bool firstRun = !QFileInfo::exists(url);
+        openDatabase(con, url, true);
+        if (firstRun) {
+            try {
+                agr::schema::CreateSchema(con);
+                agr::schema::LoadDemoData(con, date);
+            } catch (const platform::RuntimeError &e) {
+                throw Failure(
+                    QStringLiteral("cannot create the database %1: %2").arg(url, oneLine(e.description())));
+            }
+            printOut(QStringLiteral("Created the database %1 with the demo data.").arg(url));
+        }
+    } else {
+        openDatabase(con, url, false);
+    }
+
+    QStringList missing;
+    try {
+        agr::schema::SchemaPresent(con, &missing);
+    } catch (const platform::RuntimeError &e) {
+        throw Failure(QStringLiteral("cannot read the tables of %1: %2")
+                          .arg(printableUrl(url), oneLine(e.description())));
+    }
+    if (!missing.isEmpty()) {
+        throw Failure(QStringLiteral("the database %1 lacks %2 tables (%3); create them with init-db")
+                          .arg(printableUrl(url))
+                          .arg(missing.size())
+                          .arg(missing.join(QStringLiteral(", "))));
+    }
+
+    ensureRegistered({QLatin1String(agr::progid::Module)}, componentLibrary(QStringLiteral("zrtp1003")));
+    ensureRegistered(suiteProgIds, componentLibrary(QStringLiteral("suite")));
+
+    auto &registry = platform::ComponentRegistry::instance();
+    std::unique_ptr<QObject> module;
+    try {
+        module.reset(registry.create(QLatin1String(agr::progid::Module)));
+    } catch (const platform::RuntimeError &e) {
+        throw Failure(
+            QStringLiteral("cannot create %1: %2 (%3)")
+                .arg(QLatin1String(agr::progid::Module), e.description(), oneLine(registry.lastFailure())));
+    }
+
+    // By name, as a host of the suite binds to the class late.
+    setProperty(module.get(), "adocon", QVariant::fromValue(&con));
+    setProperty(module.get(), "dtProcessDate", QDateTime(date, QTime(0, 0)));
+    setProperty(module.get(), "intUserID", QVariant::fromValue(user));
+    setProperty(module.get(), "intcompanyid", QVariant::fromValue(company));
+    setProperty(module.get(), "intDepartmentID", QVariant::fromValue(department));
+    setProperty(module.get(), "interfaceid", QVariant::fromValue(interfaceId));
+    setProperty(module.get(), "strMsgBoxCaption", parser.value(QStringLiteral("caption")));
+
+    const QString screenshot = parser.value(QStringLiteral("screenshot"));
+    bool saved = false;
+    if (!screenshot.isEmpty())
+        installScreenshotSeams(screenshot, saved);
+
+    try {
+        if (!QMetaObject::invokeMethod(module.get(), "Show", Qt::DirectConnection))
+            throw Failure(QStringLiteral("the module has no method Show"));
+    } catch (const platform::RuntimeError &e) {
+        throw Failure(QStringLiteral("Show failed: run-time error %1 (%2): %3")
+                          .arg(e.number())
+                          .arg(e.source(), oneLine(e.description())));
+    }
+
+    if (!screenshot.isEmpty()) {
+        platform::setModalHandler({});
+        platform::setMsgBoxResponder({});
+        if (!saved)
+            throw Failure(QStringLiteral("the agreement list was not shown; no screenshot written"));
+        printOut(QStringLiteral("Screenshot of the agreement list written to ") +
+                 QFileInfo(screenshot).absoluteFilePath());
+    }
+    return 0;
+}
+
+} // namespace host

@@ -1,0 +1,20 @@
+#pragma once
+// Command-line parsing shared by the host's commands: Qt's own "-platform NAME" is accepted everywhere,
+// and a bad value ends the command with a usage error.
+
+#include <QCommandLineParser>
+#include <QDate>
+
+namespace host {
+
+// Adds --help and the hidden -platform option, parses, and shows the help when asked.
+void parseArguments(QCommandLineParser &parser, const QStringList &arguments);
+
+qint16 int16Option(const QCommandLineParser &parser, const QString &name, qint16 fallback);
+qint32 int32Option(const QCommandLineParser &parser, const QString &name, qint32 fallback);
+QDate dateOption(const QCommandLineParser &parser, const QString &name, const QDate &fallback);
+
+QCommandLineOption databaseOption();
+QCommandLineOption dateOptionFor(const QString &what);
+
+} // namespace host

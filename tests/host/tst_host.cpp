@@ -1,0 +1,245 @@
+// The host program run as a user runs it: init-db, sql, register, the module's window rendered headless, and
+// a one-line error with a non-zero status for whatever is wrong.
+
+#include "support/testdb.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+struct Run
+{
+    int status = -1;
+    QStringList out; // lines
+    QStringList err;
+};
+
+QStringList lines(const QByteArray &bytes)
+{
+    QStringList result = QString::fromUtf8(bytes).split(QLatin1Char('\n'));
+    if (!result.isEmpty() && result.last().isEmpty())
+        result.removeLast();
+    return result;
+}
+
+void backendRows()
+{
+    agrtest::addBackendColumns();
+    agrtest::addBackendRows();
+}
+
+// The statement that finds the highest number of a department's agreements, as the entry form builds it.
+const QString NumberStatement = QStringLiteral(
+    "Select isnull(max(convert(int,right(agragreementNo,len(agragreementNo)-3))),0) from agreementregister "
+    "where "
+    "agrDepartmentid = 1 and len(agragreementNo)>len('AG/') and  isnumeric(isnull(right(agragreementNo,"
+    "len(agragreementNo)-3),0)) =1 and substring(agragreementNo,1,len('AG/'))='AG/'");
+
+} // namespace
+
+class tst_host : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void initDbAndSql_data() { backendRows(); }
+    void initDbAndSql();
+    void showRendersTheList_data() { backendRows(); }
+    void showRendersTheList();
+    void missingTables_data() { backendRows(); }
+    void missingTables();
+    void oneLineErrors();
+    void registration();
+
+private:
+    Run run(const QStringList &arguments);
+    QTemporaryDir m_dir;
+    QString m_host;
+};
+
+void tst_host::initTestCase()
+{
+    m_host = QCoreApplication::applicationDirPath() + QStringLiteral("/agreement-register");
+    QVERIFY2(QFile::exists(m_host), qPrintable(m_host + QStringLiteral(" is not built")));
+    QVERIFY(m_dir.isValid());
+    // The program's registry file and data folder are this test's own.
+    qputenv("AGR_COMPONENT_REGISTRY", m_dir.filePath(QStringLiteral("components.json")).toLocal8Bit());
+    qputenv("XDG_DATA_HOME", m_dir.filePath(QStringLiteral("data")).toLocal8Bit());
+    qputenv("XDG_CONFIG_HOME", m_dir.filePath(QStringLiteral("config")).toLocal8Bit());
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    // Without it Qt warns on stderr, which would hide whether the program's own error is one line.
+    const QString runtime = m_dir.filePath(QStringLiteral("runtime"));
+    QVERIFY(QDir().mkpath(runtime));
+    QFile::setPermissions(runtime, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    qputenv("XDG_RUNTIME_DIR", runtime.toLocal8Bit());
+}
+
+Run tst_host::run(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(m_host, arguments);
+    Run result;
+    if (!process.waitForFinished(120000)) {
+        process.kill();
+        process.waitForFinished();
+        result.err << QStringLiteral("timed out");
+        return result;
+    }
+    result.status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    result.out = lines(process.readAllStandardOutput());
+    result.err = lines(process.readAllStandardError());
+    return result;
+}
+
+void tst_host::initDbAndSql()
+{
+    AGR_FETCH_URL();
+    const QString db = agrtest::freshUrl(url);
+    if (db.isEmpty())
+        return;
+
+    Run first = run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo")});
+    QCOMPARE(first.status, 0);
+    QVERIFY2(first.out.join(QLatin1Char('\n')).contains(QStringLiteral("Created")),
+             qPrintable(first.out.join('\n')));
+    QVERIFY(first.out.join(QLatin1Char('\n')).contains(QStringLiteral("Loaded the demo data")));
+
+    Run second = run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo")});
+    QCOMPARE(second.status, 0);
+    QVERIFY2(second.out.first().startsWith(QStringLiteral("Nothing created")),
+             qPrintable(second.out.join('\n')));
+    QVERIFY(second.out.last().startsWith(QStringLiteral("Nothing loaded")));
+
+    Run number = run({QStringLiteral("sql"), QStringLiteral("--database"), db, NumberStatement});
+    QCOMPARE(number.status, 0);
+    QCOMPARE(number.out.size(), 2); // header, one row
+    QCOMPARE(number.out.last(), QStringLiteral("12"));
+
+    Run nulls = run({QStringLiteral("sql"), QStringLiteral("--database"), db,
+                     QStringLiteral("select agragreementNo, agrfinanceEmailid from agreementregister where "
+                                    "agrDepartmentid=2 order by agragreementid")});
+    QCOMPARE(nulls.status, 0);
+    QCOMPARE(nulls.out.first().toLower(), QStringLiteral("agragreementno\tagrfinanceemailid"));
+    QCOMPARE(nulls.out.mid(1), (QStringList{QStringLiteral("AG/1\tNULL"), QStringLiteral("AG/2\tNULL")}));
+
+    Run update = run({QStringLiteral("sql"), QStringLiteral("--database"), db,
+                      QStringLiteral("update agreementregister set agrcancelled=1 where agrDepartmentid=2")});
+    QCOMPARE(update.status, 0);
+    QCOMPARE(update.out, QStringList{QStringLiteral("2 rows affected")});
+
+    Run rejected = run({QStringLiteral("sql"), QStringLiteral("--database"), db,
+                        QStringLiteral("select * from agreementregister where")});
+    QCOMPARE(rejected.status, 1);
+    QCOMPARE(rejected.err.size(), 1);
+    QVERIFY(rejected.out.isEmpty());
+}
+
+void tst_host::showRendersTheList()
+{
+    AGR_FETCH_URL();
+    const QString db = agrtest::freshUrl(url);
+    if (db.isEmpty())
+        return;
+    QCOMPARE(
+        run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo")}).status,
+        0);
+
+    const QString png =
+        m_dir.filePath(QStringLiteral("list-%1.png").arg(QLatin1String(QTest::currentDataTag())));
+    Run shown = run({QStringLiteral("--database"), db, QStringLiteral("--screenshot"), png});
+    QVERIFY2(shown.status == 0, qPrintable(shown.err.join(QLatin1Char('\n'))));
+    QVERIFY(shown.out.last().contains(png));
+    QImage image(png);
+    QVERIFY(!image.isNull());
+    QVERIFY(image.width() > 200 && image.height() > 100);
+}
+
+void tst_host::missingTables()
+{
+    AGR_FETCH_URL();
+    const QString db = agrtest::freshUrl(url);
+    if (db.isEmpty())
+        return;
+    // A database with one table only.
+    if (agrtest::backendOf(db) == platform::Backend::SQLite) {
+        QFile file(db.mid(int(qstrlen("sqlite:"))));
+        QVERIFY(file.open(QIODevice::WriteOnly)); // an empty file is an empty database
+    }
+    QCOMPARE(run({QStringLiteral("sql"), QStringLiteral("--database"), db,
+                  QStringLiteral("create table aUsers (userid integer)")})
+                 .status,
+             0);
+    Run shown = run({QStringLiteral("--database"), db, QStringLiteral("--screenshot"),
+                     m_dir.filePath(QStringLiteral("never.png"))});
+    QVERIFY(shown.status != 0);
+    QCOMPARE(shown.err.size(), 1);
+    QVERIFY2(shown.err.first().contains(QStringLiteral("agreementregister")), qPrintable(shown.err.first()));
+    QVERIFY(!shown.err.first().contains(QStringLiteral(", aUsers,")));
+    QVERIFY(!QFile::exists(m_dir.filePath(QStringLiteral("never.png"))));
+}
+
+void tst_host::oneLineErrors()
+{
+    const QString nowhere = QStringLiteral("postgresql://nobody@127.0.0.1:1/none");
+    const QString noFile = m_dir.filePath(QStringLiteral("absent.db"));
+    const QList<QStringList> failing = {
+        {QStringLiteral("sql"), QStringLiteral("--database"), nowhere, QStringLiteral("select 1")},
+        {QStringLiteral("init-db"), QStringLiteral("--database"), nowhere},
+        {QStringLiteral("--database"), nowhere, QStringLiteral("--screenshot"), m_dir.filePath("x.png")},
+        {QStringLiteral("sql"), QStringLiteral("--database"), noFile, QStringLiteral("select 1")},
+        {QStringLiteral("--database"), noFile, QStringLiteral("--screenshot"), m_dir.filePath("x.png")},
+        {QStringLiteral("--user"), QStringLiteral("40000"), QStringLiteral("--screenshot"),
+         m_dir.filePath("x.png")},
+        {QStringLiteral("--date"), QStringLiteral("2026-13-01"), QStringLiteral("--screenshot"),
+         m_dir.filePath("x.png")},
+        {QStringLiteral("--no-such-option")},
+        {QStringLiteral("frobnicate")},
+        {QStringLiteral("sql"), QStringLiteral("--database"), noFile},
+    };
+    for (const QStringList &arguments : failing) {
+        const Run result = run(arguments);
+        const QByteArray what = arguments.join(QLatin1Char(' ')).toUtf8();
+        QVERIFY2(result.status > 0, what.constData());
+        QVERIFY2(result.err.size() == 1,
+                 QByteArray(what + ": " + result.err.join(QLatin1Char('|')).toUtf8()).constData());
+        QVERIFY2(result.err.first().startsWith(QStringLiteral("agreement-register: ")), what.constData());
+    }
+    QVERIFY(!QFile::exists(noFile)); // a mistyped path is not made into an empty database
+}
+
+void tst_host::registration()
+{
+    const QString registry = m_dir.filePath(QStringLiteral("register.json"));
+    qputenv("AGR_COMPONENT_REGISTRY", registry.toLocal8Bit());
+    Run registered = run({QStringLiteral("register")});
+    QCOMPARE(registered.status, 0);
+    QCOMPARE(registered.out.size(), 3); // two libraries and the registry file
+    QVERIFY(registered.out.at(0).contains(QStringLiteral("libzrtp1003")));
+    QVERIFY(registered.out.at(0).endsWith(QStringLiteral("returned 0x00000000 (S_OK)")));
+    QVERIFY(registered.out.at(1).contains(QStringLiteral("libsuite")));
+    QFile file(registry);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray json = file.readAll();
+    QVERIFY(json.contains("zrtp1003.clsagreementeg"));
+    QVERIFY(json.contains("SharedCore.DbService"));
+    file.close();
+
+    QCOMPARE(run({QStringLiteral("unregister")}).status, 0);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVERIFY(!file.readAll().contains("zrtp1003.clsagreementeg"));
+
+    Run missing = run({QStringLiteral("register"), m_dir.filePath(QStringLiteral("libnothing.so"))});
+    QCOMPARE(missing.status, 1);
+    QVERIFY(missing.out.first().contains(QStringLiteral("0x80004005 (E_FAIL)")));
+    qputenv("AGR_COMPONENT_REGISTRY", m_dir.filePath(QStringLiteral("components.json")).toLocal8Bit());
+}
+
+QTEST_MAIN(tst_host)
+#include "tst_host.moc"
