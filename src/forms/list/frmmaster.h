@@ -22,7 +22,8 @@ class FlexGrid;
 namespace agr {
 
 // Columns of the list grid, in the order of the list statement.
-enum class ListCol : int {
+enum class ListCol : int
+{
     AgreementId = 0, // hidden
     Number = 1,
     Date = 2,
@@ -32,7 +33,10 @@ enum class ListCol : int {
     AgreementWith = 6,
     Cancelled = 7,
 };
-constexpr int col(ListCol c) { return static_cast<int>(c); }
+constexpr int col(ListCol c)
+{
+    return static_cast<int>(c);
+}
 
 class FrmMaster : public QDialog
 {
@@ -94,8 +98,8 @@ public:
     void mfgMaster_MouseMove(int button, int shift, double x, double y);
 
     // Buttons.
-    void cmdnew_Click();      // opening for a new agreement (forms/list/frmmaster_open.cpp)
-    void CmdEdit_Click();     // opening for edit (forms/list/frmmaster_open.cpp)
+    void cmdnew_Click();  // opening for a new agreement (forms/list/frmmaster_open.cpp)
+    void CmdEdit_Click(); // opening for edit (forms/list/frmmaster_open.cpp)
     void PopulateListviewlvwPayment(qint32 agreementId); // payment history (forms/list/frmmaster_open.cpp)
     void CmdDelete_Click();
     void cmdPreview_Click();
@@ -118,8 +122,8 @@ private:
     void SelectLastRow();
     int colWidthTwips(int column) const;
 
-    QString m_rights;            // the form's copy of the rights string, searched by GridColor
-    int m_rememberedRow = 0;     // the row SetRowButtons last ran for
+    QString m_rights;        // the form's copy of the rights string, searched by GridColor
+    int m_rememberedRow = 0; // the row SetRowButtons last ran for
     bool m_loaded = false;
     bool m_activated = false;
     bool m_unloading = false;
