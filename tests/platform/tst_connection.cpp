@@ -342,5 +342,5 @@ void tst_connection::binaryValues()
     QCOMPARE(platform::LoadFromFile(out), image);
 }
 
-QTEST_GUILESS_MAIN(tst_connection)
+QTEST_MAIN(tst_connection)
 #include "tst_connection.moc"

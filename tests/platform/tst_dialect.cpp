@@ -295,5 +295,5 @@ void tst_dialect::datesReadBack()
     QVERIFY(rs.Fields(QStringLiteral("LoggedAt")).isNull());
 }
 
-QTEST_GUILESS_MAIN(tst_dialect)
+QTEST_MAIN(tst_dialect)
 #include "tst_dialect.moc"
