@@ -39,11 +39,17 @@ enum class SortKind
 
 bool isNumericText(const QString &text, double *value)
 {
-    const QString trimmed = text.trimmed();
-    if (trimmed.isEmpty())
+    // Most texts are ruled out by their first character, without copying or parsing them.
+    qsizetype first = 0;
+    while (first < text.size() && text.at(first).isSpace())
+        ++first;
+    if (first == text.size())
+        return false;
+    const QChar lead = text.at(first);
+    if (!(lead.isDigit() || lead == QLatin1Char('-') || lead == QLatin1Char('+') || lead == QLatin1Char('.')))
         return false;
     bool ok = false;
-    const double number = QLocale::c().toDouble(trimmed, &ok);
+    const double number = QLocale::c().toDouble(text.trimmed(), &ok);
     if (ok && value)
         *value = number;
     return ok;
@@ -179,11 +185,12 @@ bool FlexGridModel::sortRows(int code, int firstCol, int lastCol)
                           : code <= 6 ? SortKind::NoCase
                                       : SortKind::Case;
 
-    // Keys are worked out once per cell, not once per comparison.
+    // Keys are worked out once per cell, not once per comparison, and lie side by side in memory.
     const size_t keyCount = size_t(n) * size_t(k);
     std::vector<double> numbers;
     std::vector<char> numeric;
     std::vector<QString> folded;
+    std::vector<QStringView> texts(kind == SortKind::Numeric ? 0 : keyCount);
     auto cell = [&](int i, int j) -> const QString & { return text(first + i, firstCol + j); };
     if (kind == SortKind::Numeric || kind == SortKind::Generic)
         numbers.resize(keyCount);
@@ -200,13 +207,17 @@ bool FlexGridModel::sortRows(int code, int firstCol, int lastCol)
                 break;
             case SortKind::Generic:
                 numeric[at] = isNumericText(cell(i, j), &numbers[at]);
-                if (!numeric[at])
+                if (!numeric[at]) {
                     folded[at] = cell(i, j).toCaseFolded();
+                    texts[at] = folded[at];
+                }
                 break;
             case SortKind::NoCase:
                 folded[at] = cell(i, j).toCaseFolded();
+                texts[at] = folded[at];
                 break;
             case SortKind::Case:
+                texts[at] = cell(i, j);
                 break;
             }
         }
@@ -217,26 +228,12 @@ bool FlexGridModel::sortRows(int code, int firstCol, int lastCol)
             const size_t ka = size_t(a) * size_t(k) + size_t(j);
             const size_t kb = size_t(b) * size_t(k) + size_t(j);
             int result = 0;
-            switch (kind) {
-            case SortKind::Numeric:
+            if (kind == SortKind::Numeric || (kind == SortKind::Generic && numeric[ka] && numeric[kb]))
                 result = numbers[ka] < numbers[kb] ? -1 : (numbers[kb] < numbers[ka] ? 1 : 0);
-                break;
-            case SortKind::Generic:
-                // Numbers compare as numbers; texts follow the numbers and compare without case.
-                if (numeric[ka] && numeric[kb])
-                    result = numbers[ka] < numbers[kb] ? -1 : (numbers[kb] < numbers[ka] ? 1 : 0);
-                else if (numeric[ka] != numeric[kb])
-                    result = numeric[ka] ? -1 : 1;
-                else
-                    result = QString::compare(folded[ka], folded[kb], Qt::CaseSensitive);
-                break;
-            case SortKind::NoCase:
-                result = QString::compare(folded[ka], folded[kb], Qt::CaseSensitive);
-                break;
-            case SortKind::Case:
-                result = QString::compare(cell(a, j), cell(b, j), Qt::CaseSensitive);
-                break;
-            }
+            else if (kind == SortKind::Generic && numeric[ka] != numeric[kb])
+                result = numeric[ka] ? -1 : 1; // numbers before texts
+            else
+                result = texts[ka].compare(texts[kb], Qt::CaseSensitive);
             if (result != 0)
                 return result;
         }
