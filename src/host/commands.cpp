@@ -46,6 +46,7 @@ int initDb(const QStringList &arguments)
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Creates the tables that are missing; with --demo also "
                                                     "loads the demo company. Safe to run again."));
+    parser.addPositionalArgument(QStringLiteral("init-db"), QStringLiteral("The command."));
     parser.addOption(databaseOption());
     parser.addOption(QCommandLineOption(QStringLiteral("demo"), QStringLiteral("Load the demo data.")));
     parser.addOption(dateOptionFor(QStringLiteral("The day the demo agreements are dated back from")));
@@ -96,6 +97,7 @@ int sql(const QStringList &arguments)
         QStringLiteral("Runs one statement in the suite's dialect and prints its "
                        "rows tab-separated (NULL as NULL), or the rows it changed."));
     parser.addOption(databaseOption());
+    parser.addPositionalArgument(QStringLiteral("sql"), QStringLiteral("The command."));
     parser.addPositionalArgument(QStringLiteral("statement"), QStringLiteral("The statement, in quotes."));
     parseArguments(parser, arguments);
     if (parser.positionalArguments().size() < 2)
@@ -134,6 +136,8 @@ int registration(const QStringList &arguments, bool doRegister)
                                                                  "DllRegisterServer).")
                                                 : QStringLiteral("Unregisters component libraries (their "
                                                                  "DllUnregisterServer)."));
+    parser.addPositionalArgument(doRegister ? QStringLiteral("register") : QStringLiteral("unregister"),
+                                 QStringLiteral("The command."));
     parser.addPositionalArgument(QStringLiteral("library"),
                                  QStringLiteral("Library files. Default: the module and the suite beside the "
                                                 "program."),

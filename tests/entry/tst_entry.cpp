@@ -6,17 +6,20 @@
 #include "entry/modulecontext.h"
 #include "entry/registration.h"
 #include "forms/list/frmmaster.h"
+#include "platform/application.h"
 #include "platform/connection.h"
 #include "platform/errors.h"
 #include "platform/registry.h"
 #include "platform/seams.h"
 #include "suite/suite.h"
 
+#include <QEvent>
 #include <QFile>
 #include <QLibrary>
 #include <QTemporaryDir>
 #include <QTest>
 #include <memory>
+#include <stdexcept>
 
 using platform::ComponentRegistry;
 
@@ -67,6 +70,7 @@ private Q_SLOTS:
     void propertiesAtTheirWidths();
     void showOnUnsetContext();
     void showCopiesTheContext();
+    void untrappedErrorsKeepTheProgram();
 
 private:
     QTemporaryDir m_dir;
@@ -239,5 +243,46 @@ void tst_entry::showCopiesTheContext()
     QCOMPARE(shown.context.userId, 5);
 }
 
-QTEST_MAIN(tst_entry)
+namespace {
+
+// A handler without an error trap, as Show and a few of the module's handlers are.
+class Untrapped : public QObject
+{
+public:
+    bool event(QEvent *event) override
+    {
+        if (event->type() == QEvent::User)
+            platform::Raise(5, QStringLiteral("Untrapped"), QStringLiteral("Invalid procedure call"));
+        if (event->type() == QEvent::User + 1)
+            throw std::runtime_error("out of range");
+        return QObject::event(event);
+    }
+};
+
+} // namespace
+
+void tst_entry::untrappedErrorsKeepTheProgram()
+{
+    QStringList reported;
+    platform::Application::setLastChanceHandler([&reported](const QString &text) { reported << text; });
+    Untrapped receiver;
+    QEvent raise(QEvent::User);
+    QVERIFY(!QCoreApplication::sendEvent(&receiver, &raise));
+    QEvent standard(QEvent::Type(QEvent::User + 1));
+    QVERIFY(!QCoreApplication::sendEvent(&receiver, &standard));
+    platform::Application::setLastChanceHandler({});
+    QCOMPARE(reported.size(), 2);
+    QVERIFY(reported.at(0).contains(QStringLiteral("Invalid procedure call")));
+    QVERIFY(reported.at(0).contains(QStringLiteral("5")));
+    QCOMPARE(reported.at(1), QStringLiteral("out of range"));
+}
+
+// The program's own application object, so that errors escaping a handler meet its last-chance handler.
+int main(int argc, char **argv)
+{
+    platform::Application app(argc, argv);
+    QTEST_SET_MAIN_SOURCE_PATH
+    tst_entry test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_entry.moc"
