@@ -36,6 +36,16 @@ namespace {
 
 using platform::FlexGrid;
 
+// A date picker: Tab (and so Enter) leaves the control instead of walking day, month and year.
+class DatePicker : public QDateEdit
+{
+public:
+    using QDateEdit::QDateEdit;
+
+protected:
+    bool focusNextPrevChild(bool next) override { return QWidget::focusNextPrevChild(next); }
+};
+
 QPointer<FrmAgreementreg> &defaultInstance()
 {
     static QPointer<FrmAgreementreg> form;
@@ -60,23 +70,6 @@ void layOutGrid(FlexGrid *grid, const QString &format, std::initializer_list<int
     int column = 0;
     for (int width : widths)
         grid->setColWidth(column++, width);
-}
-
-// A detail cell that holds a serial number goes to an integer column; the suite's server reads a blank
-// as 0 there.
-QVariant detailIdValue(const QString &cell)
-{
-    if (Trim(cell).isEmpty())
-        return 0;
-    return cell;
-}
-
-// A detail cell that holds a date goes to a date column; a blank row has no date.
-QVariant detailDateValue(const QString &cell)
-{
-    if (Trim(cell).isEmpty())
-        return QVariant();
-    return cell;
 }
 
 int agencyFlag(const QString &cell)
@@ -116,6 +109,8 @@ void FrmAgreementreg::buildForm()
         c->setObjectName(QLatin1String(name));
         c->setEditable(editable);
         c->setInsertPolicy(QComboBox::NoInsert);
+        if (editable)
+            c->setCompleter(nullptr); // what the user types stays as typed
         return c;
     };
     auto option = [](QWidget *parent, const char *name, const QString &caption) {
@@ -124,7 +119,7 @@ void FrmAgreementreg::buildForm()
         return o;
     };
     auto datePicker = [](QWidget *parent, const char *name) {
-        auto *d = new QDateEdit(parent);
+        auto *d = new DatePicker(parent);
         d->setObjectName(QLatin1String(name));
         d->setCalendarPopup(true);
         d->setDisplayFormat(QStringLiteral("dd/MM/yyyy"));
@@ -855,7 +850,6 @@ void FrmAgreementreg::saveDetails(platform::Connection &con, bool editing)
         QString deleteSql;
         QString insertSql;
         int agencyColumn; // 0: the table has no agency flag
-        int dateColumn;   // 0: the table has no date
     };
     const DetailTable tables[] = {
         {mfgsummary,
@@ -863,7 +857,7 @@ void FrmAgreementreg::saveDetails(platform::Connection &con, bool editing)
              QStringLiteral(" and agdDepartmentid= ") + department,
          QStringLiteral("insert into AgreementDetails (agdAgreementid ,"
                         " agdDepartmentid,agdDetailid,agdDetails) values (?,?,?,?) "),
-         0, 0},
+         0},
         {mfgsigndetails,
          QStringLiteral("delete from AgreementSignedDetails where") + QStringLiteral(" agsAgreementid=") +
              id + QStringLiteral(" and agsDepartmentid= ") + department,
@@ -871,26 +865,26 @@ void FrmAgreementreg::saveDetails(platform::Connection &con, bool editing)
              "insert into AgreementSignedDetails (agsagreementid,"
              " agsDepartmentid,agsDetailid,agsSignedBy,agsPosition,agsSignedDate,agsAgency) values "
              " (?,?,?,?,?,?,?)"),
-         col(SignCol::Agency), col(SignCol::Date)},
+         col(SignCol::Agency)},
         {mfgwitnessdetails,
          QStringLiteral("delete from AgreementWitnessDetails  where ") + QStringLiteral(" agwAgreementid=") +
              id + QStringLiteral(" and agwDepartmentid=") + department,
          QStringLiteral("insert into AgreementWitnessDetails (agwAgreementid,"
                         " agwDepartmentid,agwDetailid,agwSignedBy,agwPostion,agwSignedDate, "
                         " agwWitenessAddress,agwAgency) values(?,?,?,?,?,?,?,?)"),
-         col(WitnessCol::Agency), col(WitnessCol::Date)},
+         col(WitnessCol::Agency)},
         {mfgfinance,
          QStringLiteral("delete from AgreementFinancialDetails where ") + QStringLiteral(" agfAgreementid=") +
              id + QStringLiteral(" and agfDepartmentid= ") + department,
          QStringLiteral("insert into AgreementFinancialDetails (agfAgreementid ,"
                         " agfDepartmentid,agffinanceDetailid,agffinanceDetail) values(?,?,?,?) "),
-         0, 0},
+         0},
         {mfgcontent,
          QStringLiteral("delete from AgreementContents where") + QStringLiteral(" agcAgreementid=") + id +
              QStringLiteral(" and agcDepartmentid= ") + department,
          QStringLiteral("insert into AgreementContents (agcAgreementid ,"
                         " agcDepartmentid,agcDetailid,agcContentdesc) values(?,?,?,?)"),
-         0, 0},
+         0},
     };
 
     platform::Command cmd(con);
@@ -909,15 +903,10 @@ void FrmAgreementreg::saveDetails(platform::Connection &con, bool editing)
 
         const int lastColumn = grid.Cols() - 1;
         for (int row = 1; row < grid.Rows(); ++row) {
-            QVariantList values{agreementId, context().departmentId, detailIdValue(grid.TextMatrix(row, 1))};
-            for (int column = 2; column <= lastColumn; ++column) {
+            QVariantList values{agreementId, context().departmentId};
+            for (int column = col(DetailCol::SNo); column <= lastColumn; ++column) {
                 const QString cell = grid.TextMatrix(row, column);
-                if (column == table.agencyColumn)
-                    values.append(agencyFlag(cell));
-                else if (column == table.dateColumn)
-                    values.append(detailDateValue(cell));
-                else
-                    values.append(cell);
+                values.append(column == table.agencyColumn ? QVariant(agencyFlag(cell)) : QVariant(cell));
             }
             cmd.Execute(values);
         }

@@ -1,0 +1,627 @@
+// The entry form frmAgreementreg and the list form's opening procedures, on the demo data of SQLite and
+// PostgreSQL: saving new and changed agreements, numbers, validation, keys, the closing question, cancelled
+// agreements, payments, and a failed save.
+
+#include "data/basagreementreg.h"
+#include "data/schema.h"
+#include "entry/modulecontext.h"
+#include "forms/agreement/frmagreementreg.h"
+#include "forms/list/frmmaster.h"
+#include "platform/connection.h"
+#include "platform/flexgrid.h"
+#include "platform/seams.h"
+#include "suite/suite.h"
+#include "support/testdb.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QDateEdit>
+#include <QGroupBox>
+#include <QLineEdit>
+#include <QPointer>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSignalSpy>
+#include <QTabWidget>
+#include <QTest>
+#include <QTreeWidget>
+
+namespace demo = agr::schema::demo;
+using agr::FrmAgreementreg;
+using platform::FlexGrid;
+
+namespace {
+
+const QDate Today(2026, 11, 15);
+const QString Caption = QStringLiteral("Agreements");
+
+// The first field of the first row of sql.
+QVariant scalar(platform::Connection &con, const QString &sql)
+{
+    platform::Recordset rs = con.Execute(sql);
+    return rs.isEOF() ? QVariant() : rs.Fields(0).Value();
+}
+
+int count(platform::Connection &con, const QString &table, const QString &where)
+{
+    return scalar(con, QStringLiteral("select count(*) from ") + table + QStringLiteral(" where ") + where)
+        .toInt();
+}
+
+void setRow(FlexGrid *grid, int row, const QStringList &cells)
+{
+    if (grid->Rows() <= row)
+        grid->setRows(row + 1);
+    for (int c = 0; c < cells.size(); ++c)
+        grid->setTextMatrix(row, c + 1, cells.at(c));
+}
+
+void showActive(QWidget *form)
+{
+    form->show();
+    QApplication::setActiveWindow(form);
+    QVERIFY(QTest::qWaitForWindowActive(form));
+}
+
+} // namespace
+
+class TestFrmAgreementreg : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { suite::registerInProcess(); }
+    void init();
+    void cleanup();
+
+    void layoutAndLoad_data() { backends(); }
+    void layoutAndLoad();
+    void newAgreementSaved_data() { backends(); }
+    void newAgreementSaved();
+    void numberSequence_data() { backends(); }
+    void numberSequence();
+    void validationStops_data() { backends(); }
+    void validationStops();
+    void partySelection_data() { backends(); }
+    void partySelection();
+    void editReplacesDetails_data() { backends(); }
+    void editReplacesDetails();
+    void cancelledOpensReadOnly_data() { backends(); }
+    void cancelledOpensReadOnly();
+    void keys_data() { backends(); }
+    void keys();
+    void closingQuestion_data() { backends(); }
+    void closingQuestion();
+    void failedSaveLeavesNoTrace_data() { backends(); }
+    void failedSaveLeavesNoTrace();
+
+private:
+    static void backends()
+    {
+        agrtest::addBackendColumns();
+        agrtest::addBackendRows();
+    }
+    // A demo database as the module context's connection, with the list form loaded.
+    bool openDemo(const QString &url);
+    void selectListRow(int agreementId);
+    // The entry form as the list's Edit opens it (the modal show returns at once).
+    FrmAgreementreg *openForEdit(int agreementId);
+    FrmAgreementreg *openNew();
+
+    std::unique_ptr<platform::Connection> m_con;
+    QList<platform::MsgBoxCall> m_boxes;
+    int m_answer = platform::vb::OK;
+};
+
+void TestFrmAgreementreg::init()
+{
+    m_boxes.clear();
+    m_answer = platform::vb::OK;
+    platform::setMsgBoxResponder([this](const platform::MsgBoxCall &call) {
+        m_boxes.append(call);
+        return m_answer;
+    });
+    platform::setModalHandler([](QWidget *) {});
+}
+
+void TestFrmAgreementreg::cleanup()
+{
+    m_answer = platform::vb::No;
+    if (m_con && m_con->transactionLevel() > 0)
+        m_con->RollbackTrans();
+    agr::unloadFrmAgreementreg();
+    agr::unloadFrmMaster();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    agr::context().setConnection(nullptr);
+    m_con.reset();
+    platform::setMsgBoxResponder({});
+    platform::setModalHandler({});
+}
+
+bool TestFrmAgreementreg::openDemo(const QString &url)
+{
+    m_con = agrtest::openFresh(url, true, true, Today);
+    if (!m_con)
+        return false;
+    agr::ModuleContext &ctx = agr::context();
+    ctx.setConnection(m_con.get());
+    ctx.processDate = QDateTime(Today, QTime());
+    ctx.userId = demo::ClerkUserId;
+    ctx.companyId = demo::CompanyId;
+    ctx.departmentId = demo::DepartmentId;
+    ctx.interfaceId = demo::InterfaceId;
+    ctx.msgBoxCaption = Caption;
+    agr::frmMaster();
+    return true;
+}
+
+void TestFrmAgreementreg::selectListRow(int agreementId)
+{
+    FlexGrid *list = agr::frmMaster()->mfgMaster;
+    for (int row = 1; row < list->Rows(); ++row) {
+        if (list->TextMatrix(row, 0) == QString::number(agreementId)) {
+            list->setRow(row);
+            return;
+        }
+    }
+    QFAIL("agreement not in the list");
+}
+
+FrmAgreementreg *TestFrmAgreementreg::openForEdit(int agreementId)
+{
+    selectListRow(agreementId);
+    agr::frmMaster()->CmdEdit_Click();
+    return agr::frmAgreementregIfLoaded();
+}
+
+FrmAgreementreg *TestFrmAgreementreg::openNew()
+{
+    agr::frmMaster()->cmdnew_Click();
+    return agr::frmAgreementregIfLoaded();
+}
+
+void TestFrmAgreementreg::layoutAndLoad()
+{
+    AGR_FETCH_URL();
+    if (!openDemo(url))
+        return;
+    FrmAgreementreg *form = openNew();
+    QVERIFY(form);
+    QCOMPARE(form->windowTitle(), "Agreement Register");
+    QStringList tabs;
+    for (int i = 0; i < form->SSTab1->count(); ++i)
+        tabs << form->SSTab1->tabText(i);
+    QCOMPARE(tabs, QStringList({"&General", "Age&ncy Details", "Contents Deta&ils", "S&ummary Details",
+                                "&Finance details", "Payment Details"}));
+    QCOMPARE(form->mfgsigndetails->FormatString(), "|SNo |Sign By |Position |Date |Agency ");
+    QCOMPARE(form->mfgwitnessdetails->FormatString(), "|SNo |Witness |Position |Date |Address|Agency ");
+    QCOMPARE(form->mfgfinance->FormatString(), "|SNo |Terms and Conditions ");
+    QCOMPARE(form->mfgsigndetails->ColWidth(1), 1750);
+    QCOMPARE(form->mfgwitnessdetails->ColWidth(5), 3900);
+    for (FlexGrid *grid : {form->mfgsigndetails, form->mfgwitnessdetails, form->mfgcontent, form->mfgsummary,
+                           form->mfgfinance}) {
+        QCOMPARE(grid->ColWidth(0), 0);
+        QCOMPARE(grid->Rows(), 2);
+    }
+    QCOMPARE(form->lvwPayment->headerItem()->text(5), "Amount");
+    QCOMPARE(form->dtpsigned->displayFormat(), "dd/MM/yyyy");
+    QVERIFY(form->dtpvalidto->calendarPopup());
+
+    // The processing date, lookups as stored in this department, and no scan copies for a new agreement.
+    QCOMPARE(form->txtdate->text(), "15/11/2026");
+    QCOMPARE(form->dtpvalidfrom->date(), Today);
+    QCOMPARE(form->cbolawyer->count(), 3);
+    QCOMPARE(form->cbotype->count(), 7);
+    QVERIFY(form->cbotype->findText(QStringLiteral("Insurance")) >= 0);
+    QCOMPARE(form->cbotype->currentText(), "");
+    QVERIFY(!form->cmdScan->isEnabled());
+    form->cmdcancel_Click();
+    QVERIFY(!agr::frmAgreementregIfLoaded());
+
+    // A stored agreement can be given scan copies; a fresh form is built for it.
+    form = openForEdit(2);
+    QVERIFY(form->cmdScan->isEnabled());
+}
+
+void TestFrmAgreementreg::newAgreementSaved()
+{
+    AGR_FETCH_URL();
+    if (!openDemo(url))
+        return;
+    FrmAgreementreg *form = openNew();
+    QPointer<FrmAgreementreg> alive(form);
+    showActive(form);
+
+    form->cbotype->setEditText(QStringLiteral("  Lease "));
+    form->txtdesc->setText(QStringLiteral("  Rent of the new shop  "));
+    form->txtnoofpages->setText(QStringLiteral("12 pages"));
+    form->txtalertnoofdays->setText(QStringLiteral("45"));
+    form->dtpsigned->setDate(QDate(2026, 11, 1));
+    form->dtpvalidfrom->setDate(QDate(2026, 11, 1));
+    form->dtpvalidto->setDate(QDate(2029, 10, 31));
+    QTest::mouseClick(form->optgodown, Qt::LeftButton);
+    form->cboapplicable->setFocus();
+    QTest::keyClick(form->cboapplicable, Qt::Key_Down); // the second godown of company 1
+    QTest::keyClick(form->cboapplicable, Qt::Key_Down);
+    QCOMPARE(form->txtapplicable->text(), "Industrial Estate Godown");
+    QTest::mouseClick(form->optsupplier, Qt::LeftButton);
+    form->cboagency->setCurrentIndex(0);
+    Q_EMIT form->cboagency->activated(0);
+    QCOMPARE(form->txtagency->text(), "Prime Packaging");
+    setRow(form->mfgsigndetails, 1, {"1", "Ravi Kumar", "Director", "01/11/2026", "Y"});
+    setRow(form->mfgsigndetails, 2, {"2", " S. Ganesh ", "Proprietor", "02/11/2026", "y"});
+    setRow(form->mfgcontent, 1, {"1", "Lease deed"});
+    setRow(form->mfgcontent, 2, {"", ""}); // saved too: the current row decides for the whole grid
+    form->mfgsigndetails->setRow(1);
+    form->mfgcontent->setRow(1);
+    QTest::mouseClick(form->cmdOK, Qt::LeftButton);
+
+    QVERIFY(m_boxes.isEmpty());
+    QVERIFY(!agr::frmAgreementregIfLoaded());
+    QCOMPARE(m_con->transactionLevel(), 0);
+    const QString where = QStringLiteral("agrDepartmentid=1 and agragreementid=13");
+    platform::Recordset rs = m_con->Execute(QStringLiteral("select * from agreementregister where ") + where);
+    QVERIFY(!rs.isEOF());
+    QCOMPARE(rs["agragreementNo"].text(), "AG/13");
+    QCOMPARE(rs["agragreementdate"].toDate(), Today);
+    QCOMPARE(rs["agragreementdesc"].text(), "Rent of the new shop");
+    QCOMPARE(rs["agragreementtype"].text(), "Lease");
+    QVERIFY(rs["agrapplicableshopid"].isNull());
+    QCOMPARE(rs["agrapplicablegodownid"].toLong(), 2);
+    QVERIFY(rs["agrwithCustomerid"].isNull());
+    QCOMPARE(rs["agrwithsupplierid"].toLong(), 2); // the godown's id, not the supplier's
+    QCOMPARE(rs["agragreementwith"].text(), "Prime Packaging");
+    for (const char *column : {"agragencyfindepaddress", "agrfinancecontactNo", "agrfinanceEmailid"})
+        QVERIFY2(rs[QLatin1String(column)].isNull(), column);
+    QCOMPARE(rs["agrReferenceNo"].text(), "");
+    QCOMPARE(rs["agrNoofPages"].toDouble(), 12.0);
+    QCOMPARE(rs["alertnoofdays"].toDouble(), 45.0);
+    QCOMPARE(rs["agrValidTodate"].toDate(), QDate(2029, 10, 31));
+    QCOMPARE(rs["agrcancelled"].toLong(), 0);
+
+    rs = m_con->Execute(
+        QStringLiteral("select agsSignedBy, agsSignedDate, agsAgency from AgreementSignedDetails "
+                       "where agsAgreementid=13 and agsDepartmentid=1 order by agsDetailid"));
+    QCOMPARE(rs.RecordCount(), 2);
+    QCOMPARE(rs["agsAgency"].toLong(), 1);
+    QCOMPARE(rs["agsSignedDate"].toDate(), QDate(2026, 11, 1));
+    rs.MoveNext();
+    QCOMPARE(rs["agsSignedBy"].text(), " S. Ganesh "); // grid cells are stored as they stand
+    QCOMPARE(rs["agsAgency"].toLong(), 0);
+    QCOMPARE(count(*m_con, QStringLiteral("AgreementContents"), QStringLiteral("agcAgreementid=13")), 2);
+    QCOMPARE(count(*m_con, QStringLiteral("AgreementDetails"), QStringLiteral("agdAgreementid=13")), 0);
+    QCOMPARE(count(*m_con, QStringLiteral("aActivityLog"),
+                   QStringLiteral("AgreementNo='AG/13' and ActionCode='N'")),
+             1);
+
+    // The list shows the new agreement as its current row.
+    FlexGrid *list = agr::frmMaster()->mfgMaster;
+    QCOMPARE(list->TextMatrix(list->Row(), agr::col(agr::ListCol::Number)), "AG/13");
+}
+
+void TestFrmAgreementreg::numberSequence()
+{
+    AGR_FETCH_URL();
+    if (!openDemo(url))
+        return;
+    // Department 2 holds AG/1 and AG/2; only wholly numeric tails after the prefix count, as integers.
+    for (const char *number : {"AG/9", "AG/10", "AG/12A", "AG/", "XY/99"}) {
+        m_con->Execute(
+            QStringLiteral("insert into agreementregister (agragreementid, agrDepartmentid, "
+                           "agragreementNo, agragreementdate) values (%1, 2, '%2', '20261101')")
+                .arg(100 + count(*m_con, QStringLiteral("agreementregister"), QStringLiteral("1=1")))
+                .arg(QLatin1String(number)));
+    }
+    agr::context().departmentId = demo::OtherDepartmentId;
+    FrmAgreementreg *form = openNew();
+    form->txtagreementNo->setText(QStringLiteral("MINE/1"));
+    form->cbotype->setEditText(QStringLiteral("Lease"));
+    form->cmdOK_Click();
+    QCOMPARE(form->lastNumberText, "10");
+    QCOMPARE(count(*m_con, QStringLiteral("agreementregister"),
+                   QStringLiteral("agrDepartmentid=2 and agragreementNo='AG/11'")),
+             1);
+    QCOMPARE(count(*m_con, QStringLiteral("agreementregister"), QStringLiteral("agragreementNo='MINE/1'")),
+             0);
+
+    // Department 0 cannot save a new agreement: the number statement is rejected, silently.
+    agr::context().departmentId = 0;
+    const int before = count(*m_con, QStringLiteral("agreementregister"), QStringLiteral("1=1"));
+    form = openNew();
+    QPointer<FrmAgreementreg> alive(form);
+    form->cbotype->setEditText(QStringLiteral("Lease"));
+    form->cmdOK_Click();
+    QVERIFY(alive);
+    QVERIFY(!form->cmdOK->isEnabled());
+    QVERIFY(m_boxes.isEmpty());
+    QCOMPARE(m_con->transactionLevel(), 0);
+    QCOMPARE(count(*m_con, QStringLiteral("agreementregister"), QStringLiteral("1=1")), before);
+    QCOMPARE(count(*m_con, QStringLiteral("aFaultLog"), QStringLiteral("1=1")), 0);
+}
+
+void TestFrmAgreementreg::validationStops()
+{
+    AGR_FETCH_URL();
+    if (!openDemo(url))
+        return;
+    FrmAgreementreg *form = openNew();
+    showActive(form);
+    const int before = count(*m_con, QStringLiteral("agreementregister"), QStringLiteral("1=1"));
+    const auto stop = [&](const QString &message, QWidget *focus, bool numberDrawn) {
+        m_boxes.clear();
+        form->txtdesc->setFocus();
+        form->txtagreementNo->clear();
+        QTest::mouseClick(form->cmdOK, Qt::LeftButton);
+        QCOMPARE(m_boxes.size(), 1);
+        QCOMPARE(m_boxes.at(0).prompt, message);
+        QCOMPARE(m_boxes.at(0).buttons, platform::vb::Information);
+        QCOMPARE(m_boxes.at(0).title, Caption);
+        QTRY_COMPARE(QApplication::focusWidget(), focus);
+        QVERIFY(form->cmdOK->isEnabled());
+        QCOMPARE(form->txtagreementNo->text(), numberDrawn ? QStringLiteral("AG/13") : QString());
+    };
+
+    stop(QStringLiteral("Enter Type"), form->cbotype, false);
+    form->cbotype->setEditText(QStringLiteral(" "));
+    form->dtpsigned->setDate(Today.addDays(1));
+    stop(QStringLiteral("Signed Date Should be Less than Valid Date"), form->dtpsigned, false);
+    form->dtpsigned->setDate(Today);
+    form->dtpvalidto->setDate(Today.addDays(-1));
+    stop(QStringLiteral("Valid From Date Should be Less than Vaild To Date"), form->dtpvalidfrom, false);
+    form->dtpvalidto->setDate(Today);
+
+    // Id and number are drawn before the parties are checked; the applicability comes first.
+    QTest::mouseClick(form->optShop, Qt::LeftButton);
+    QTest::mouseClick(form->optcustomer, Qt::LeftButton);
+    stop(QStringLiteral("Select Shop"), form->cboapplicable, true);
+    QTest::mouseClick(form->optgodown, Qt::LeftButton);
+    stop(QStringLiteral("Select Godown"), form->cboapplicable, true);
+    form->cboapplicable->setCurrentIndex(0);
+    stop(QStringLiteral("Select Customer"), form->cboagency, true);
+    QTest::mouseClick(form->optsupplier, Qt::LeftButton);
+    stop(QStringLiteral("Select Supplier"), form->cboagency, true);
+    QCOMPARE(count(*m_con, QStringLiteral("agreementregister"), QStringLiteral("1=1")), before);
+
+    // A type of blanks passes and is stored empty.
+    QTest::mouseClick(form->optothers, Qt::LeftButton);
+    m_boxes.clear();
+    form->cmdOK_Click();
+    QVERIFY(m_boxes.isEmpty());
+    QCOMPARE(scalar(*m_con, QStringLiteral("select agragreementtype from agreementregister where "
+                                           "agragreementNo='AG/13' and agrDepartmentid=1"))
+                 .toString(),
+             "");
+}
+
+void TestFrmAgreementreg::partySelection()
+{
+    AGR_FETCH_URL();
+    if (!openDemo(url))
+        return;
+    FrmAgreementreg *form = openNew();
+    showActive(form);
+    QTest::mouseClick(form->optShop, Qt::LeftButton);
+    QCOMPARE(form->cboapplicable->count(), 3); // the shops of company 1 only
+    QVERIFY(form->cboapplicable->isEnabled());
+    QCOMPARE(form->cboapplicable->currentIndex(), -1);
+    form->cboapplicable->setCurrentIndex(1);
+    Q_EMIT form->cboapplicable->activated(1);
+    QCOMPARE(form->txtapplicable->text(), "Station Road Shop");
+
+    // Clicking the chosen option again refills the list and drops the pick.
+    QTest::mouseClick(form->optShop, Qt::LeftButton);
+    QCOMPARE(form->cboapplicable->currentIndex(), -1);
+    QCOMPARE(form->txtapplicable->text(), "");
+
+    QTest::mouseClick(form->optcustomer, Qt::LeftButton);
+    form->cboagency->setCurrentIndex(2);
+    Q_EMIT form->cboagency->activated(2);
+    QTest::mouseClick(form->optHq, Qt::LeftButton);
+    QCOMPARE(form->cboapplicable->count(), 0);
+    QVERIFY(!form->cboapplicable->isEnabled());
+    QCOMPARE(form->txtagency->text(), "Coastal Traders"); // the party group is untouched
+    QTest::mouseClick(form->optothers, Qt::LeftButton);
+    QVERIFY(!form->cboagency->isEnabled());
+    QCOMPARE(form->txtagency->text(), "");
+}
+
+void TestFrmAgreementreg::editReplacesDetails()
+{
+    AGR_FETCH_URL();
+    if (!openDemo(url))
+        return;
+    const QString dateBefore = scalar(*m_con, QStringLiteral("select agragreementdate from agreementregister "
+                                                             "where agrDepartmentid=1 and agragreementid=1"))
+                                   .toString();
+    FrmAgreementreg *form = openForEdit(demo::DetailedAgreementId);
+    QVERIFY(form);
+    QCOMPARE(agr::bas::entryMode(), "E");
+    QCOMPARE(form->txtagreementNo->text(), "AG/1");
+    QCOMPARE(form->txtdate->text(), Today.addDays(-28).toString(QStringLiteral("dd/MM/yyyy")));
+    QVERIFY(form->optShop->isChecked());
+    QCOMPARE(form->cboapplicable->currentText(), "Market Road Shop");
+    QVERIFY(form->optothers->isChecked());
+    QCOMPARE(form->cbolawyer->currentText(), "K. Suresh");
+    QCOMPARE(form->txtnoofpages->text(), "5");
+    QCOMPARE(form->mfgsummary->Rows(), 4);
+    QCOMPARE(form->mfgsigndetails->TextMatrix(2, agr::col(agr::SignCol::Agency)), "Y");
+    QCOMPARE(form->mfgwitnessdetails->TextMatrix(1, agr::col(agr::WitnessCol::Address)), "12 Church Street");
+    QCOMPARE(form->lvwPayment->topLevelItemCount(), 2);
+    QVERIFY(form->cmdOK->isEnabled());
+
+    // New text, one summary line instead of three, and a blank current row in the contents grid.
+    form->txtdesc->setText(QStringLiteral("Lease renewed"));
+    form->mfgsummary->setRows(2);
+    setRow(form->mfgsummary, 1, {"1", "Only line"});
+    form->mfgsummary->setRow(1);
+    setRow(form->mfgcontent, 4, {"", ""});
+    form->mfgcontent->setRow(4);
+    form->cmdOK_Click();
+    QVERIFY(!agr::frmAgreementregIfLoaded());
+
+    platform::Recordset rs = m_con->Execute(
+        QStringLiteral("select * from agreementregister where agrDepartmentid=1 and agragreementid=1"));
+    QCOMPARE(rs["agragreementdesc"].text(), "Lease renewed");
+    QCOMPARE(rs["agragreementNo"].text(), "AG/1");
+    QCOMPARE(rs["agragreementdate"].Value().toString(), dateBefore);
+    QCOMPARE(
+        scalar(*m_con, QStringLiteral("select agdDetails from AgreementDetails where agdAgreementid=1 and "
+                                      "agdDepartmentid=1"))
+            .toString(),
+        "Only line");
+    QCOMPARE(count(*m_con, QStringLiteral("AgreementDetails"), QStringLiteral("agdAgreementid=1")), 2);
+    QCOMPARE(count(*m_con, QStringLiteral("AgreementContents"), QStringLiteral("agcAgreementid=1")), 0);
+    QCOMPARE(count(*m_con, QStringLiteral("AgreementFinancialDetails"), QStringLiteral("agfAgreementid=1")),
+             2);
+    QCOMPARE(count(*m_con, QStringLiteral("AgreementWitnessDetails"),
+                   QStringLiteral("agwAgreementid=1 and agwDepartmentid=1 and agwAgency=1")),
+             1);
+    FlexGrid *list = agr::frmMaster()->mfgMaster;
+    QCOMPARE(list->TextMatrix(list->Row(), agr::col(agr::ListCol::Description)), "Lease renewed");
+
+    // An agreement without vouchers lists no payments.
+    form = openForEdit(2);
+    QCOMPARE(form->lvwPayment->topLevelItemCount(), 0);
+}
+
+void TestFrmAgreementreg::cancelledOpensReadOnly()
+{
+    AGR_FETCH_URL();
+    if (!openDemo(url))
+        return;
+    FrmAgreementreg *form = openForEdit(demo::CancelledAgreementId);
+    QVERIFY(!form->cmdOK->isEnabled());
+    QCOMPARE(form->txtagreementNo->text(), "AG/6");
+    QCOMPARE(form->txtdesc->text(), "Lease of godown at Industrial Estate");
+    QVERIFY(form->optgodown->isChecked());
+    QCOMPARE(form->cboapplicable->currentText(), "Industrial Estate Godown");
+    QCOMPARE(form->txtagency->text(), "Patel Warehousing");
+    QCOMPARE(form->txtpocemail->text(), "poc6@example.com");
+
+    // Nothing can be saved, so closing after a change asks nothing.
+    showActive(form);
+    form->txtdesc->setText(QStringLiteral("changed"));
+    form->cmdcancel_Click();
+    QVERIFY(m_boxes.isEmpty());
+    QVERIFY(!agr::frmAgreementregIfLoaded());
+}
+
+void TestFrmAgreementreg::keys()
+{
+    AGR_FETCH_URL();
+    if (!openDemo(url))
+        return;
+    FrmAgreementreg *form = openNew();
+    showActive(form);
+    const auto enterMoves = [](QWidget *from, QWidget *to) {
+        from->setFocus();
+        QTRY_COMPARE(QApplication::focusWidget(), from);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+        QCOMPARE(QApplication::focusWidget(), to);
+    };
+    QSignalSpy returnPressed(form->txtagreementNo, &QLineEdit::returnPressed);
+    enterMoves(form->txtagreementNo, form->txtdate);
+    QCOMPARE(returnPressed.count(), 1); // the box still receives its Enter
+    enterMoves(form->cbotype, form->txtdesc);
+    enterMoves(form->optHq, form->txtapplicable); // the empty combo box is disabled
+    enterMoves(form->cmdOK, form->cmdcancel);
+    QTest::mouseClick(form->optShop, Qt::LeftButton);
+    enterMoves(form->optShop, form->cboapplicable);
+    enterMoves(form->cboapplicable, form->txtapplicable);
+    enterMoves(form->dtpsigned, form->dtpvalidfrom);
+
+    // Keys typed into an editable combo box's own line edit take the same road.
+    form->cbotype->setFocus();
+    QTest::keyClicks(form->cbotype->lineEdit(), QStringLiteral("Rent"));
+    QTest::keyClick(form->cbotype->lineEdit(), Qt::Key_Return);
+    QCOMPARE(form->cbotype->currentText(), "Rent");
+    QCOMPARE(form->cbotype->count(), 7);
+    QCOMPARE(QApplication::focusWidget(), form->txtdesc);
+
+    form->SSTab1->setCurrentIndex(0);
+    form->txtalertnoofdays->setFocus();
+    QTest::keyClicks(form->txtalertnoofdays, QStringLiteral("1a2"));
+    QCOMPARE(form->txtalertnoofdays->text(), "12");
+    form->txtnoofpages->setFocus();
+    QTest::keyClicks(form->txtnoofpages, QStringLiteral("1a2"));
+    QCOMPARE(form->txtnoofpages->text(), "1a2");
+}
+
+void TestFrmAgreementreg::closingQuestion()
+{
+    AGR_FETCH_URL();
+    if (!openDemo(url))
+        return;
+    // Opened and closed untouched: no question.
+    FrmAgreementreg *form = openForEdit(2);
+    showActive(form);
+    QTest::mouseClick(form->cmdcancel, Qt::LeftButton);
+    QVERIFY(m_boxes.isEmpty());
+    QVERIFY(!agr::frmAgreementregIfLoaded());
+
+    // A changed grid cell asks; No closes and drops the change.
+    form = openForEdit(2);
+    showActive(form);
+    form->mfgcontent->setTextMatrix(1, agr::col(agr::DetailCol::Text), QStringLiteral("Revised schedule"));
+    m_answer = platform::vb::No;
+    form->close();
+    QCOMPARE(m_boxes.size(), 1);
+    QCOMPARE(m_boxes.at(0).prompt, "Do you want to save the changes?");
+    QCOMPARE(m_boxes.at(0).buttons, 36);
+    QCOMPARE(m_boxes.at(0).title, Caption);
+    QVERIFY(!agr::frmAgreementregIfLoaded());
+    QCOMPARE(count(*m_con, QStringLiteral("AgreementContents"),
+                   QStringLiteral("agcContentdesc='Revised schedule'")),
+             0);
+
+    // Yes with an entry that does not pass keeps the form open; Yes with a good one saves and closes.
+    form = openForEdit(2);
+    QPointer<FrmAgreementreg> alive(form);
+    showActive(form);
+    form->cbotype->setEditText(QString());
+    m_boxes.clear();
+    m_answer = platform::vb::Yes;
+    QTest::keyClick(form, Qt::Key_Escape);
+    QCOMPARE(m_boxes.size(), 2);
+    QCOMPARE(m_boxes.at(1).prompt, "Enter Type");
+    QVERIFY(alive && form->isVisible());
+    QCOMPARE(agr::frmAgreementregIfLoaded(), form);
+    form->cbotype->setEditText(QStringLiteral("Contract"));
+    form->close();
+    QVERIFY(!agr::frmAgreementregIfLoaded());
+    QCOMPARE(count(*m_con, QStringLiteral("agreementregister"),
+                   QStringLiteral("agragreementid=2 and agrDepartmentid=1 and agragreementtype='Contract'")),
+             1);
+}
+
+void TestFrmAgreementreg::failedSaveLeavesNoTrace()
+{
+    AGR_FETCH_URL();
+    if (!openDemo(url))
+        return;
+    FrmAgreementreg *form = openNew();
+    QPointer<FrmAgreementreg> alive(form);
+    form->cbotype->setEditText(QStringLiteral("Lease"));
+    setRow(form->mfgsummary, 1, {"1", "Summary"});
+    setRow(form->mfgcontent, 1, {"1", "Deed"});
+    form->mfgsummary->setRow(1);
+    form->mfgcontent->setRow(1);
+    m_con->Execute(QStringLiteral("drop table AgreementContents")); // the last table written
+
+    form->cmdOK_Click();
+    QVERIFY(alive);
+    QVERIFY(!form->cmdOK->isEnabled());
+    QVERIFY(!form->saved);
+    QVERIFY(m_boxes.isEmpty());
+    QCOMPARE(m_con->transactionLevel(), 1); // left open, as the host's transaction
+
+    platform::Connection other;
+    other.Open(m_con->url());
+    QCOMPARE(count(other, QStringLiteral("agreementregister"), QStringLiteral("agragreementNo='AG/13'")), 0);
+    QCOMPARE(count(other, QStringLiteral("AgreementDetails"), QStringLiteral("agdAgreementid=13")), 0);
+    QCOMPARE(count(other, QStringLiteral("aFaultLog"), QStringLiteral("1=1")), 0);
+    other.Close();
+}
+
+QTEST_MAIN(TestFrmAgreementreg)
+#include "tst_frmagreementreg.moc"
