@@ -847,8 +847,9 @@ bool FlexGrid::eventFilter(QObject *watched, QEvent *event)
         case QEvent::MouseButtonPress:
         case QEvent::MouseButtonRelease: {
             auto *mouse = static_cast<QMouseEvent *>(event);
-            const QPoint pos =
-                viewport()->mapFrom(horizontalHeader()->viewport(), mouse->position().toPoint());
+            // The header is a sibling of the viewport: map through the screen.
+            const QPoint pos = viewport()->mapFromGlobal(
+                horizontalHeader()->viewport()->mapToGlobal(mouse->position().toPoint()));
             d->mousePos = pos;
             d->mouseKnown = true;
             const QPointF at = d->twipsOf(pos);

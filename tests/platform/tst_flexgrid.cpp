@@ -440,6 +440,18 @@ void tst_FlexGrid::mouseThroughRealEvents()
     QTest::mouseMove(grid.viewport(), QPoint(cell.center().x(), grid.viewport()->height() - 2));
     QCOMPARE(grid.MouseRow(), 5); // below the last row: the last row
 
+    // The caption row is the grid's too: row 0 under the mouse, and a dragged column edge gives a new width.
+    QWidget *captions = grid.horizontalHeader()->viewport();
+    const int edge = grid.columnViewportPosition(1) + grid.columnWidth(1) - 1;
+    const int downsBefore = int(downs.count());
+    QTest::mousePress(captions, Qt::LeftButton, {}, QPoint(edge, 5));
+    QCOMPARE(downs.count(), downsBefore + 1);
+    QCOMPARE(grid.MouseRow(), 0);
+    QTest::mouseMove(captions, QPoint(edge + 30, 5));
+    QTest::mouseRelease(captions, Qt::LeftButton, {}, QPoint(edge + 30, 5));
+    QCOMPARE(grid.ColWidth(1), platform::pixelsToTwips(grid.columnWidth(1), &grid));
+    QVERIFY(grid.columnWidth(1) > edge - grid.columnViewportPosition(1) + 10);
+
     // The overlay geometry of the current cell.
     grid.setRow(3);
     grid.setCol(1);
