@@ -66,6 +66,17 @@ Target parseUrl(const QString &url)
         QString path;
         QString query;
         const qsizetype queryStart = url.indexOf(QLatin1Char('?'), authorityEnd);
+        // A socket folder written with plain slashes: "user@/run/pg:5432/db" (the last "/" starts the
+        // database name).
+        if ((authority.isEmpty() || authority.endsWith(QLatin1Char('@'))) && authorityEnd < url.size() &&
+            url.at(authorityEnd) == QLatin1Char('/')) {
+            const qsizetype end = queryStart >= 0 ? queryStart : url.size();
+            const qsizetype lastSlash = url.lastIndexOf(QLatin1Char('/'), end - 1);
+            if (lastSlash > authorityEnd) {
+                authority += url.mid(authorityEnd, lastSlash - authorityEnd);
+                authorityEnd = lastSlash;
+            }
+        }
         if (queryStart >= 0) {
             path = url.mid(authorityEnd, queryStart - authorityEnd);
             query = url.mid(queryStart + 1);

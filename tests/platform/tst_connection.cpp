@@ -8,6 +8,7 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QUrl>
 
 using platform::ColumnType;
 using platform::Command;
@@ -60,6 +61,8 @@ private Q_SLOTS:
     void readingRows();
     void command_data() { backends(); }
     void command();
+    void urlForms_data() { backends(); }
+    void urlForms();
     void errors_data() { backends(); }
     void errors();
     void statementLog_data() { backends(); }
@@ -197,6 +200,36 @@ void tst_connection::command()
     if (con->backend() == platform::Backend::PostgreSQL) {
         QCOMPARE(blank.Fields(0).toDouble(), 0.0);
         QCOMPARE(blank.Fields(1).toDate(), QDate(1900, 1, 1));
+    }
+}
+
+void tst_connection::urlForms()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, false);
+    if (!con)
+        return;
+    con->Execute(QStringLiteral("create table Marker (Id integer)"));
+    const QString fresh = con->url();
+    QStringList forms;
+    if (con->backend() == platform::Backend::SQLite) {
+        forms << fresh.mid(int(qstrlen("sqlite:")));
+    } else {
+        static const QRegularExpression parts(
+            QStringLiteral("^postgresql://([^@]*)@([^:/]*):(\\d+)/([^?]*)$"));
+        const QRegularExpressionMatch m = parts.match(fresh);
+        QVERIFY2(m.hasMatch(), qPrintable(fresh));
+        const QString host = QUrl::fromPercentEncoding(m.captured(2).toUtf8());
+        if (!host.startsWith(QLatin1Char('/')))
+            QSKIP("the test server is reached over TCP");
+        forms << "postgresql://" + m.captured(1) + "@" + host + ":" + m.captured(3) + "/" + m.captured(4)
+              << "postgresql://" + m.captured(1) + "@/" + m.captured(4) + "?host=" + host +
+                     "&port=" + m.captured(3);
+    }
+    for (const QString &form : std::as_const(forms)) {
+        Connection other;
+        QVERIFY2(errorOf([&] { other.Open(form); }) == 0, qPrintable(form));
+        QCOMPARE(countOf(other, QStringLiteral("Marker")), 0);
     }
 }
 
