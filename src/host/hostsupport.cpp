@@ -103,9 +103,11 @@ QString hresultText(platform::HRESULT hr)
 void ensureRegistered(const QStringList &progIds, const QString &libraryPath)
 {
     auto &registry = platform::ComponentRegistry::instance();
+    const QString beside = QFileInfo(libraryPath).canonicalFilePath();
     bool known = true;
     for (const QString &progId : progIds) {
-        if (!registry.isRegistered(progId) || !QFileInfo::exists(registry.libraryOf(progId)))
+        // Another install's library (or one that is gone) would not match this program.
+        if (QFileInfo(registry.libraryOf(progId)).canonicalFilePath() != beside || beside.isEmpty())
             known = false;
     }
     if (known)

@@ -46,7 +46,8 @@ QString componentLibrary(const QString &name);
 // "0x00000000 (S_OK)"
 QString hresultText(platform::HRESULT hr);
 
-// Registers the library when one of the ProgIDs is unknown to the registry or names a library that is gone.
+// Registers the library when one of the ProgIDs is unknown to the registry or names another library (one
+// that is gone, or another install's): the program runs with the components beside it.
 void ensureRegistered(const QStringList &progIds, const QString &libraryPath);
 
 // One line: newlines and runs of blanks of driver messages folded into single blanks.

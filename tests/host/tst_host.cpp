@@ -3,6 +3,8 @@
 
 #include "support/testdb.h"
 
+#include "platform/registry.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -150,6 +152,14 @@ void tst_host::showRendersTheList()
     QCOMPARE(
         run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo")}).status,
         0);
+
+    // The module registered from elsewhere: the program uses the one beside it.
+    const QString elsewhere = m_dir.filePath(QStringLiteral("libzrtp1003.so"));
+    QFile stale(elsewhere);
+    QVERIFY(stale.open(QIODevice::WriteOnly));
+    stale.close();
+    QVERIFY(platform::ComponentRegistry::instance().registerClass(QStringLiteral("zrtp1003.clsagreementeg"),
+                                                                  QStringLiteral("{stale}"), elsewhere));
 
     const QString png =
         m_dir.filePath(QStringLiteral("list-%1.png").arg(QLatin1String(QTest::currentDataTag())));
