@@ -8,10 +8,8 @@
 #include <QFileInfo>
 #include <QKeyEvent>
 #include <QMessageBox>
-#include <QPlainTextEdit>
 #include <QPointer>
 #include <QPushButton>
-#include <QTextEdit>
 #include <QWindow>
 
 namespace platform {
@@ -230,6 +228,12 @@ void showModal(QWidget *form, QWidget *owner)
         return;
     }
 
+    // A plain widget is centred over its owner, as a dialog centres itself.
+    if (ownerWindow && ownerWindow != form && !form->testAttribute(Qt::WA_Moved)) {
+        const QSize size = form->testAttribute(Qt::WA_Resized) ? form->size() : form->sizeHint();
+        form->move(ownerWindow->frameGeometry().center() - QPoint(size.width() / 2, size.height() / 2));
+    }
+
     QPointer<QWidget> guard(form);
     QEventLoop loop;
     HideWatcher watcher(&loop);
@@ -321,27 +325,12 @@ void SendKeysTab()
     if (!target)
         return;
 
-    // Multi-line text boxes would take the Tab as text; here it must move on.
-    auto *textEdit = qobject_cast<QTextEdit *>(target);
-    auto *plainEdit = qobject_cast<QPlainTextEdit *>(target);
-    const bool textTabs =
-        textEdit ? !textEdit->tabChangesFocus() : plainEdit && !plainEdit->tabChangesFocus();
-    if (textEdit)
-        textEdit->setTabChangesFocus(true);
-    if (plainEdit)
-        plainEdit->setTabChangesFocus(true);
-
-    QPointer<QWidget> guard(target);
+    // The window moves the focus along its tab order, as the original's form did with the keystroke. Sent
+    // to the control itself, a multi-line box would take the Tab as text and a date box would step to its
+    // next section.
+    QWidget *window = target->window();
     QKeyEvent press(QEvent::KeyPress, Qt::Key_Tab, Qt::NoModifier, QStringLiteral("\t"));
-    QApplication::sendEvent(target, &press);
-    if (guard) {
-        QKeyEvent release(QEvent::KeyRelease, Qt::Key_Tab, Qt::NoModifier, QStringLiteral("\t"));
-        QApplication::sendEvent(guard, &release);
-    }
-    if (textTabs && textEdit && guard)
-        textEdit->setTabChangesFocus(false);
-    if (textTabs && plainEdit && guard)
-        plainEdit->setTabChangesFocus(false);
+    QApplication::sendEvent(window, &press);
 }
 
 qint16 keyAscii(const QKeyEvent *event)

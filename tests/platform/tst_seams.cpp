@@ -215,10 +215,12 @@ void tst_Seams::sendKeysTabMovesFocus()
     QWidget form;
     auto *first = named<QLineEdit>(&form, "txtFirst");
     auto *notes = named<QPlainTextEdit>(&form, "txtNotes");
+    auto *date = named<QDateEdit>(&form, "dtpDate");
     auto *last = named<QLineEdit>(&form, "txtLast");
     first->move(0, 0);
     notes->move(0, 30);
-    last->move(0, 120);
+    date->move(0, 120);
+    last->move(0, 150);
     form.show();
     QVERIFY(QTest::qWaitForWindowExposed(&form));
     first->setFocus();
@@ -226,9 +228,12 @@ void tst_Seams::sendKeysTabMovesFocus()
     SendKeysTab();
     QCOMPARE(form.focusWidget(), notes);
     SendKeysTab(); // a multi-line box moves on too, without taking a tab into its text
-    QCOMPARE(form.focusWidget(), last);
+    QCOMPARE(form.focusWidget(), date);
     QCOMPARE(notes->toPlainText(), QString());
     QVERIFY(!notes->tabChangesFocus());
+    date->setCurrentSection(QDateTimeEdit::DaySection);
+    SendKeysTab(); // leaves the date box instead of stepping to its month
+    QCOMPARE(form.focusWidget(), last);
     SendKeysTab();
     QCOMPARE(form.focusWidget(), first); // round the tab order
 }
