@@ -7,6 +7,7 @@
 
 #include <QCoreApplication>
 #include <cstring>
+#include <initializer_list>
 
 namespace {
 
@@ -41,6 +42,39 @@ void name()
     QCoreApplication::setApplicationVersion(QStringLiteral("1.0"));
 }
 
+bool hasArgument(int argc, char **argv, std::initializer_list<const char *> names)
+{
+    for (int i = 1; i < argc; ++i) {
+        for (const char *name : names) {
+            if (std::strcmp(argv[i], name) == 0)
+                return true;
+        }
+    }
+    return false;
+}
+
+// Without a display Qt would abort. A window that is only rendered (or help that is only printed) needs
+// none; anything else is told so in one line.
+bool displayOrOffscreen(int argc, char **argv)
+{
+#if defined(Q_OS_UNIX) && !defined(Q_OS_MACOS)
+    if (qEnvironmentVariableIsSet("QT_QPA_PLATFORM") || qEnvironmentVariableIsSet("DISPLAY") ||
+        qEnvironmentVariableIsSet("WAYLAND_DISPLAY") || hasArgument(argc, argv, {"-platform", "--platform"}))
+        return true;
+    if (hasArgument(argc, argv, {"--screenshot", "-screenshot", "--help", "-help", "-h"})) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        return true;
+    }
+    host::printErr(
+        QStringLiteral("no display to open the window on (set DISPLAY, or use --screenshot FILE)"));
+    return false;
+#else
+    Q_UNUSED(argc);
+    Q_UNUSED(argv);
+    return true;
+#endif
+}
+
 template <class Body> int guarded(Body body)
 {
     try {
@@ -61,6 +95,8 @@ int main(int argc, char **argv)
     const Command command = commandOf(argc, argv);
     if (command == Command::Module) {
         // Widgets only here: the other commands run where there is no display.
+        if (!displayOrOffscreen(argc, argv))
+            return host::ExitFailure;
         platform::Application app(argc, argv);
         name();
         return guarded([&] { return host::runModule(QCoreApplication::arguments()); });
