@@ -105,6 +105,12 @@ public:
     // Applies pending changes to the view at once (normally done on the next turn of the event loop).
     void flush();
 
+    // Events, in the original's order. A change of the current cell, from the user or from code, fires
+    // LeaveCell, EnterCell, RowColChange, then SelChange; a change of RowSel/ColSel alone fires SelChange.
+    // A mouse button makes the cell under it current (the right button too, so that a popup menu acts on
+    // the row clicked), then fires MouseDown; the release fires MouseUp and Click. A double click fires
+    // DblClick with the clicked cell current. A key fires KeyDown (a handler may zero keyCode to stop the
+    // grid's own move), then KeyPress when it gives a character; Tab moves on to the next control.
 Q_SIGNALS:
     void Click();
     void DblClick();
