@@ -5,6 +5,7 @@
 
 #include <QAtomicInt>
 #include <QFile>
+#include <QPointer>
 #include <QRegularExpression>
 #include <QSqlDriver>
 #include <QSqlError>
@@ -366,7 +367,7 @@ struct Recordset::Data
     int affected = -1;
 
     // Keyset editing
-    Connection *connection = nullptr;
+    QPointer<Connection> connection;
     QString table;
     bool adding = false;
     QStringList pendingNames;
@@ -569,6 +570,9 @@ void Recordset::Update()
     d->requireOpen();
     if (!d->adding)
         return;
+    if (!d->connection)
+        Raise(err::ObjectClosed, Source,
+              QStringLiteral("Operation is not allowed when the object is closed."));
     QStringList markers;
     for (qsizetype i = 0; i < d->pendingNames.size(); ++i)
         markers.append(QStringLiteral("?"));
