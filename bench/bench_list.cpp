@@ -1,0 +1,323 @@
+// Opening the agreement list and one search keystroke, at 1,000, 10,000 and 100,000 agreements, on SQLite
+// and (when AGR_TEST_PG is set) PostgreSQL. Each opening is printed beside the raw cost of the same list
+// statement read field by field into QStrings, measured in the same run.
+
+#include "data/schema.h"
+#include "entry/modulecontext.h"
+#include "forms/list/frmmaster.h"
+#include "platform/connection.h"
+#include "platform/dialect.h"
+#include "platform/errors.h"
+#include "platform/flexgrid.h"
+#include "suite/suite.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QSqlQuery>
+#include <QSqlRecord>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <vector>
+
+namespace {
+
+namespace demo = agr::schema::demo;
+
+const QDate Today(2026, 11, 15);
+constexpr int Sizes[] = {1000, 10000, 100000};
+constexpr int Repeats = 3;
+
+void line(const QString &text)
+{
+    std::printf("%s\n", qPrintable(text));
+    std::fflush(stdout);
+}
+
+double ms(const QElapsedTimer &timer)
+{
+    return double(timer.nsecsElapsed()) / 1e6;
+}
+
+// The process's CPU time: the machine may be busy with other work while the wall clock runs.
+double cpuMs()
+{
+    timespec now{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return double(now.tv_sec) * 1e3 + double(now.tv_nsec) / 1e6;
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+// postgresql://user@host:port/db?options with another database name.
+QString withDatabase(const QString &url, const QString &database)
+{
+    const qsizetype authority = url.indexOf(QStringLiteral("://"));
+    const qsizetype path = url.indexOf(QLatin1Char('/'), authority + 3);
+    const qsizetype query = url.indexOf(QLatin1Char('?'), authority + 3);
+    const qsizetype end = path >= 0 && (query < 0 || path < query) ? path : query;
+    return (end < 0 ? url : url.left(end)) + QLatin1Char('/') + database +
+           (query < 0 ? QString() : url.mid(query));
+}
+
+// Agreements 1..to of department 1, from `from` on, in one transaction with multi-row inserts. Every tenth
+// is cancelled; the dates fall inside the back period before Today.
+void insertAgreements(platform::Connection &con, int from, int to)
+{
+    constexpr int Batch = 500;
+    con.BeginTrans();
+    for (int first = from; first <= to; first += Batch) {
+        QString sql =
+            QStringLiteral("insert into agreementregister (agragreementid,agrDepartmentid,agragreementNo,"
+                           "agragreementdate,agragreementdesc,agragreementtype,agrapplicableTo,"
+                           "agragreementwith,agrcancelled) values ");
+        const int last = std::min(to, first + Batch - 1);
+        for (int id = first; id <= last; ++id) {
+            const QDate date = Today.addDays(-(id % demo::BackNoOfDays));
+            sql += QStringLiteral("(%1,%2,'AG/%1','%3','Agreement number %1 for services','%4','Head Office',"
+                                  "'Party %5',%6)")
+                       .arg(id)
+                       .arg(demo::DepartmentId)
+                       .arg(date.toString(QStringLiteral("yyyyMMdd")))
+                       .arg(id % 3 ? QStringLiteral("Service") : QStringLiteral("Lease"))
+                       .arg(id % 97)
+                       .arg(id % 10 == 0 ? 1 : 0);
+            if (id < last)
+                sql += QLatin1Char(',');
+        }
+        con.Execute(sql);
+    }
+    con.CommitTrans();
+}
+
+struct RawTimes
+{
+    double connection = 0; // Connection::Execute and Field::joinEmpty
+    double query = 0;      // QSqlQuery, forward only, value().toString()
+    int rows = 0;
+};
+
+RawTimes rawRead(platform::Connection &con, const QString &sql)
+{
+    RawTimes times;
+    std::vector<double> viaConnection, viaQuery;
+    for (int r = 0; r < Repeats; ++r) {
+        QElapsedTimer timer;
+        timer.start();
+        platform::Recordset rs = con.Execute(sql);
+        const int fields = rs.fieldCount();
+        int rows = 0;
+        qsizetype characters = 0;
+        for (; !rs.isEOF(); rs.MoveNext(), ++rows)
+            for (int j = 0; j < fields; ++j)
+                characters += rs.Fields(j).joinEmpty().size();
+        viaConnection.push_back(ms(timer));
+        times.rows = rows;
+
+        timer.restart();
+        QSqlQuery query(con.database());
+        query.setForwardOnly(true);
+        if (!query.exec(con.dialect().translate(sql)))
+            platform::Raise(platform::err::DatabaseError, QStringLiteral("bench"),
+                            QStringLiteral("raw query failed"));
+        const int columns = query.record().count();
+        while (query.next())
+            for (int j = 0; j < columns; ++j)
+                characters += query.value(j).toString().size();
+        viaQuery.push_back(ms(timer));
+        Q_UNUSED(characters);
+    }
+    times.connection = median(viaConnection);
+    times.query = median(viaQuery);
+    return times;
+}
+
+void runBackend(const QString &label, platform::Connection &con)
+{
+    con.setStatementLogEnabled(false);
+    agr::schema::CreateSchema(con);
+    agr::schema::LoadDemoData(con, Today);
+    con.Execute(QStringLiteral("delete from agreementregister"));
+
+    agr::ModuleContext &ctx = agr::context();
+    ctx.setConnection(&con);
+    ctx.processDate = QDateTime(Today, QTime(0, 0));
+    ctx.userId = demo::ClerkUserId;
+    ctx.companyId = demo::CompanyId;
+    ctx.departmentId = demo::DepartmentId;
+    ctx.interfaceId = demo::InterfaceId;
+    ctx.msgBoxCaption = QStringLiteral("Agreement Register");
+
+    int stored = 0;
+    for (const int size : Sizes) {
+        QElapsedTimer timer;
+        timer.start();
+        insertAgreements(con, stored + 1, size);
+        stored = size;
+        line(QStringLiteral("%1 %2: inserted up to %2 agreements in %3 ms")
+                 .arg(label)
+                 .arg(size)
+                 .arg(ms(timer), 0, 'f', 0));
+
+        // Opening: the form built and loaded (list read, grid filled, named, coloured), the view told.
+        std::vector<double> opens;
+        QString listSql;
+        int rows = 0;
+        for (int r = 0; r < Repeats; ++r) {
+            timer.restart();
+            agr::FrmMaster *form = agr::frmMaster();
+            form->mfgMaster->flush();
+            opens.push_back(ms(timer));
+            listSql = form->listSql;
+            rows = form->mfgMaster->Rows() - 1;
+            agr::unloadFrmMaster();
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        }
+        const RawTimes raw = rawRead(con, listSql);
+        const double open = median(opens);
+        line(QStringLiteral(
+                 "%1 %2: open %3 ms for %4 rows; raw Connection read %5 ms (ratio %6); raw QSqlQuery read "
+                 "%7 ms (ratio %8)")
+                 .arg(label)
+                 .arg(size)
+                 .arg(open, 0, 'f', 1)
+                 .arg(rows)
+                 .arg(raw.connection, 0, 'f', 1)
+                 .arg(open / raw.connection, 0, 'f', 2)
+                 .arg(raw.query, 0, 'f', 1)
+                 .arg(open / raw.query, 0, 'f', 2));
+        if (rows != raw.rows || rows != size)
+            line(QStringLiteral("%1 %2: MISMATCH grid rows %3, raw rows %4")
+                     .arg(label)
+                     .arg(size)
+                     .arg(rows)
+                     .arg(raw.rows));
+    }
+
+    // One keystroke at the largest size: the search column already sorted by an earlier key.
+    agr::FrmMaster *form = agr::frmMaster();
+    form->show();
+    QCoreApplication::processEvents();
+    form->cboSearch->setCurrentIndex(form->cboSearch->findText(QStringLiteral("agragreementNo")));
+    form->txtsearch->setFocus();
+
+    QElapsedTimer timer;
+    timer.start();
+    QTest::keyClick(form->txtsearch, Qt::Key_A);
+    QCoreApplication::processEvents();
+    const double first = ms(timer);
+
+    const QString typed = QStringLiteral("g/7531");
+    std::vector<double> keys, keyCpu;
+    for (int round = 0; round < 4; ++round) {
+        for (const QChar c : typed) {
+            const double cpu = cpuMs();
+            timer.restart();
+            QTest::keyClicks(form->txtsearch, QString(c));
+            QCoreApplication::processEvents();
+            keys.push_back(ms(timer));
+            keyCpu.push_back(cpuMs() - cpu);
+        }
+        form->txtsearch->setText(QStringLiteral("a"));
+    }
+    const QString landed = form->mfgMaster->TextMatrix(form->mfgMaster->Row(), 1);
+
+    // Where a keystroke's time goes: the grid's check that the column is still in order, the search (which
+    // runs that check too), and painting the visible rows.
+    std::vector<double> checks, searches, paints;
+    platform::FlexGrid &grid = *form->mfgMaster;
+    for (int i = 0; i < 10; ++i) {
+        timer.restart();
+        grid.setCol(1);
+        grid.setColSel(1);
+        grid.setSort(platform::FlexGrid::SortStringAscending);
+        checks.push_back(ms(timer));
+        timer.restart();
+        form->searchtheword(QStringLiteral("AG/75%1").arg(i));
+        searches.push_back(ms(timer));
+        timer.restart();
+        grid.viewport()->repaint();
+        paints.push_back(ms(timer));
+    }
+    line(QStringLiteral(
+             "%1 %2: first keystroke (sorts the column) %3 ms; next keystrokes median %4 ms, max %5 ms "
+             "(landed on %6)")
+             .arg(label)
+             .arg(stored)
+             .arg(first, 0, 'f', 1)
+             .arg(median(keys), 0, 'f', 2)
+             .arg(*std::max_element(keys.begin(), keys.end()), 0, 'f', 2)
+             .arg(landed));
+    line(QStringLiteral(
+             "%1 %2: keystroke parts (median): sort check %3 ms, search with its check %4 ms, grid repaint "
+             "%5 ms; keystroke CPU time median %6 ms")
+             .arg(label)
+             .arg(stored)
+             .arg(median(checks), 0, 'f', 2)
+             .arg(median(searches), 0, 'f', 2)
+             .arg(median(paints), 0, 'f', 2)
+             .arg(median(keyCpu), 0, 'f', 2));
+    agr::unloadFrmMaster();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    ctx.setConnection(nullptr);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    suite::registerInProcess();
+
+    bool ok = platform::Trap(
+        [] {
+            QTemporaryDir folder;
+            platform::Connection sqlite;
+            sqlite.Open(QStringLiteral("sqlite:") + folder.filePath(QStringLiteral("bench_list.db")));
+            runBackend(QStringLiteral("sqlite"), sqlite);
+            sqlite.Close();
+        },
+        [](const platform::RuntimeError &e) {
+            line(QStringLiteral("sqlite: failed: ") + QString::fromUtf8(e.what()));
+        });
+
+    const QString server = qEnvironmentVariable("AGR_TEST_PG");
+    if (server.isEmpty()) {
+        line(QStringLiteral("postgresql: skipped (AGR_TEST_PG is not set)"));
+        return ok ? 0 : 1;
+    }
+    platform::Connection admin;
+    const QString database = QStringLiteral("agrbench_%1").arg(QCoreApplication::applicationPid());
+    ok &= platform::Trap(
+        [&] {
+            admin.setStatementLogEnabled(false);
+            admin.Open(server);
+            admin.Execute(QStringLiteral("create database ") + database);
+            {
+                platform::Connection pg;
+                pg.Open(withDatabase(server, database));
+                runBackend(QStringLiteral("postgresql"), pg);
+                pg.Close();
+            }
+        },
+        [](const platform::RuntimeError &e) {
+            line(QStringLiteral("postgresql: failed: ") + QString::fromUtf8(e.what()));
+        });
+    if (admin.isOpen())
+        platform::Trap(
+            [&] { admin.Execute(QStringLiteral("drop database if exists ") + database + " with (force)"); },
+            {});
+    return ok ? 0 : 1;
+}
