@@ -4,6 +4,7 @@
 #include "platform/errors.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QTest>
@@ -27,9 +28,26 @@ QString serverUrl()
     return qEnvironmentVariable("AGR_TEST_PG");
 }
 
+// Folders of earlier runs whose process is gone (a crashed or killed test cannot remove its own).
+void removeLeftoverFolders()
+{
+    const QDir temp(QDir::tempPath());
+    const QStringList folders =
+        temp.entryList({QStringLiteral("agrtest-*")}, QDir::Dirs | QDir::NoDotAndDotDot);
+    for (const QString &name : folders) {
+        bool numeric = false;
+        const pid_t pid = name.section(QLatin1Char('-'), 1, 1).toInt(&numeric);
+        if (numeric && pid != ::getpid() && ::kill(pid, 0) != 0)
+            QDir(temp.filePath(name)).removeRecursively();
+    }
+}
+
 QTemporaryDir &sqliteFolder()
 {
-    static QTemporaryDir dir(QDir::tempPath() + QStringLiteral("/agrtest-XXXXXX"));
+    static QTemporaryDir dir = [] {
+        removeLeftoverFolders();
+        return QTemporaryDir(QDir::tempPath() + QStringLiteral("/agrtest-%1-XXXXXX").arg(::getpid()));
+    }();
     return dir;
 }
 
