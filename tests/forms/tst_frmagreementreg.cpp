@@ -528,6 +528,7 @@ void TestFrmAgreementreg::keys()
     QTest::mouseClick(form->optShop, Qt::LeftButton);
     enterMoves(form->optShop, form->cboapplicable);
     enterMoves(form->cboapplicable, form->txtapplicable);
+    enterMoves(form->txtalertremarks, form->dtpsigned); // into the current page, past the tab strip
     enterMoves(form->dtpsigned, form->dtpvalidfrom);
 
     // Keys typed into an editable combo box's own line edit take the same road.

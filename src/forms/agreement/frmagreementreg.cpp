@@ -22,6 +22,7 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QTabBar>
 #include <QTabWidget>
 #include <QTreeWidget>
 #include <QVBoxLayout>
@@ -211,6 +212,8 @@ void FrmAgreementreg::buildForm()
     // The tabs.
     SSTab1 = new QTabWidget(this);
     SSTab1->setObjectName(QStringLiteral("SSTab1"));
+    // Enter walks from the header straight into the current page; pages are chosen by their access keys.
+    SSTab1->tabBar()->setFocusPolicy(Qt::NoFocus);
     main->addWidget(SSTab1, 1);
 
     auto *general = new QWidget(SSTab1);
@@ -320,15 +323,14 @@ void FrmAgreementreg::buildForm()
         grid->setRows(2); // an empty list is one blank row
 
     const QList<QWidget *> tabOrder = {
-        txtagreementNo,    txtdate,         cbotype,      txtdesc,       txtrefno,
-        optShop,           optgodown,       optHq,        cboapplicable, txtapplicable,
-        optcustomer,       optsupplier,     optothers,    cboagency,     txtagency,
-        txtalertnoofdays,  txtalertremarks, SSTab1,       dtpsigned,     dtpvalidfrom,
-        dtpvalidto,        cbolawyer,       txtnoofpages, txtphyloc,     mfgsigndetails,
-        mfgwitnessdetails, txthqadd,        txttelephone, txtemail,      txtwebsite,
-        txtpocaddr,        txtpoctele,      txtpocdesg,   txtpocemail,   mfgcontent,
-        mfgsummary,        mfgfinance,      lvwPayment,   optScanCopy,   txtBrowse,
-        cmdBrowse,         cmdOK,           cmdcancel,    cmdScan,
+        txtagreementNo,    txtdate,     cbotype,       txtdesc,          txtrefno,        optShop,
+        optgodown,         optHq,       cboapplicable, txtapplicable,    optcustomer,     optsupplier,
+        optothers,         cboagency,   txtagency,     txtalertnoofdays, txtalertremarks, dtpsigned,
+        dtpvalidfrom,      dtpvalidto,  cbolawyer,     txtnoofpages,     txtphyloc,       mfgsigndetails,
+        mfgwitnessdetails, txthqadd,    txttelephone,  txtemail,         txtwebsite,      txtpocaddr,
+        txtpoctele,        txtpocdesg,  txtpocemail,   mfgcontent,       mfgsummary,      mfgfinance,
+        lvwPayment,        optScanCopy, txtBrowse,     cmdBrowse,        cmdOK,           cmdcancel,
+        cmdScan,
     };
     for (qsizetype i = 1; i < tabOrder.size(); ++i)
         QWidget::setTabOrder(tabOrder.at(i - 1), tabOrder.at(i));

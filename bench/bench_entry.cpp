@@ -1,0 +1,374 @@
+// The entry form: saving a new agreement with 200 rows in each of its five detail grids (cmdOK_Click), and
+// opening it again for edit from the list (CmdEdit_Click), on SQLite and (when AGR_TEST_PG is set)
+// PostgreSQL. Each is printed beside the raw cost of the same work measured in the same run: the same
+// 1 + 5 x 200 parameterised inserts through Command in one transaction, and the same selects read field
+// by field through the connection.
+
+#include "data/basagreementreg.h"
+#include "data/schema.h"
+#include "entry/modulecontext.h"
+#include "forms/agreement/frmagreementreg.h"
+#include "forms/list/frmmaster.h"
+#include "platform/connection.h"
+#include "platform/errors.h"
+#include "platform/flexgrid.h"
+#include "platform/seams.h"
+#include "suite/suite.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QDateEdit>
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+namespace {
+
+namespace demo = agr::schema::demo;
+using platform::FlexGrid;
+
+const QDate Today(2026, 11, 15);
+constexpr int DetailRows = 200;
+constexpr int Repeats = 5;
+
+void line(const QString &text)
+{
+    std::printf("%s\n", qPrintable(text));
+    std::fflush(stdout);
+}
+
+double ms(const QElapsedTimer &timer)
+{
+    return double(timer.nsecsElapsed()) / 1e6;
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+QString withDatabase(const QString &url, const QString &database)
+{
+    const qsizetype authority = url.indexOf(QStringLiteral("://"));
+    const qsizetype path = url.indexOf(QLatin1Char('/'), authority + 3);
+    const qsizetype query = url.indexOf(QLatin1Char('?'), authority + 3);
+    const qsizetype end = path >= 0 && (query < 0 || path < query) ? path : query;
+    return (end < 0 ? url : url.left(end)) + QLatin1Char('/') + database +
+           (query < 0 ? QString() : url.mid(query));
+}
+
+// The cells of detail row i of each grid kind, from column 1 on.
+QStringList signRow(int i)
+{
+    return {QString::number(i), QStringLiteral("Signatory %1").arg(i), QStringLiteral("Director"),
+            QStringLiteral("01/11/2026"), i % 2 ? QStringLiteral("Y") : QStringLiteral("N")};
+}
+QStringList witnessRow(int i)
+{
+    return {QString::number(i),
+            QStringLiteral("Witness %1").arg(i),
+            QStringLiteral("Accountant"),
+            QStringLiteral("02/11/2026"),
+            QStringLiteral("%1 Church Street").arg(i),
+            i % 3 ? QStringLiteral("N") : QStringLiteral("Y")};
+}
+QStringList textRow(int i, const char *what)
+{
+    return {QString::number(i),
+            QStringLiteral("%1 line %2 of the agreement").arg(QLatin1String(what)).arg(i)};
+}
+
+void fillGrid(FlexGrid *grid, const std::function<QStringList(int)> &row)
+{
+    grid->setRows(DetailRows + 1);
+    for (int i = 1; i <= DetailRows; ++i) {
+        const QStringList cells = row(i);
+        for (int c = 0; c < cells.size(); ++c)
+            grid->setTextMatrix(i, c + 1, cells.at(c));
+    }
+    grid->setRow(1);
+}
+
+// The same inserts as a save of a new agreement, straight through Command.
+double rawInserts(platform::Connection &con, qint32 id)
+{
+    QElapsedTimer timer;
+    timer.start();
+    con.BeginTrans();
+    platform::Command cmd(con);
+    QStringList markers;
+    for (int i = 0; i < 32; ++i)
+        markers << QStringLiteral("?");
+    cmd.setCommandText(
+        QStringLiteral("insert into agreementregister (agragreementid,agrDepartmentid,agragreementNo,"
+                       "agragreementdate,agragreementdesc,agragreementtype,agrapplicableshopid,"
+                       "agrapplicablegodownid,agrapplicableTo,agrValidFromdate,agrValidTodate,agrSigneddate,"
+                       "agrwithCustomerid,agrwithsupplierid,agragreementwith,agrAgencyHOaddress,"
+                       "agrAgencyContactNo,agrAgencyEmailid,agragencyfindepaddress,agrfinancecontactNo,"
+                       "agrfinanceEmailid,agrLawyer,agrPhysicalfileLOC,agrReferenceNo,agrNoofPages,"
+                       "agrPointofContact,agrPOCaddress,agrPOCcontactNo,agrPOCdesignation,agrPOCemailid,"
+                       "alertnoofdays,alertremarks) values (") +
+        markers.join(QLatin1Char(',')) + QLatin1Char(')'));
+    cmd.ParametersRefresh();
+    const QVariant null;
+    const QString text = QStringLiteral("text");
+    cmd.Execute({id,
+                 demo::DepartmentId,
+                 QStringLiteral("RAW/%1").arg(id),
+                 QStringLiteral("15/11/2026"),
+                 text,
+                 text,
+                 null,
+                 null,
+                 text,
+                 Today,
+                 Today,
+                 Today,
+                 null,
+                 null,
+                 text,
+                 text,
+                 text,
+                 text,
+                 null,
+                 null,
+                 null,
+                 text,
+                 text,
+                 text,
+                 12.0,
+                 text,
+                 text,
+                 text,
+                 text,
+                 text,
+                 30.0,
+                 text});
+
+    const auto details = [&](const QString &sql, const std::function<QStringList(int)> &row,
+                             int agencyColumn) {
+        cmd.setCommandText(sql);
+        cmd.ParametersRefresh();
+        for (int i = 1; i <= DetailRows; ++i) {
+            const QStringList cells = row(i);
+            QVariantList values{id, demo::DepartmentId};
+            for (int c = 0; c < cells.size(); ++c)
+                values.append(c + 1 == agencyColumn ? QVariant(cells.at(c) == QLatin1String("Y") ? 1 : 0)
+                                                    : QVariant(cells.at(c)));
+            cmd.Execute(values);
+        }
+    };
+    details(
+        QStringLiteral("insert into AgreementDetails (agdAgreementid,agdDepartmentid,agdDetailid,agdDetails) "
+                       "values (?,?,?,?)"),
+        [](int i) { return textRow(i, "Summary"); }, 0);
+    details(QStringLiteral("insert into AgreementSignedDetails (agsagreementid,agsDepartmentid,agsDetailid,"
+                           "agsSignedBy,agsPosition,agsSignedDate,agsAgency) values (?,?,?,?,?,?,?)"),
+            signRow, 5);
+    details(QStringLiteral("insert into AgreementWitnessDetails (agwAgreementid,agwDepartmentid,agwDetailid,"
+                           "agwSignedBy,agwPostion,agwSignedDate,agwWitenessAddress,agwAgency) "
+                           "values (?,?,?,?,?,?,?,?)"),
+            witnessRow, 6);
+    details(
+        QStringLiteral("insert into AgreementFinancialDetails (agfAgreementid,agfDepartmentid,"
+                       "agffinanceDetailid,agffinanceDetail) values (?,?,?,?)"),
+        [](int i) { return textRow(i, "Finance"); }, 0);
+    details(
+        QStringLiteral("insert into AgreementContents (agcAgreementid,agcDepartmentid,agcDetailid,"
+                       "agcContentdesc) values (?,?,?,?)"),
+        [](int i) { return textRow(i, "Content"); }, 0);
+    con.CommitTrans();
+    return ms(timer);
+}
+
+// The selects an opening for edit runs, each read whole, field by field, as text.
+double rawSelects(platform::Connection &con, qint32 id, int *detailRows)
+{
+    const QString dept = QString::number(demo::DepartmentId);
+    const QString key = QString::number(id);
+    const QStringList statements = {
+        QStringLiteral(
+            "select distinct agrLawyer from agreementregister where agrLawyer<>'' and agrdepartmentid=") +
+            dept,
+        QStringLiteral(
+            "select distinct agragreementtype from agreementregister where agragreementtype <>'' and "
+            "agrdepartmentid=") +
+            dept,
+        QStringLiteral("select * from agreementregister where agrDepartmentid=") + dept +
+            QStringLiteral(" and agragreementid=") + key,
+        QStringLiteral("select pvh.phPaymentNo,pvh.phPaymentDate,pvh.phRemarks,pvh.phPayee,pvh.phAmount from "
+                       "aHqPaymentVoucherHeader pvh,aHQpaymentvoucherdebitdetails pvdd where "
+                       "pvh.phpaymentId=pvdd.PddPaymentID and pvdd.pddAgrrementTransID=") +
+            key,
+        QStringLiteral("select * from agreementdetails where agddepartmentid=") + dept +
+            QStringLiteral(" and agdagreementid=") + key,
+        QStringLiteral("select * from AgreementFinancialDetails where agfdepartmentid=") + dept +
+            QStringLiteral(" and agfAgreementid=") + key,
+        QStringLiteral("select * from AgreementContents where agcdepartmentid=") + dept +
+            QStringLiteral(" and agcAgreementid=") + key,
+        QStringLiteral("select * from AgreementSignedDetails where agsdepartmentid=") + dept +
+            QStringLiteral(" and agsAgreementid=") + key,
+        QStringLiteral("select * from AgreementWitnessDetails where agwdepartmentid=") + dept +
+            QStringLiteral(" and agwAgreementid=") + key,
+    };
+    QElapsedTimer timer;
+    timer.start();
+    qsizetype characters = 0;
+    *detailRows = 0;
+    for (qsizetype s = 0; s < statements.size(); ++s) {
+        platform::Recordset rs = con.Execute(statements.at(s));
+        for (; !rs.isEOF(); rs.MoveNext()) {
+            for (int f = 0; f < rs.fieldCount(); ++f)
+                characters += rs.Fields(f).joinEmpty().size();
+            if (s >= 4)
+                ++*detailRows;
+        }
+    }
+    Q_UNUSED(characters);
+    return ms(timer);
+}
+
+void runBackend(const QString &label, platform::Connection &con)
+{
+    con.setStatementLogEnabled(false);
+    agr::schema::CreateSchema(con);
+    agr::schema::LoadDemoData(con, Today);
+
+    agr::ModuleContext &ctx = agr::context();
+    ctx.setConnection(&con);
+    ctx.processDate = QDateTime(Today, QTime(0, 0));
+    ctx.userId = demo::ClerkUserId;
+    ctx.companyId = demo::CompanyId;
+    ctx.departmentId = demo::DepartmentId;
+    ctx.interfaceId = demo::InterfaceId;
+    ctx.msgBoxCaption = QStringLiteral("Agreement Register");
+    platform::setModalHandler([](QWidget *) {});
+    platform::setMsgBoxResponder([](const platform::MsgBoxCall &) { return platform::vb::No; });
+
+    agr::FrmMaster *list = agr::frmMaster();
+    std::vector<double> saves, opens, fills, inserts, selects;
+    for (int r = 0; r < Repeats; ++r) {
+        list->cmdnew_Click();
+        agr::FrmAgreementreg *form = agr::frmAgreementregIfLoaded();
+        form->cbotype->setEditText(QStringLiteral("Service"));
+        form->txtdesc->setText(QStringLiteral("Agreement with long detail lists"));
+        fillGrid(form->mfgsigndetails, signRow);
+        fillGrid(form->mfgwitnessdetails, witnessRow);
+        fillGrid(form->mfgsummary, [](int i) { return textRow(i, "Summary"); });
+        fillGrid(form->mfgfinance, [](int i) { return textRow(i, "Finance"); });
+        fillGrid(form->mfgcontent, [](int i) { return textRow(i, "Content"); });
+
+        QElapsedTimer timer;
+        timer.start();
+        form->cmdOK_Click();
+        saves.push_back(ms(timer));
+        if (agr::frmAgreementregIfLoaded())
+            line(label + QStringLiteral(": the save did not complete"));
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+
+        // The saved agreement is the list's current row.
+        const qint32 id = list->mfgMaster->TextMatrix(list->mfgMaster->Row(), 0).toInt();
+        timer.restart();
+        list->CmdEdit_Click();
+        opens.push_back(ms(timer));
+        form = agr::frmAgreementregIfLoaded();
+        int shown = 0;
+        for (FlexGrid *grid : {form->mfgsigndetails, form->mfgwitnessdetails, form->mfgcontent,
+                               form->mfgsummary, form->mfgfinance})
+            shown += grid->Rows() - 1;
+        // The same opening once more while the form is still loaded: reading and filling alone.
+        timer.restart();
+        list->CmdEdit_Click();
+        fills.push_back(ms(timer));
+        agr::unloadFrmAgreementreg();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+
+        inserts.push_back(rawInserts(con, -1 - r)); // ids the save never draws
+        int read = 0;
+        selects.push_back(rawSelects(con, id, &read));
+        if (shown != 5 * DetailRows || read != 5 * DetailRows)
+            line(QStringLiteral("%1: MISMATCH the form showed %2 detail rows, the raw read %3 (of %4)")
+                     .arg(label)
+                     .arg(shown)
+                     .arg(read)
+                     .arg(5 * DetailRows));
+    }
+
+    const double save = median(saves), insert = median(inserts), open = median(opens),
+                 select = median(selects);
+    line(
+        QStringLiteral("%1: save with 5 x %2 detail rows: cmdOK_Click %3 ms; raw %4 inserts %5 ms (ratio %6)")
+            .arg(label)
+            .arg(DetailRows)
+            .arg(save, 0, 'f', 1)
+            .arg(1 + 5 * DetailRows)
+            .arg(insert, 0, 'f', 1)
+            .arg(save / insert, 0, 'f', 2));
+    const double fill = median(fills);
+    line(QStringLiteral("%1: open for edit: CmdEdit_Click %2 ms (form built and loaded), %3 ms on the loaded "
+                        "form; raw selects %4 ms (ratios %5 and %6)")
+             .arg(label)
+             .arg(open, 0, 'f', 1)
+             .arg(fill, 0, 'f', 1)
+             .arg(select, 0, 'f', 1)
+             .arg(open / select, 0, 'f', 2)
+             .arg(fill / select, 0, 'f', 2));
+
+    agr::unloadFrmMaster();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    ctx.setConnection(nullptr);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    suite::registerInProcess();
+
+    bool ok = platform::Trap(
+        [] {
+            QTemporaryDir folder;
+            platform::Connection sqlite;
+            sqlite.Open(QStringLiteral("sqlite:") + folder.filePath(QStringLiteral("bench_entry.db")));
+            runBackend(QStringLiteral("sqlite"), sqlite);
+            sqlite.Close();
+        },
+        [](const platform::RuntimeError &e) {
+            line(QStringLiteral("sqlite: failed: ") + QString::fromUtf8(e.what()));
+        });
+
+    const QString server = qEnvironmentVariable("AGR_TEST_PG");
+    if (server.isEmpty()) {
+        line(QStringLiteral("postgresql: skipped (AGR_TEST_PG is not set)"));
+        return ok ? 0 : 1;
+    }
+    platform::Connection admin;
+    const QString database = QStringLiteral("agrbench_entry_%1").arg(QCoreApplication::applicationPid());
+    ok &= platform::Trap(
+        [&] {
+            admin.setStatementLogEnabled(false);
+            admin.Open(server);
+            admin.Execute(QStringLiteral("create database ") + database);
+            platform::Connection pg;
+            pg.Open(withDatabase(server, database));
+            runBackend(QStringLiteral("postgresql"), pg);
+            pg.Close();
+        },
+        [](const platform::RuntimeError &e) {
+            line(QStringLiteral("postgresql: failed: ") + QString::fromUtf8(e.what()));
+        });
+    if (admin.isOpen())
+        platform::Trap(
+            [&] { admin.Execute(QStringLiteral("drop database if exists ") + database + " with (force)"); },
+            {});
+    return ok ? 0 : 1;
+}
