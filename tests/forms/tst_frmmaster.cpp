@@ -4,6 +4,7 @@
 #include "data/basagreementreg.h"
 #include "data/schema.h"
 #include "entry/modulecontext.h"
+#include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
 #include "platform/connection.h"
 #include "platform/flexgrid.h"
@@ -147,6 +148,11 @@ private Q_SLOTS:
     }
     void cleanup()
     {
+        // The entry form opened by the keys is left loaded by the modal handler; the next case brings its
+        // own database.
+        m_answer = platform::vb::No;
+        if (agr::frmAgreementregIfLoaded())
+            agr::unloadFrmAgreementreg();
         closeList();
         platform::setMsgBoxResponder({});
         platform::setModalHandler({});
@@ -525,6 +531,54 @@ private Q_SLOTS:
         FrmMaster *again = openList();
         QVERIFY(again != nullptr);
         QCOMPARE(again->mfgMaster->Rows(), demo::AgreementCount + 1);
+        QCOMPARE(faults(*con), QString());
+
+        // Preview without a report engine: the click is logged (429, cannot create the object) and the list
+        // stays open.
+        QTest::mouseClick(again->cmdPreview, Qt::LeftButton);
+        QCOMPARE(agr::frmMasterIfLoaded(), again);
+        const QString logged = faults(*con);
+        QVERIFY2(logged.isEmpty() || logged.startsWith(QLatin1String("cmdPreview_Click 429 ")),
+                 qPrintable(logged));
+    }
+
+    void emptyList_data()
+    {
+        agrtest::addBackendColumns();
+        agrtest::addBackendRows();
+    }
+    void emptyList()
+    {
+        AGR_FETCH_URL();
+        auto con = agrtest::openFresh(url, true, true);
+        if (!con)
+            return;
+        // No back period set: the list starts at the processing date, and every demo agreement is older.
+        con->Execute(QStringLiteral("delete from aPackageSettings"));
+        setContext(con.get(), demo::ClerkUserId);
+        FrmMaster *form = openList();
+        platform::FlexGrid *grid = form->mfgMaster;
+
+        QVERIFY(agr::bas::listSql().contains(QLatin1String("agragreementdate>=' 20261115'")));
+        QCOMPARE(grid->Rows(), 2);
+        QCOMPARE(grid->Cols(), 8);
+        QCOMPARE(grid->TextMatrix(0, col(ListCol::Description)), QStringLiteral("Description"));
+        QCOMPARE(grid->TextMatrix(1, col(ListCol::Number)), QString());
+        QVERIFY(form->cmdnew->isEnabled());
+        QVERIFY(!form->CmdEdit->isEnabled());
+        QVERIFY(!form->CmdDelete->isEnabled());
+        QVERIFY(!form->cmdPreview->isEnabled());
+
+        // Sorting, searching and the grid's keys on the empty row do nothing and fail nowhere.
+        chooseItem(form->cboColNames, QStringLiteral("Agreement No"));
+        chooseItem(form->cboSearch, QStringLiteral("agragreementNo"));
+        typeSearch(form, QStringLiteral("ag"));
+        QCOMPARE(grid->Row(), 1);
+        grid->setFocus();
+        QTest::keyClick(grid, Qt::Key_Delete);
+        QTest::keyClick(grid, Qt::Key_Return);
+        QVERIFY(m_boxes.isEmpty());
+        QVERIFY(m_modals.isEmpty());
         QCOMPARE(faults(*con), QString());
     }
 };
