@@ -17,7 +17,6 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QDate>
-#include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -77,11 +76,11 @@ template <class Int> Int toInt(const QVariant &value)
     return Int(rounded);
 }
 
-// The processing date; a context never filled holds the original's zero date.
+// The processing date; a context never filled holds the zero date.
 QDate processingDate()
 {
     const QDate date = context().processDate.date();
-    return date.isValid() ? date : QDate(1899, 12, 30);
+    return date.isValid() ? date : zeroDate().date();
 }
 
 // "dd/mm/yyyy" without a format parser: the list writes one per row.
@@ -288,7 +287,7 @@ void FrmMaster::Form_Load()
         platform::Connection *connection = ctx.connection();
         auditService()->OpenObject(connection, ctx.companyId, ctx.userId, ctx.departmentId, ctx.interfaceId,
                                    QDateTime::currentDateTime());
-        dbService->setAdocon(ctx.connection());
+        dbService->setAdocon(connection);
 
         themeService().create(progid::ThemeService);
         themeService()->ApplyScreenTheme(this);
