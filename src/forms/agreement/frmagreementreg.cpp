@@ -36,7 +36,7 @@ namespace {
 
 using platform::FlexGrid;
 
-// A date picker: Tab (and so Enter) leaves the control instead of walking day, month and year.
+// A date picker: Tab leaves the control; the arrow keys, not Tab, walk day, month and year.
 class DatePicker : public QDateEdit
 {
 public:
