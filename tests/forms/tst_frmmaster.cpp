@@ -21,6 +21,12 @@
 #include <QRadioButton>
 #include <QTest>
 
+// The backend of the case, from the global rows "sqlite" and "postgresql".
+#define FETCH_BACKEND()                                                                                      \
+    QFETCH_GLOBAL(QString, url);                                                                             \
+    if (!agrtest::backendReady(url))                                                                         \
+    return
+
 using agr::col;
 using agr::FrmMaster;
 using agr::ListCol;
@@ -134,6 +140,12 @@ class tst_FrmMaster : public QObject
     QList<QPointer<QWidget>> m_modals;
 
 private Q_SLOTS:
+    // Every case runs on each backend.
+    void initTestCase_data()
+    {
+        agrtest::addBackendColumns();
+        agrtest::addBackendRows();
+    }
     void initTestCase() { suite::registerInProcess(); }
     void init()
     {
@@ -159,14 +171,9 @@ private Q_SLOTS:
         agr::context().setConnection(nullptr);
     }
 
-    void loading_data()
-    {
-        agrtest::addBackendColumns();
-        agrtest::addBackendRows();
-    }
     void loading()
     {
-        AGR_FETCH_URL();
+        FETCH_BACKEND();
         auto con = agrtest::openFresh(url, true, true);
         if (!con)
             return;
@@ -228,14 +235,9 @@ private Q_SLOTS:
         QCOMPARE(faults(*con), QString());
     }
 
-    void rights_data()
-    {
-        agrtest::addBackendColumns();
-        agrtest::addBackendRows();
-    }
     void rights()
     {
-        AGR_FETCH_URL();
+        FETCH_BACKEND();
         auto con = agrtest::openFresh(url, true, true);
         if (!con)
             return;
@@ -291,14 +293,9 @@ private Q_SLOTS:
         QCOMPARE(faults(*con), QString());
     }
 
-    void search_data()
-    {
-        agrtest::addBackendColumns();
-        agrtest::addBackendRows();
-    }
     void search()
     {
-        AGR_FETCH_URL();
+        FETCH_BACKEND();
         auto con = agrtest::openFresh(url, true, true);
         if (!con)
             return;
@@ -336,14 +333,9 @@ private Q_SLOTS:
         QCOMPARE(faults(*con), QString());
     }
 
-    void numericColumn_data()
-    {
-        agrtest::addBackendColumns();
-        agrtest::addBackendRows();
-    }
     void numericColumn()
     {
-        AGR_FETCH_URL();
+        FETCH_BACKEND();
         auto con = agrtest::openFresh(url, true, true);
         if (!con)
             return;
@@ -375,14 +367,9 @@ private Q_SLOTS:
         QCOMPARE(faults(*con), QString());
     }
 
-    void sortByDate_data()
-    {
-        agrtest::addBackendColumns();
-        agrtest::addBackendRows();
-    }
     void sortByDate()
     {
-        AGR_FETCH_URL();
+        FETCH_BACKEND();
         auto con = agrtest::openFresh(url, true, true);
         if (!con)
             return;
@@ -406,14 +393,9 @@ private Q_SLOTS:
         QCOMPARE(faults(*con), QString());
     }
 
-    void cancelling_data()
-    {
-        agrtest::addBackendColumns();
-        agrtest::addBackendRows();
-    }
     void cancelling()
     {
-        AGR_FETCH_URL();
+        FETCH_BACKEND();
         auto con = agrtest::openFresh(url, true, true);
         if (!con)
             return;
@@ -483,14 +465,9 @@ private Q_SLOTS:
         QCOMPARE(faults(*con), QString());
     }
 
-    void keys_data()
-    {
-        agrtest::addBackendColumns();
-        agrtest::addBackendRows();
-    }
     void keys()
     {
-        AGR_FETCH_URL();
+        FETCH_BACKEND();
         auto con = agrtest::openFresh(url, true, true);
         if (!con)
             return;
@@ -542,14 +519,9 @@ private Q_SLOTS:
                  qPrintable(logged));
     }
 
-    void emptyList_data()
-    {
-        agrtest::addBackendColumns();
-        agrtest::addBackendRows();
-    }
     void emptyList()
     {
-        AGR_FETCH_URL();
+        FETCH_BACKEND();
         auto con = agrtest::openFresh(url, true, true);
         if (!con)
             return;
