@@ -33,15 +33,19 @@ QPushButton:focus { border: 1px solid #1b4472; }
 QHeaderView::section { background-color: #dbe5f0; color: #1f2937; border: none;
                        border-right: 1px solid #c3cfdc; border-bottom: 1px solid #c3cfdc; padding: 2px 4px; }
 QGroupBox { font-weight: bold; }
-)";
-
-const char TabStyle[] = R"(
+)"
+                         // The tab rules travel with the form's sheet: a second sheet on the tab widget
+                         // would make Qt polish every page again.
+                         R"(
 QTabBar::tab { background-color: #e3e8ee; color: #1f2937; border: 1px solid #c3cfdc; border-bottom: none;
                padding: 4px 12px; margin-right: 2px; border-top-left-radius: 3px; border-top-right-radius: 3px; }
 QTabBar::tab:selected { background-color: #ffffff; color: #2f6fb0; border-top: 2px solid #2f6fb0; }
 QTabBar::tab:hover:!selected { background-color: #eef2f6; }
 QTabWidget::pane { border: 1px solid #c3cfdc; background-color: #f2f4f7; top: -1px; }
 )";
+
+// Set on a form that carries the theme.
+const char ThemedProperty[] = "screenThemeApplied";
 
 QPalette themePalette(QPalette palette)
 {
@@ -85,13 +89,18 @@ void ThemeService::ApplyScreenTheme(QWidget *form)
     font.setPointSize(PointSize);
     form->setFont(font);
     form->setStyleSheet(QString::fromLatin1(FormStyle));
+    form->setProperty(ThemedProperty, true);
 }
 
 void ThemeService::Applytabcolor(QTabWidget *tabs)
 {
     required(tabs);
+    for (const QWidget *w = tabs; w; w = w->parentWidget()) {
+        if (w->property(ThemedProperty).toBool())
+            return; // the form's palette and sheet already colour its tab strips
+    }
     tabs->setPalette(themePalette(tabs->palette()));
-    tabs->setStyleSheet(QString::fromLatin1(TabStyle));
+    tabs->setStyleSheet(QString::fromLatin1(FormStyle));
 }
 
 } // namespace suite
