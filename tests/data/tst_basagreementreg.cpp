@@ -11,6 +11,7 @@
 #include "platform/registry.h"
 #include "suite/suite.h"
 #include "support/testdb.h"
+#include "support/testsupport.h"
 
 #include <QApplication>
 #include <QLineEdit>
@@ -42,12 +43,7 @@ QList<Fault> faults(platform::Connection &con)
 // The list form of the module, loaded from con for the demo department as Show would.
 platform::FlexGrid *loadList(platform::Connection *con)
 {
-    agr::ModuleContext &ctx = agr::context();
-    ctx.setConnection(con);
-    ctx.processDate = QDateTime(QDate(2026, 11, 15), QTime());
-    ctx.companyId = agr::schema::demo::CompanyId;
-    ctx.departmentId = agr::schema::demo::DepartmentId;
-    ctx.interfaceId = agr::schema::demo::InterfaceId;
+    agrtest::setDemoContext(con);
     return agr::frmMaster()->mfgMaster;
 }
 
@@ -99,22 +95,15 @@ private Q_SLOTS:
     void rightsTest();
     void enterKeyFilter();
     void changeTest();
-    void errorLog_data() { backends(); }
+    void errorLog_data() { agrtest::addBackends(); }
     void errorLog();
-    void trap_data() { backends(); }
+    void trap_data() { agrtest::addBackends(); }
     void trap();
     void errorLogWithoutDatabase();
-    void listRefresh_data() { backends(); }
+    void listRefresh_data() { agrtest::addBackends(); }
     void listRefresh();
-    void listRefreshIntoEmptyList_data() { backends(); }
+    void listRefreshIntoEmptyList_data() { agrtest::addBackends(); }
     void listRefreshIntoEmptyList();
-
-private:
-    static void backends()
-    {
-        agrtest::addBackendColumns();
-        agrtest::addBackendRows();
-    }
 };
 
 void TestBasAgreementReg::rightsTest()

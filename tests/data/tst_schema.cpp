@@ -2,22 +2,16 @@
 // own names, and the demo install answers the module's own statements.
 
 #include "support/testdb.h"
+#include "support/testsupport.h"
 
 #include "data/schema.h"
 #include "platform/connection.h"
-#include "platform/errors.h"
 
 #include <QTest>
 
 using namespace agr::schema;
 
 namespace {
-
-void backendRows()
-{
-    agrtest::addBackendColumns();
-    agrtest::addBackendRows();
-}
 
 int count(platform::Connection &con, const QString &sql)
 {
@@ -59,13 +53,13 @@ class tst_schema : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void createTwice_data() { backendRows(); }
+    void createTwice_data() { agrtest::addBackends(); }
     void createTwice();
-    void columnsAsNamed_data() { backendRows(); }
+    void columnsAsNamed_data() { agrtest::addBackends(); }
     void columnsAsNamed();
-    void agreementKey_data() { backendRows(); }
+    void agreementKey_data() { agrtest::addBackends(); }
     void agreementKey();
-    void demoData_data() { backendRows(); }
+    void demoData_data() { agrtest::addBackends(); }
     void demoData();
 };
 
@@ -194,13 +188,9 @@ void tst_schema::agreementKey()
     // Another department may hold the same id.
     insert(*con, QStringLiteral("agreementregister"), key, {1, 2, QStringLiteral("AG/1")});
 
-    bool rejected = false;
-    try {
-        insert(*con, QStringLiteral("agreementregister"), key, {1, 1, QStringLiteral("AG/2")});
-    } catch (const platform::RuntimeError &) {
-        rejected = true;
-    }
-    QVERIFY(rejected);
+    QVERIFY(agrtest::errorOf([&] {
+                insert(*con, QStringLiteral("agreementregister"), key, {1, 1, QStringLiteral("AG/2")});
+            }) != 0);
     QCOMPARE(count(*con, QStringLiteral("select count(*) from agreementregister")), 2);
 }
 

@@ -12,6 +12,7 @@
 #include "platform/registry.h"
 #include "platform/seams.h"
 #include "suite/suite.h"
+#include "support/testsupport.h"
 
 #include <QEvent>
 #include <QFile>
@@ -21,22 +22,12 @@
 #include <memory>
 #include <stdexcept>
 
+using agrtest::errorOf;
 using platform::ComponentRegistry;
 
 namespace {
 
 const QString Module = QLatin1String(agr::progid::Module);
-
-// The run-time error number raised by body, 0 when it raised none.
-int errorOf(const std::function<void()> &body)
-{
-    try {
-        body();
-    } catch (const platform::RuntimeError &e) {
-        return e.number();
-    }
-    return 0;
-}
 
 struct ShownContext
 {
@@ -130,13 +121,9 @@ void tst_entry::registrationRoundTrip()
     QCOMPARE(registry.callRegistration(library, false), platform::S_OK);
     QVERIFY(!registry.isRegistered(Module));
     QVERIFY(registry.isRegistered(QStringLiteral("Other.Thing"))); // only the module's own entry went
-    try {
-        delete registry.create(Module);
-        QFAIL("created an unregistered class");
-    } catch (const platform::RuntimeError &e) {
-        QCOMPARE(e.number(), 429);
-        QCOMPARE(e.description(), QStringLiteral("ActiveX component can't create object"));
-    }
+    platform::RuntimeError raised(0, QString(), QString());
+    QCOMPARE(errorOf([&] { delete registry.create(Module); }, &raised), 429);
+    QCOMPARE(raised.description(), QStringLiteral("ActiveX component can't create object"));
 
     // A library that does not exist cannot register.
     QString why;

@@ -12,6 +12,7 @@
 #include "platform/seams.h"
 #include "suite/suite.h"
 #include "support/testdb.h"
+#include "support/testsupport.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -28,19 +29,13 @@
 
 namespace demo = agr::schema::demo;
 using agr::FrmAgreementreg;
+using agrtest::scalar;
 using platform::FlexGrid;
 
 namespace {
 
 const QDate Today(2026, 11, 15);
 const QString Caption = QStringLiteral("Agreements");
-
-// The first field of the first row of sql.
-QVariant scalar(platform::Connection &con, const QString &sql)
-{
-    platform::Recordset rs = con.Execute(sql);
-    return rs.isEOF() ? QVariant() : rs.Fields(0).Value();
-}
 
 int count(platform::Connection &con, const QString &table, const QString &where)
 {
@@ -74,33 +69,28 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void layoutAndLoad_data() { backends(); }
+    void layoutAndLoad_data() { agrtest::addBackends(); }
     void layoutAndLoad();
-    void newAgreementSaved_data() { backends(); }
+    void newAgreementSaved_data() { agrtest::addBackends(); }
     void newAgreementSaved();
-    void numberSequence_data() { backends(); }
+    void numberSequence_data() { agrtest::addBackends(); }
     void numberSequence();
-    void validationStops_data() { backends(); }
+    void validationStops_data() { agrtest::addBackends(); }
     void validationStops();
-    void partySelection_data() { backends(); }
+    void partySelection_data() { agrtest::addBackends(); }
     void partySelection();
-    void editReplacesDetails_data() { backends(); }
+    void editReplacesDetails_data() { agrtest::addBackends(); }
     void editReplacesDetails();
-    void cancelledOpensReadOnly_data() { backends(); }
+    void cancelledOpensReadOnly_data() { agrtest::addBackends(); }
     void cancelledOpensReadOnly();
-    void keys_data() { backends(); }
+    void keys_data() { agrtest::addBackends(); }
     void keys();
-    void closingQuestion_data() { backends(); }
+    void closingQuestion_data() { agrtest::addBackends(); }
     void closingQuestion();
-    void failedSaveLeavesNoTrace_data() { backends(); }
+    void failedSaveLeavesNoTrace_data() { agrtest::addBackends(); }
     void failedSaveLeavesNoTrace();
 
 private:
-    static void backends()
-    {
-        agrtest::addBackendColumns();
-        agrtest::addBackendRows();
-    }
     // A demo database as the module context's connection, with the list form loaded.
     bool openDemo(const QString &url);
     void selectListRow(int agreementId);
@@ -143,14 +133,7 @@ bool TestFrmAgreementreg::openDemo(const QString &url)
     m_con = agrtest::openFresh(url, true, true, Today);
     if (!m_con)
         return false;
-    agr::ModuleContext &ctx = agr::context();
-    ctx.setConnection(m_con.get());
-    ctx.processDate = QDateTime(Today, QTime());
-    ctx.userId = demo::ClerkUserId;
-    ctx.companyId = demo::CompanyId;
-    ctx.departmentId = demo::DepartmentId;
-    ctx.interfaceId = demo::InterfaceId;
-    ctx.msgBoxCaption = Caption;
+    agrtest::setDemoContext(m_con.get(), demo::ClerkUserId, Caption);
     agr::frmMaster();
     return true;
 }

@@ -12,6 +12,7 @@
 #include "platform/units.h"
 #include "suite/suite.h"
 #include "support/testdb.h"
+#include "support/testsupport.h"
 
 #include <QAbstractItemModel>
 #include <QComboBox>
@@ -30,6 +31,7 @@
 using agr::col;
 using agr::FrmMaster;
 using agr::ListCol;
+using agrtest::scalar;
 namespace demo = agr::schema::demo;
 
 namespace {
@@ -38,14 +40,7 @@ const QString Caption = QStringLiteral("Agreement Register - test");
 
 void setContext(platform::Connection *con, int userId)
 {
-    agr::ModuleContext &ctx = agr::context();
-    ctx.setConnection(con);
-    ctx.processDate = QDateTime(QDate(2026, 11, 15), QTime(0, 0));
-    ctx.userId = userId;
-    ctx.companyId = demo::CompanyId;
-    ctx.departmentId = demo::DepartmentId;
-    ctx.interfaceId = demo::InterfaceId;
-    ctx.msgBoxCaption = Caption;
+    agrtest::setDemoContext(con, userId, Caption);
 }
 
 void setRights(platform::Connection &con, const QString &rights)
@@ -72,12 +67,6 @@ void closeList()
 {
     agr::unloadFrmMaster();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
-
-QVariant scalar(platform::Connection &con, const QString &sql)
-{
-    platform::Recordset rs = con.Execute(sql);
-    return rs.isEOF() ? QVariant() : rs.Fields(0).Value();
 }
 
 // The traps log silently: a procedure that failed shows up only here.
@@ -141,11 +130,7 @@ class tst_FrmMaster : public QObject
 
 private Q_SLOTS:
     // Every case runs on each backend.
-    void initTestCase_data()
-    {
-        agrtest::addBackendColumns();
-        agrtest::addBackendRows();
-    }
+    void initTestCase_data() { agrtest::addBackends(); }
     void initTestCase() { suite::registerInProcess(); }
     void init()
     {

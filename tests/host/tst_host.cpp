@@ -30,12 +30,6 @@ QStringList lines(const QByteArray &bytes)
     return result;
 }
 
-void backendRows()
-{
-    agrtest::addBackendColumns();
-    agrtest::addBackendRows();
-}
-
 // The statement that finds the highest number of a department's agreements, as the entry form builds it.
 const QString NumberStatement = QStringLiteral(
     "Select isnull(max(convert(int,right(agragreementNo,len(agragreementNo)-3))),0) from agreementregister "
@@ -51,11 +45,11 @@ class tst_host : public QObject
 
 private Q_SLOTS:
     void initTestCase();
-    void initDbAndSql_data() { backendRows(); }
+    void initDbAndSql_data() { agrtest::addBackends(); }
     void initDbAndSql();
-    void showRendersTheList_data() { backendRows(); }
+    void showRendersTheList_data() { agrtest::addBackends(); }
     void showRendersTheList();
-    void missingTables_data() { backendRows(); }
+    void missingTables_data() { agrtest::addBackends(); }
     void missingTables();
     void oneLineErrors();
     void registration();

@@ -4,12 +4,14 @@
 #include "platform/dialect.h"
 #include "platform/errors.h"
 #include "support/testdb.h"
+#include "support/testsupport.h"
 
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUrl>
 
+using agrtest::errorOf;
 using platform::ColumnType;
 using platform::Command;
 using platform::Connection;
@@ -17,17 +19,6 @@ using platform::Field;
 using platform::Recordset;
 
 namespace {
-
-int errorOf(const std::function<void()> &body, platform::RuntimeError *raised = nullptr)
-{
-    int number = 0;
-    platform::Trap(body, [&](const platform::RuntimeError &e) {
-        number = e.number();
-        if (raised)
-            *raised = e;
-    });
-    return number;
-}
 
 void createParties(Connection &con)
 {
@@ -49,27 +40,22 @@ int countOf(Connection &con, const QString &table)
 class tst_connection : public QObject
 {
     Q_OBJECT
-    static void backends()
-    {
-        agrtest::addBackendColumns();
-        agrtest::addBackendRows();
-    }
 
 private Q_SLOTS:
     void fieldConversions();
-    void readingRows_data() { backends(); }
+    void readingRows_data() { agrtest::addBackends(); }
     void readingRows();
-    void command_data() { backends(); }
+    void command_data() { agrtest::addBackends(); }
     void command();
-    void urlForms_data() { backends(); }
+    void urlForms_data() { agrtest::addBackends(); }
     void urlForms();
-    void errors_data() { backends(); }
+    void errors_data() { agrtest::addBackends(); }
     void errors();
-    void statementLog_data() { backends(); }
+    void statementLog_data() { agrtest::addBackends(); }
     void statementLog();
-    void transactions_data() { backends(); }
+    void transactions_data() { agrtest::addBackends(); }
     void transactions();
-    void binaryValues_data() { backends(); }
+    void binaryValues_data() { agrtest::addBackends(); }
     void binaryValues();
 };
 

@@ -3,6 +3,7 @@
 #include "platform/dialect.h"
 #include "platform/errors.h"
 #include "support/testdb.h"
+#include "support/testsupport.h"
 
 #include <QTest>
 
@@ -11,18 +12,6 @@ using platform::Connection;
 using platform::Recordset;
 
 namespace {
-
-// The number of the run-time error that body raises, 0 when it raises none.
-int errorOf(const std::function<void()> &body, QString *description = nullptr)
-{
-    int number = 0;
-    platform::Trap(body, [&](const platform::RuntimeError &e) {
-        number = e.number();
-        if (description)
-            *description = e.description();
-    });
-    return number;
-}
 
 QString firstText(Connection &con, const QString &sql)
 {
@@ -84,21 +73,16 @@ QList<int> ids(Recordset rs)
 class tst_dialect : public QObject
 {
     Q_OBJECT
-    static void backends()
-    {
-        agrtest::addBackendColumns();
-        agrtest::addBackendRows();
-    }
 
 private Q_SLOTS:
     void rewrite();
-    void numberStatement_data() { backends(); }
+    void numberStatement_data() { agrtest::addBackends(); }
     void numberStatement();
-    void listStatement_data() { backends(); }
+    void listStatement_data() { agrtest::addBackends(); }
     void listStatement();
-    void functions_data() { backends(); }
+    void functions_data() { agrtest::addBackends(); }
     void functions();
-    void datesReadBack_data() { backends(); }
+    void datesReadBack_data() { agrtest::addBackends(); }
     void datesReadBack();
 };
 
@@ -157,9 +141,9 @@ void tst_dialect::numberStatement()
     QCOMPARE(firstText(*con, nextNumberSql(3, QStringLiteral("AG/"))), QStringLiteral("0"));
 
     // The statement text the module builds for department 0 has no "where": the server rejects it.
-    QString why;
-    QVERIFY(errorOf([&] { con->Execute(nextNumberSql(0, QStringLiteral("AG/"))); }, &why) != 0);
-    QVERIFY(!why.isEmpty());
+    platform::RuntimeError why(0, QString(), QString());
+    QVERIFY(agrtest::errorOf([&] { con->Execute(nextNumberSql(0, QStringLiteral("AG/"))); }, &why) != 0);
+    QVERIFY(!why.description().isEmpty());
 }
 
 void tst_dialect::listStatement()

@@ -82,30 +82,25 @@ class TestServices : public QObject
 
 private Q_SLOTS:
     void initTestCase();
-    void dbReturnField_data() { backends(); }
+    void dbReturnField_data() { agrtest::addBackends(); }
     void dbReturnField();
-    void dbNextMaxNo_data() { backends(); }
+    void dbNextMaxNo_data() { agrtest::addBackends(); }
     void dbNextMaxNo();
-    void dbPopulateComboorList_data() { backends(); }
+    void dbPopulateComboorList_data() { agrtest::addBackends(); }
     void dbPopulateComboorList();
-    void dbPaymentList_data() { backends(); }
+    void dbPaymentList_data() { agrtest::addBackends(); }
     void dbPaymentList();
     void generalTextValidateNum();
     void generalSelectComboItem();
-    void auditAndFaultLogs_data() { backends(); }
+    void auditAndFaultLogs_data() { agrtest::addBackends(); }
     void auditAndFaultLogs();
     void auditBaseline();
-    void gridSettings_data() { backends(); }
+    void gridSettings_data() { agrtest::addBackends(); }
     void gridSettings();
     void themeKeepsCancelledRowsRed();
     void componentExports();
 
 private:
-    static void backends()
-    {
-        agrtest::addBackendColumns();
-        agrtest::addBackendRows();
-    }
     QTemporaryDir m_registryDir;
 };
 

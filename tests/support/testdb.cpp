@@ -57,21 +57,6 @@ int nextNumber()
     return ++counter;
 }
 
-// postgresql://user@host:port/db?options -> the same with another database name.
-QString withDatabase(const QString &url, const QString &database)
-{
-    const qsizetype authorityStart = url.indexOf(QStringLiteral("://"));
-    if (authorityStart < 0)
-        return url;
-    const qsizetype pathStart = url.indexOf(QLatin1Char('/'), authorityStart + 3);
-    const qsizetype queryStart = url.indexOf(QLatin1Char('?'), authorityStart + 3);
-    const qsizetype authorityEnd =
-        pathStart >= 0 && (queryStart < 0 || pathStart < queryStart) ? pathStart : queryStart;
-    const QString head = authorityEnd < 0 ? url : url.left(authorityEnd);
-    const QString query = queryStart < 0 ? QString() : url.mid(queryStart);
-    return head + QLatin1Char('/') + database + query;
-}
-
 // One connection to the server's own database, used to create and drop the test databases.
 class PgServer
 {
@@ -182,13 +167,9 @@ QString newDatabaseUrl(const QString &url)
 
 } // namespace
 
-void addBackendColumns()
+void addBackends()
 {
     QTest::addColumn<QString>("url");
-}
-
-void addBackendRows()
-{
     QTest::newRow("sqlite") << SqliteRow;
     const QString pg = serverUrl();
     QTest::newRow("postgresql") << (pg.isEmpty() ? PgUnset : pg);
@@ -216,6 +197,26 @@ bool backendReady(const QString &url)
 QString freshUrl(const QString &url)
 {
     return newDatabaseUrl(url);
+}
+
+QString withDatabase(const QString &url, const QString &database)
+{
+    const qsizetype authorityStart = url.indexOf(QStringLiteral("://"));
+    if (authorityStart < 0)
+        return url;
+    const qsizetype pathStart = url.indexOf(QLatin1Char('/'), authorityStart + 3);
+    const qsizetype queryStart = url.indexOf(QLatin1Char('?'), authorityStart + 3);
+    const qsizetype authorityEnd =
+        pathStart >= 0 && (queryStart < 0 || pathStart < queryStart) ? pathStart : queryStart;
+    const QString head = authorityEnd < 0 ? url : url.left(authorityEnd);
+    const QString query = queryStart < 0 ? QString() : url.mid(queryStart);
+    return head + QLatin1Char('/') + database + query;
+}
+
+QVariant scalar(platform::Connection &con, const QString &sql)
+{
+    platform::Recordset rs = con.Execute(sql);
+    return rs.isEOF() ? QVariant() : rs.Fields(0).Value();
 }
 
 std::unique_ptr<platform::Connection> openFresh(const QString &url, bool schema, bool demo, QDate today)

@@ -1,13 +1,13 @@
 #pragma once
 // Databases for tests: every database test runs each case on SQLite and on PostgreSQL.
 //
-//   void tst_x::save_data() { agrtest::addBackendColumns(); agrtest::addBackendRows(); }
+//   void tst_x::save_data() { agrtest::addBackends(); }
 //   void tst_x::save()
 //   {
-//       QFETCH(QString, url);
+//       AGR_FETCH_URL();
 //       auto con = agrtest::openFresh(url); // schema created; demo data on request
 //       if (!con)
-//           return; // PostgreSQL not configured: the case was skipped (or failed under CI)
+//           return; // creating the database failed: the case is marked
 //       ...
 //   }
 //
@@ -22,9 +22,9 @@
 
 namespace agrtest {
 
-// The test data column "url" (QString) and the rows "sqlite" and "postgresql".
-void addBackendColumns();
-void addBackendRows();
+// The test data column "url" (QString) and the rows "sqlite" and "postgresql" (in a test function's _data
+// or, for every case, in initTestCase_data).
+void addBackends();
 
 // The row's backend, for tests that need to know it.
 platform::Backend backendOf(const QString &url);
@@ -41,6 +41,12 @@ std::unique_ptr<platform::Connection> openFresh(const QString &url, bool schema 
 // The URL of a brand-new empty database on the row's backend (for tests that run the host binary);
 // "" after marking the case skipped or failed.
 QString freshUrl(const QString &url);
+
+// postgresql://user@host:port/db?options with another database name.
+QString withDatabase(const QString &url, const QString &database);
+
+// The first field of the first row of sql; an invalid QVariant when there is no row.
+QVariant scalar(platform::Connection &con, const QString &sql);
 
 } // namespace agrtest
 

@@ -1,0 +1,42 @@
+#pragma once
+// What tests and benchmarks share besides their databases: the number of the error a piece of code raises,
+// and the module context as the host's Show leaves it for the demo data.
+
+#include "data/schema.h"
+#include "entry/modulecontext.h"
+#include "platform/errors.h"
+
+#include <QDateTime>
+#include <functional>
+
+namespace agrtest {
+
+// The number of the run-time error body raises, 0 when it raises none; the error itself into *raised.
+inline int errorOf(const std::function<void()> &body, platform::RuntimeError *raised = nullptr)
+{
+    int number = 0;
+    platform::Trap(body, [&](const platform::RuntimeError &e) {
+        number = e.number();
+        if (raised)
+            *raised = e;
+    });
+    return number;
+}
+
+// The module context for the demo data: the user in department 1 of company 1 under interface 1003,
+// processing 15/11/2026 (the day openFresh dates the demo data from), on con.
+inline void setDemoContext(platform::Connection *con, qint32 userId = agr::schema::demo::ClerkUserId,
+                           const QString &caption = QStringLiteral("Agreement Register"))
+{
+    namespace demo = agr::schema::demo;
+    agr::ModuleContext &ctx = agr::context();
+    ctx.setConnection(con);
+    ctx.processDate = QDateTime(QDate(2026, 11, 15), QTime(0, 0));
+    ctx.userId = userId;
+    ctx.companyId = demo::CompanyId;
+    ctx.departmentId = demo::DepartmentId;
+    ctx.interfaceId = demo::InterfaceId;
+    ctx.msgBoxCaption = caption;
+}
+
+} // namespace agrtest
