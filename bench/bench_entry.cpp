@@ -13,55 +13,28 @@
 #include "platform/errors.h"
 #include "platform/flexgrid.h"
 #include "platform/seams.h"
-#include "suite/suite.h"
+#include "support/testsupport.h"
 
-#include <QApplication>
+#include "benchsupport.h"
+
 #include <QComboBox>
 #include <QDateEdit>
-#include <QElapsedTimer>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QTemporaryDir>
 
-#include <algorithm>
-#include <cstdio>
 #include <vector>
 
 namespace {
 
 namespace demo = agr::schema::demo;
+using bench::line;
+using bench::median;
+using bench::ms;
 using platform::FlexGrid;
 
 const QDate Today(2026, 11, 15);
 constexpr int DetailRows = 200;
 constexpr int Repeats = 5;
-
-void line(const QString &text)
-{
-    std::printf("%s\n", qPrintable(text));
-    std::fflush(stdout);
-}
-
-double ms(const QElapsedTimer &timer)
-{
-    return double(timer.nsecsElapsed()) / 1e6;
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-QString withDatabase(const QString &url, const QString &database)
-{
-    const qsizetype authority = url.indexOf(QStringLiteral("://"));
-    const qsizetype path = url.indexOf(QLatin1Char('/'), authority + 3);
-    const qsizetype query = url.indexOf(QLatin1Char('?'), authority + 3);
-    const qsizetype end = path >= 0 && (query < 0 || path < query) ? path : query;
-    return (end < 0 ? url : url.left(end)) + QLatin1Char('/') + database +
-           (query < 0 ? QString() : url.mid(query));
-}
 
 // The cells of detail row i of each grid kind, from column 1 on.
 QStringList signRow(int i)
@@ -240,14 +213,7 @@ void runBackend(const QString &label, platform::Connection &con)
     agr::schema::CreateSchema(con);
     agr::schema::LoadDemoData(con, Today);
 
-    agr::ModuleContext &ctx = agr::context();
-    ctx.setConnection(&con);
-    ctx.processDate = QDateTime(Today, QTime(0, 0));
-    ctx.userId = demo::ClerkUserId;
-    ctx.companyId = demo::CompanyId;
-    ctx.departmentId = demo::DepartmentId;
-    ctx.interfaceId = demo::InterfaceId;
-    ctx.msgBoxCaption = QStringLiteral("Agreement Register");
+    agrtest::setDemoContext(&con);
     platform::setModalHandler([](QWidget *) {});
     platform::setMsgBoxResponder([](const platform::MsgBoxCall &) { return platform::vb::No; });
 
@@ -322,53 +288,12 @@ void runBackend(const QString &label, platform::Connection &con)
 
     agr::unloadFrmMaster();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    ctx.setConnection(nullptr);
+    agr::context().setConnection(nullptr);
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    suite::registerInProcess();
-
-    bool ok = platform::Trap(
-        [] {
-            QTemporaryDir folder;
-            platform::Connection sqlite;
-            sqlite.Open(QStringLiteral("sqlite:") + folder.filePath(QStringLiteral("bench_entry.db")));
-            runBackend(QStringLiteral("sqlite"), sqlite);
-            sqlite.Close();
-        },
-        [](const platform::RuntimeError &e) {
-            line(QStringLiteral("sqlite: failed: ") + QString::fromUtf8(e.what()));
-        });
-
-    const QString server = qEnvironmentVariable("AGR_TEST_PG");
-    if (server.isEmpty()) {
-        line(QStringLiteral("postgresql: skipped (AGR_TEST_PG is not set)"));
-        return ok ? 0 : 1;
-    }
-    platform::Connection admin;
-    const QString database = QStringLiteral("agrbench_entry_%1").arg(QCoreApplication::applicationPid());
-    ok &= platform::Trap(
-        [&] {
-            admin.setStatementLogEnabled(false);
-            admin.Open(server);
-            admin.Execute(QStringLiteral("create database ") + database);
-            platform::Connection pg;
-            pg.Open(withDatabase(server, database));
-            runBackend(QStringLiteral("postgresql"), pg);
-            pg.Close();
-        },
-        [](const platform::RuntimeError &e) {
-            line(QStringLiteral("postgresql: failed: ") + QString::fromUtf8(e.what()));
-        });
-    if (admin.isOpen())
-        platform::Trap(
-            [&] { admin.Execute(QStringLiteral("drop database if exists ") + database + " with (force)"); },
-            {});
-    return ok ? 0 : 1;
+    return bench::runOnBackends(argc, argv, QStringLiteral("bench_entry"), runBackend);
 }

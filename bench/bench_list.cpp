@@ -9,41 +9,30 @@
 #include "platform/dialect.h"
 #include "platform/errors.h"
 #include "platform/flexgrid.h"
-#include "suite/suite.h"
+#include "support/testsupport.h"
 
-#include <QApplication>
+#include "benchsupport.h"
+
 #include <QComboBox>
-#include <QElapsedTimer>
 #include <QLineEdit>
 #include <QSqlQuery>
 #include <QSqlRecord>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <algorithm>
-#include <cstdio>
 #include <ctime>
-#include <memory>
 #include <vector>
 
 namespace {
 
 namespace demo = agr::schema::demo;
+using bench::line;
+using bench::median;
+using bench::ms;
 
 const QDate Today(2026, 11, 15);
 constexpr int Sizes[] = {1000, 10000, 100000};
 constexpr int Repeats = 3;
-
-void line(const QString &text)
-{
-    std::printf("%s\n", qPrintable(text));
-    std::fflush(stdout);
-}
-
-double ms(const QElapsedTimer &timer)
-{
-    return double(timer.nsecsElapsed()) / 1e6;
-}
 
 // The process's CPU time: the machine may be busy with other work while the wall clock runs.
 double cpuMs()
@@ -51,23 +40,6 @@ double cpuMs()
     timespec now{};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
     return double(now.tv_sec) * 1e3 + double(now.tv_nsec) / 1e6;
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-// postgresql://user@host:port/db?options with another database name.
-QString withDatabase(const QString &url, const QString &database)
-{
-    const qsizetype authority = url.indexOf(QStringLiteral("://"));
-    const qsizetype path = url.indexOf(QLatin1Char('/'), authority + 3);
-    const qsizetype query = url.indexOf(QLatin1Char('?'), authority + 3);
-    const qsizetype end = path >= 0 && (query < 0 || path < query) ? path : query;
-    return (end < 0 ? url : url.left(end)) + QLatin1Char('/') + database +
-           (query < 0 ? QString() : url.mid(query));
 }
 
 // Agreements 1..to of department 1, from `from` on, in one transaction with multi-row inserts. Every tenth
@@ -149,14 +121,7 @@ void runBackend(const QString &label, platform::Connection &con)
     agr::schema::LoadDemoData(con, Today);
     con.Execute(QStringLiteral("delete from agreementregister"));
 
-    agr::ModuleContext &ctx = agr::context();
-    ctx.setConnection(&con);
-    ctx.processDate = QDateTime(Today, QTime(0, 0));
-    ctx.userId = demo::ClerkUserId;
-    ctx.companyId = demo::CompanyId;
-    ctx.departmentId = demo::DepartmentId;
-    ctx.interfaceId = demo::InterfaceId;
-    ctx.msgBoxCaption = QStringLiteral("Agreement Register");
+    agrtest::setDemoContext(&con);
 
     int stored = 0;
     for (const int size : Sizes) {
@@ -269,55 +234,12 @@ void runBackend(const QString &label, platform::Connection &con)
              .arg(median(keyCpu), 0, 'f', 2));
     agr::unloadFrmMaster();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    ctx.setConnection(nullptr);
+    agr::context().setConnection(nullptr);
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    suite::registerInProcess();
-
-    bool ok = platform::Trap(
-        [] {
-            QTemporaryDir folder;
-            platform::Connection sqlite;
-            sqlite.Open(QStringLiteral("sqlite:") + folder.filePath(QStringLiteral("bench_list.db")));
-            runBackend(QStringLiteral("sqlite"), sqlite);
-            sqlite.Close();
-        },
-        [](const platform::RuntimeError &e) {
-            line(QStringLiteral("sqlite: failed: ") + QString::fromUtf8(e.what()));
-        });
-
-    const QString server = qEnvironmentVariable("AGR_TEST_PG");
-    if (server.isEmpty()) {
-        line(QStringLiteral("postgresql: skipped (AGR_TEST_PG is not set)"));
-        return ok ? 0 : 1;
-    }
-    platform::Connection admin;
-    const QString database = QStringLiteral("agrbench_%1").arg(QCoreApplication::applicationPid());
-    ok &= platform::Trap(
-        [&] {
-            admin.setStatementLogEnabled(false);
-            admin.Open(server);
-            admin.Execute(QStringLiteral("create database ") + database);
-            {
-                platform::Connection pg;
-                pg.Open(withDatabase(server, database));
-                runBackend(QStringLiteral("postgresql"), pg);
-                pg.Close();
-            }
-        },
-        [](const platform::RuntimeError &e) {
-            line(QStringLiteral("postgresql: failed: ") + QString::fromUtf8(e.what()));
-        });
-    if (admin.isOpen())
-        platform::Trap(
-            [&] { admin.Execute(QStringLiteral("drop database if exists ") + database + " with (force)"); },
-            {});
-    return ok ? 0 : 1;
+    return bench::runOnBackends(argc, argv, QStringLiteral("bench_list"), runBackend);
 }

@@ -1,0 +1,91 @@
+#pragma once
+// What the benchmarks share: a figure line on stdout, milliseconds and medians, and one run of the
+// measurement on a new SQLite file and, when AGR_TEST_PG names a server, on a database created there for
+// the run and dropped after it.
+
+#include "platform/connection.h"
+#include "platform/errors.h"
+#include "suite/suite.h"
+#include "support/testdb.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <vector>
+
+namespace bench {
+
+inline void line(const QString &text)
+{
+    std::printf("%s\n", qPrintable(text));
+    std::fflush(stdout);
+}
+
+inline double ms(const QElapsedTimer &timer)
+{
+    return double(timer.nsecsElapsed()) / 1e6;
+}
+
+inline double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+using BackendRun = std::function<void(const QString &label, platform::Connection &con)>;
+
+// The benchmark's main: runs run once per backend, offscreen, with the suite's services registered in the
+// process. A backend that fails is reported in one line; the exit status is 1 when any failed.
+inline int runOnBackends(int argc, char **argv, const QString &name, const BackendRun &run)
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    suite::registerInProcess();
+
+    const auto failed = [](const QString &label) {
+        return [label](const platform::RuntimeError &e) {
+            line(label + QStringLiteral(": failed: ") + QString::fromUtf8(e.what()));
+        };
+    };
+
+    bool ok = platform::Trap(
+        [&] {
+            QTemporaryDir folder;
+            platform::Connection sqlite;
+            sqlite.Open(QStringLiteral("sqlite:") + folder.filePath(name + QStringLiteral(".db")));
+            run(QStringLiteral("sqlite"), sqlite);
+            sqlite.Close();
+        },
+        failed(QStringLiteral("sqlite")));
+
+    const QString server = qEnvironmentVariable("AGR_TEST_PG");
+    if (server.isEmpty()) {
+        line(QStringLiteral("postgresql: skipped (AGR_TEST_PG is not set)"));
+        return ok ? 0 : 1;
+    }
+    platform::Connection admin;
+    const QString database = QStringLiteral("agr%1_%2").arg(name).arg(QCoreApplication::applicationPid());
+    ok &= platform::Trap(
+        [&] {
+            admin.setStatementLogEnabled(false);
+            admin.Open(server);
+            admin.Execute(QStringLiteral("create database ") + database);
+            platform::Connection pg;
+            pg.Open(agrtest::withDatabase(server, database));
+            run(QStringLiteral("postgresql"), pg);
+            pg.Close();
+        },
+        failed(QStringLiteral("postgresql")));
+    if (admin.isOpen())
+        platform::Trap(
+            [&] { admin.Execute(QStringLiteral("drop database if exists ") + database + " with (force)"); },
+            {});
+    return ok ? 0 : 1;
+}
+
+} // namespace bench
