@@ -15,7 +15,8 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
-#include <functional>
+#include <initializer_list>
+#include <utility>
 
 namespace agr {
 
@@ -24,27 +25,62 @@ namespace {
 using platform::FlexGrid;
 using platform::Recordset;
 
-// Reads every record of sql into rows 1.. of the grid, adding rows only where the grid has too few.
-void fillDetailGrid(FlexGrid &grid, const QString &sql,
-                    const std::function<void(const Recordset &, int)> &writeRow)
+// One detail table of an agreement and the grid it is shown in: its fields in grid column order from the
+// serial number on.
+struct DetailRead
 {
+    FlexGrid *grid;
+    QString sql;
+    QStringList fields;
+    int agencyColumn; // 0: the table has no agency flag
+};
+
+// Reads every record into rows 1.. of the grid, adding rows only where the grid has too few. The serial
+// number is shown as stored, the texts trimmed, the agency flag as Y or N.
+void fillDetailGrid(const DetailRead &detail)
+{
+    FlexGrid &grid = *detail.grid;
     Recordset rs;
-    rs.Open(sql, *context().connection());
+    rs.Open(detail.sql, *context().connection());
     if (!rs.isEOF()) {
         const int count = rs.RecordCount();
         for (int i = 1; i <= count; ++i) {
             if (i > grid.Rows() - 1)
                 grid.AddItem(QString());
-            writeRow(rs, i);
+            int column = col(DetailCol::SNo);
+            for (const QString &name : detail.fields) {
+                const platform::Field field = rs[name];
+                QString text;
+                if (column == detail.agencyColumn)
+                    text = field.toBool() ? QStringLiteral("Y") : QStringLiteral("N");
+                else if (column == col(DetailCol::SNo))
+                    text = field.text();
+                else
+                    text = Trim(field.text());
+                grid.setTextMatrix(i, column++, text);
+            }
             rs.MoveNext();
         }
     }
     rs.Close();
 }
 
-QString yesNo(const platform::Field &flag)
+// Of two options, the one whose id is stored is set (its click fills the combo box, in which the id is then
+// selected); with neither id stored the third option is set.
+void setStoredOption(const Service<IGeneralService> &general, QComboBox *combo,
+                     std::initializer_list<std::pair<QRadioButton *, platform::Field>> stored,
+                     QRadioButton *neither)
 {
-    return flag.toBool() ? QStringLiteral("Y") : QStringLiteral("N");
+    bool any = false;
+    for (const auto &[option, id] : stored) {
+        if (id.isNull())
+            continue;
+        option->setChecked(true);
+        general->SelectComboItemByValue(combo, id.Value());
+        any = true;
+    }
+    if (!any)
+        neither->setChecked(true);
 }
 
 // The header record into the entry form's controls. Setting an option runs its click, which fills the
@@ -58,36 +94,20 @@ void fillHeader(FrmAgreementreg &form, const Recordset &rs)
     form.txtdesc->setText(rs[QStringLiteral("agragreementdesc")].text());
     general->SelectComboItemByName(form.cbotype, Trim(rs[QStringLiteral("agragreementtype")].text()));
 
-    const platform::Field shop = rs[QStringLiteral("agrapplicableshopid")];
-    const platform::Field godown = rs[QStringLiteral("agrapplicablegodownid")];
-    if (!shop.isNull()) {
-        form.optShop->setChecked(true);
-        general->SelectComboItemByValue(form.cboapplicable, shop.Value());
-    }
-    if (!godown.isNull()) {
-        form.optgodown->setChecked(true);
-        general->SelectComboItemByValue(form.cboapplicable, godown.Value());
-    }
-    if (shop.isNull() && godown.isNull())
-        form.optHq->setChecked(true);
+    setStoredOption(general, form.cboapplicable,
+                    {{form.optShop, rs[QStringLiteral("agrapplicableshopid")]},
+                     {form.optgodown, rs[QStringLiteral("agrapplicablegodownid")]}},
+                    form.optHq);
     form.txtapplicable->setText(rs[QStringLiteral("agrapplicableTo")].text());
 
     form.dtpvalidfrom->setDate(rs[QStringLiteral("agrValidFromdate")].toDate());
     form.dtpvalidto->setDate(rs[QStringLiteral("agrValidTodate")].toDate());
     form.dtpsigned->setDate(rs[QStringLiteral("agrSigneddate")].toDate());
 
-    const platform::Field customer = rs[QStringLiteral("agrwithCustomerid")];
-    const platform::Field supplier = rs[QStringLiteral("agrwithsupplierid")];
-    if (!customer.isNull()) {
-        form.optcustomer->setChecked(true);
-        general->SelectComboItemByValue(form.cboagency, customer.Value());
-    }
-    if (!supplier.isNull()) {
-        form.optsupplier->setChecked(true);
-        general->SelectComboItemByValue(form.cboagency, supplier.Value());
-    }
-    if (customer.isNull() && supplier.isNull())
-        form.optothers->setChecked(true);
+    setStoredOption(general, form.cboagency,
+                    {{form.optcustomer, rs[QStringLiteral("agrwithCustomerid")]},
+                     {form.optsupplier, rs[QStringLiteral("agrwithsupplierid")]}},
+                    form.optothers);
 
     form.txtagency->setText(rs[QStringLiteral("agragreementwith")].text());
     form.txthqadd->setText(rs[QStringLiteral("agrAgencyHOaddress")].text());
@@ -147,59 +167,40 @@ void FrmMaster::CmdEdit_Click()
         }
         rs.Close();
 
-        const auto text = [](const Recordset &r, const char *field) {
-            return r[QLatin1String(field)].text();
+        const DetailRead details[] = {
+            {form.mfgsummary,
+             QStringLiteral("select * from agreementdetails where agddepartmentid=") + department +
+                 QStringLiteral(" and agdagreementid= ") + id,
+             {QStringLiteral("agdDetailid"), QStringLiteral("agdDetails")},
+             0},
+            {form.mfgfinance,
+             QStringLiteral("select * from AgreementFinancialDetails where agfdepartmentid= ") + department +
+                 QStringLiteral(" and agfAgreementid= ") + id,
+             {QStringLiteral("agffinanceDetailid"), QStringLiteral("agffinanceDetail")},
+             0},
+            {form.mfgcontent,
+             QStringLiteral("select * from AgreementContents where agcdepartmentid= ") + department +
+                 QStringLiteral(" and agcAgreementid= ") + id,
+             {QStringLiteral("agcDetailid"), QStringLiteral("agcContentdesc")},
+             0},
+            {form.mfgsigndetails,
+             QStringLiteral("select * from AgreementSignedDetails where ") +
+                 QStringLiteral(" agsdepartmentid= ") + department + QStringLiteral(" and agsAgreementid= ") +
+                 id,
+             {QStringLiteral("agsDetailID"), QStringLiteral("agsSignedBy"), QStringLiteral("agsPosition"),
+              QStringLiteral("agsSignedDate"), QStringLiteral("agsAgency")},
+             col(SignCol::Agency)},
+            {form.mfgwitnessdetails,
+             QStringLiteral("select * from AgreementWitnessDetails where ") +
+                 QStringLiteral(" agwdepartmentid= ") + department + QStringLiteral(" and agwAgreementid= ") +
+                 id,
+             {QStringLiteral("agwDetailid"), QStringLiteral("agwSignedBy"), QStringLiteral("agwPostion"),
+              QStringLiteral("agwSignedDate"), QStringLiteral("agwWitenessAddress"),
+              QStringLiteral("agwAgency")},
+             col(WitnessCol::Agency)},
         };
-        fillDetailGrid(*form.mfgsummary,
-                       QStringLiteral("select * from agreementdetails where agddepartmentid=") + department +
-                           QStringLiteral(" and agdagreementid= ") + id,
-                       [&](const Recordset &r, int i) {
-                           form.mfgsummary->setTextMatrix(i, col(DetailCol::SNo), text(r, "agdDetailid"));
-                           form.mfgsummary->setTextMatrix(i, col(DetailCol::Text),
-                                                          Trim(text(r, "agdDetails")));
-                       });
-        fillDetailGrid(
-            *form.mfgfinance,
-            QStringLiteral("select * from AgreementFinancialDetails where agfdepartmentid= ") + department +
-                QStringLiteral(" and agfAgreementid= ") + id,
-            [&](const Recordset &r, int i) {
-                form.mfgfinance->setTextMatrix(i, col(DetailCol::SNo), text(r, "agffinanceDetailid"));
-                form.mfgfinance->setTextMatrix(i, col(DetailCol::Text), Trim(text(r, "agffinanceDetail")));
-            });
-        fillDetailGrid(*form.mfgcontent,
-                       QStringLiteral("select * from AgreementContents where agcdepartmentid= ") +
-                           department + QStringLiteral(" and agcAgreementid= ") + id,
-                       [&](const Recordset &r, int i) {
-                           form.mfgcontent->setTextMatrix(i, col(DetailCol::SNo), text(r, "agcDetailid"));
-                           form.mfgcontent->setTextMatrix(i, col(DetailCol::Text),
-                                                          Trim(text(r, "agcContentdesc")));
-                       });
-        fillDetailGrid(*form.mfgsigndetails,
-                       QStringLiteral("select * from AgreementSignedDetails where ") +
-                           QStringLiteral(" agsdepartmentid= ") + department +
-                           QStringLiteral(" and agsAgreementid= ") + id,
-                       [&](const Recordset &r, int i) {
-                           FlexGrid &grid = *form.mfgsigndetails;
-                           grid.setTextMatrix(i, col(SignCol::SNo), text(r, "agsDetailID"));
-                           grid.setTextMatrix(i, col(SignCol::SignBy), Trim(text(r, "agsSignedBy")));
-                           grid.setTextMatrix(i, col(SignCol::Position), Trim(text(r, "agsPosition")));
-                           grid.setTextMatrix(i, col(SignCol::Date), Trim(text(r, "agsSignedDate")));
-                           grid.setTextMatrix(i, col(SignCol::Agency), yesNo(r[QStringLiteral("agsAgency")]));
-                       });
-        fillDetailGrid(
-            *form.mfgwitnessdetails,
-            QStringLiteral("select * from AgreementWitnessDetails where ") +
-                QStringLiteral(" agwdepartmentid= ") + department + QStringLiteral(" and agwAgreementid= ") +
-                id,
-            [&](const Recordset &r, int i) {
-                FlexGrid &grid = *form.mfgwitnessdetails;
-                grid.setTextMatrix(i, col(WitnessCol::SNo), text(r, "agwDetailid"));
-                grid.setTextMatrix(i, col(WitnessCol::Witness), Trim(text(r, "agwSignedBy")));
-                grid.setTextMatrix(i, col(WitnessCol::Position), Trim(text(r, "agwPostion")));
-                grid.setTextMatrix(i, col(WitnessCol::Date), Trim(text(r, "agwSignedDate")));
-                grid.setTextMatrix(i, col(WitnessCol::Address), Trim(text(r, "agwWitenessAddress")));
-                grid.setTextMatrix(i, col(WitnessCol::Agency), yesNo(r[QStringLiteral("agwAgency")]));
-            });
+        for (const DetailRead &detail : details)
+            fillDetailGrid(detail);
 
         if (cancelled)
             form.cmdOK->setEnabled(false);
