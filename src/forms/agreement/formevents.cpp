@@ -1,6 +1,7 @@
 #include "formevents.h"
 
 #include "platform/errors.h"
+#include "platform/flexgridmodel.h"
 #include "platform/seams.h"
 
 #include <QAbstractSpinBox>
@@ -19,6 +20,17 @@ namespace agr {
 namespace {
 
 const QString Source = QStringLiteral("zrtp1003");
+
+// A whole number of type Int; halves round to even, as the original's conversions do.
+template <class Int> Int whole(double value)
+{
+    const double rounded = std::nearbyint(value);
+    // Written as "not inside" so that a NaN overflows too.
+    if (!(rounded >= double(std::numeric_limits<Int>::min()) &&
+          rounded <= double(std::numeric_limits<Int>::max())))
+        platform::Raise(platform::err::Overflow, Source, QStringLiteral("Overflow"));
+    return static_cast<Int>(rounded);
+}
 
 // One per control: calls its KeyDown and KeyPress handlers in the original's order.
 class KeyEvents : public QObject
@@ -125,23 +137,29 @@ void onOptionClick(QRadioButton *option, std::function<void()> handler)
     });
 }
 
-qint32 CLng(const QString &text)
+double CDbl(const QVariant &value)
 {
+    if (value.isNull())
+        return 0;
+    double number = 0;
     bool ok = false;
-    const double value = text.trimmed().toDouble(&ok);
+    if (value.typeId() == QMetaType::QString)
+        ok = platform::isNumericText(value.toString(), &number);
+    else
+        number = value.toDouble(&ok);
     if (!ok)
         platform::Raise(platform::err::TypeMismatch, Source, QStringLiteral("Type mismatch"));
-    const double rounded = std::nearbyint(value); // the original rounds halves to even
-    if (rounded < std::numeric_limits<qint32>::min() || rounded > std::numeric_limits<qint32>::max())
-        platform::Raise(platform::err::Overflow, Source, QStringLiteral("Overflow"));
-    return static_cast<qint32>(rounded);
+    return number;
 }
 
-qint16 CInt(qint64 value)
+qint32 CLng(const QVariant &value)
 {
-    if (value < std::numeric_limits<qint16>::min() || value > std::numeric_limits<qint16>::max())
-        platform::Raise(platform::err::Overflow, Source, QStringLiteral("Overflow"));
-    return static_cast<qint16>(value);
+    return whole<qint32>(CDbl(value));
+}
+
+qint16 CInt(const QVariant &value)
+{
+    return whole<qint16>(CDbl(value));
 }
 
 QString Trim(const QString &text)

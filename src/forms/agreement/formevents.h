@@ -4,6 +4,7 @@
 // Also the original's conversions that the forms rely on.
 
 #include <QString>
+#include <QVariant>
 #include <functional>
 
 class QRadioButton;
@@ -22,11 +23,11 @@ void onKeyDown(QWidget *control, std::function<void(qint16 &keyCode, int shift)>
 // the user clicks it while it is already set. Setting an option that is already set runs nothing.
 void onOptionClick(QRadioButton *option, std::function<void()> handler);
 
-// CLng of a text: a whole number in 32 bits; raises 13 (type mismatch) when the text is no number and 6
-// (overflow) when it does not fit.
-qint32 CLng(const QString &text);
-// CInt of a number: raises 6 when it does not fit in 16 bits.
-qint16 CInt(qint64 value);
+// CDbl, CLng and CInt of a number or a text: a text that is no number raises 13 (type mismatch), a value
+// that does not fit raises 6 (overflow); halves round to even. A null value reads as 0.
+double CDbl(const QVariant &value);
+qint32 CLng(const QVariant &value);
+qint16 CInt(const QVariant &value);
 // Trim: leading and trailing blanks removed (blanks only, not tabs or line breaks).
 QString Trim(const QString &text);
 

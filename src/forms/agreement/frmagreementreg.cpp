@@ -26,9 +26,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
-#include <cmath>
 #include <initializer_list>
-#include <limits>
 
 namespace agr {
 
@@ -678,13 +676,7 @@ QString FrmAgreementreg::AgreementNo()
     rs.Close();
     lastNumberText = highest;
 
-    qint32 next = 1;
-    if (highest != QLatin1String("0")) {
-        const double value = platform::leadingNumber(highest) + 1;
-        if (value > std::numeric_limits<qint32>::max() || value < std::numeric_limits<qint32>::min())
-            platform::Raise(platform::err::Overflow, objectName(), QStringLiteral("Overflow"));
-        next = static_cast<qint32>(std::nearbyint(value));
-    }
+    const qint32 next = highest == QLatin1String("0") ? 1 : CLng(platform::leadingNumber(highest) + 1);
     return prefix + number(next);
 }
 
@@ -734,7 +726,7 @@ void FrmAgreementreg::cmdOK_Click()
                     cmdOK->setEnabled(true);
                     return;
                 }
-                applicabilityId = CInt(cboapplicable->currentData().toLongLong());
+                applicabilityId = CInt(cboapplicable->currentData());
             }
             qint16 partyId = 0;
             if (optcustomer->isChecked() || optsupplier->isChecked()) {
@@ -745,7 +737,7 @@ void FrmAgreementreg::cmdOK_Click()
                     cmdOK->setEnabled(true);
                     return;
                 }
-                partyId = CInt(cboagency->currentData().toLongLong());
+                partyId = CInt(cboagency->currentData());
             }
 
             saved = false;

@@ -5,6 +5,7 @@
 
 #include "data/basagreementreg.h"
 #include "entry/modulecontext.h"
+#include "forms/agreement/formevents.h"
 #include "platform/changetest.h"
 #include "platform/connection.h"
 #include "platform/errors.h"
@@ -32,7 +33,6 @@
 
 #include <cmath>
 #include <exception>
-#include <limits>
 
 namespace agr {
 
@@ -46,35 +46,6 @@ const QString No = QStringLiteral("No");
 const QString ReportEngineProgId = QStringLiteral("Crystal.CRPE.Application");
 
 constexpr int TwipsPerCharacter = 130;
-
-// The original's CInt/CLng: round half to even, overflow is run-time error 6, a text that is no number 13.
-double toNumber(const QVariant &value)
-{
-    if (value.isNull() || !value.isValid())
-        return 0;
-    double number = 0;
-    if (value.typeId() == QMetaType::QString) {
-        if (!platform::isNumericText(value.toString(), &number))
-            platform::Raise(platform::err::TypeMismatch, QStringLiteral("FrmMaster"),
-                            QStringLiteral("Type mismatch"));
-        return number;
-    }
-    bool ok = false;
-    number = value.toDouble(&ok);
-    if (!ok)
-        platform::Raise(platform::err::TypeMismatch, QStringLiteral("FrmMaster"),
-                        QStringLiteral("Type mismatch"));
-    return number;
-}
-
-template <class Int> Int toInt(const QVariant &value)
-{
-    const double rounded = std::nearbyint(toNumber(value));
-    if (rounded < double(std::numeric_limits<Int>::min()) ||
-        rounded > double(std::numeric_limits<Int>::max()))
-        platform::Raise(platform::err::Overflow, QStringLiteral("FrmMaster"), QStringLiteral("Overflow"));
-    return Int(rounded);
-}
 
 // The processing date; a context never filled holds the zero date.
 QDate processingDate()
@@ -323,7 +294,7 @@ void FrmMaster::populateRecord()
     bas::Trap(this, "populateRecord", [&] {
         dbService->setStrTableName(QStringLiteral("aPackageSettings"));
         // No setting row: a back period of 0, only agreements from the processing date on.
-        const qint16 backDays = toInt<qint16>(dbService->fnReturnField(QStringLiteral("BackNoOfDays")));
+        const qint16 backDays = CInt(dbService->fnReturnField(QStringLiteral("BackNoOfDays")));
         const QDate fromDate = processingDate().addDays(-backDays);
         listTableName = ListTable;
 
@@ -467,8 +438,7 @@ void FrmMaster::NameGrid(const QString &tableName, QVector<double> &widths)
         // What the user stored for this grid overrides the computed layout.
         Service<IGridLayoutService> gridLayout(progid::GridLayoutService);
         platform::Connection *connection = context().connection();
-        gridLayout->fnGridSettings(toInt<qint16>(context().userId), toInt<qint16>(context().companyId),
-                                   mfgMaster, connection);
+        gridLayout->fnGridSettings(CInt(context().userId), CInt(context().companyId), mfgMaster, connection);
         gridLayout.reset();
 
         SelectLastRow();
@@ -807,7 +777,7 @@ void FrmMaster::CmdDelete_Click()
             QString::number(context().departmentId) + QStringLiteral(" and agragreementid=") + id);
 
         QString action = QStringLiteral("D");
-        auditService()->SaveActivityLogInfo(QVariant(toNumber(QVariant(id))), number, true, action);
+        auditService()->SaveActivityLogInfo(CDbl(id), number, true, action);
 
         if (grid.TextMatrix(row, col(ListCol::AgreementId)).isEmpty()) {
             CmdEdit->setEnabled(false);
@@ -820,7 +790,7 @@ void FrmMaster::CmdDelete_Click()
         const int remembered = grid.Row();
         bas::entryMode() = QStringLiteral("E"); // the row is refreshed in place, not added
         QString criterion = QStringLiteral(" agragreementid=") + id;
-        qint32 serialNo = toInt<qint32>(QVariant(id));
+        qint32 serialNo = CLng(id);
         bas::ListRefresh(criterion, serialNo);
 
         grid.setRow(remembered);
