@@ -114,26 +114,23 @@ void ListRefresh(QString &criterion, qint32 &serialNo)
 
         if (entryMode() == QLatin1String("E")) {
             const int row = grid.Row();
-            for (int c = 1; c < cols; ++c)
+            for (int c = col(ListCol::Number); c < cols; ++c)
                 grid.setTextMatrix(row, c, fieldText(rs, c));
             return;
         }
 
         // A list that was empty shows one blank row; the new agreement takes its place.
-        if (grid.Rows() == 2 && grid.TextMatrix(1, 0).isEmpty()) {
-            grid.setTextMatrix(1, 0, QString::number(serialNo));
-            for (int c = 1; c < cols; ++c)
+        if (grid.Rows() == 2 && grid.TextMatrix(1, col(ListCol::AgreementId)).isEmpty()) {
+            grid.setTextMatrix(1, col(ListCol::AgreementId), QString::number(serialNo));
+            for (int c = col(ListCol::Number); c < cols; ++c)
                 grid.setTextMatrix(1, c, fieldText(rs, c));
         } else {
             QString line = QString::number(serialNo);
-            for (int c = 1; c < cols; ++c)
+            for (int c = col(ListCol::Number); c < cols; ++c)
                 line += QLatin1Char('\t') + fieldText(rs, c);
             grid.AddItem(line);
         }
-        grid.setRow(grid.Rows() - 1);
-        grid.setTopRow(grid.Row());
-        grid.setCol(0);
-        grid.setColSel(grid.Cols() - 1);
+        list->SelectLastRow();
     });
 }
 
@@ -141,36 +138,37 @@ void ErrorLog(const QString &formName, qint16 userId, const QString &procedure, 
               const QString &source, const QString &description, QString &mode, bool flag)
 {
     // Nothing that goes wrong in here is logged again, and nothing escapes to the handler that failed.
-    try {
-        Service<IFaultService> fault(progid::FaultService);
+    platform::Trap(
+        [&] {
+            Service<IFaultService> fault(progid::FaultService);
 
-        // Only the last five characters of the number's text are kept: -123456 becomes 23456.
-        number = QString::number(number).right(5).toInt();
+            // Only the last five characters of the number's text are kept: -123456 becomes 23456.
+            number = QString::number(number).right(5).toInt();
 
-        QString userName;
-        platform::Connection *con = context().connection();
-        platform::Trap(
-            [&] {
-                Service<IDbService> db(progid::DbService);
-                db->setAdocon(con);
-                db->setStrTableName(QStringLiteral("ausers where userid=") + QString::number(userId));
-                userName = db->fnReturnField(QStringLiteral("username")).toString();
-            },
-            {});
+            QString userName;
+            platform::Connection *con = context().connection();
+            platform::Trap(
+                [&] {
+                    Service<IDbService> db(progid::DbService);
+                    db->setAdocon(con);
+                    db->setStrTableName(QStringLiteral("ausers where userid=") + QString::number(userId));
+                    userName = db->fnReturnField(QStringLiteral("username")).toString();
+                },
+                {});
 
-        fault.object()->setProperty("adocon", QVariant::fromValue(con));
-        QString form = formName;
-        QString proc = procedure;
-        QString src = source;
-        QString desc = description;
-        fault->ErrorTrack(form, userName, proc, number, src, desc, mode, flag);
-    } catch (const std::exception &e) {
-        // Without a fault service the fault would be lost: keep at least a line of it.
-        std::fprintf(stderr, "%s: %s.%s: error %d (%s) %s; not logged: %s\n", qPrintable(ModuleName),
-                     qPrintable(formName), qPrintable(procedure), number, qPrintable(source),
-                     qPrintable(description.simplified()), e.what());
-    } catch (...) {
-    }
+            fault.object()->setProperty("adocon", QVariant::fromValue(con));
+            QString form = formName;
+            QString proc = procedure;
+            QString src = source;
+            QString desc = description;
+            fault->ErrorTrack(form, userName, proc, number, src, desc, mode, flag);
+        },
+        [&](const platform::RuntimeError &e) {
+            // Without a fault service the fault would be lost: keep at least a line of it.
+            std::fprintf(stderr, "%s: %s.%s: error %d (%s) %s; not logged: %s\n", qPrintable(ModuleName),
+                         qPrintable(formName), qPrintable(procedure), number, qPrintable(source),
+                         qPrintable(description.simplified()), e.what());
+        });
 }
 
 bool Trap(QWidget *form, const char *procedure, const std::function<void()> &body)

@@ -326,7 +326,7 @@ void FrmMaster::GridPopulate(const QString &sql, const QString &tableName)
             grid.Clear();
             grid.setFixedRows(1);
             grid.setFixedCols(0);
-            grid.setColWidth(0, 960);
+            grid.setColWidth(col(ListCol::AgreementId), 960);
             grid.setCols(1);
             grid.setRows(2);
 
@@ -471,13 +471,12 @@ void FrmMaster::GridColor()
     });
 }
 
-// The newest agreement is the last row: select it whole and scroll it into view.
 void FrmMaster::SelectLastRow()
 {
     FlexGrid &grid = *mfgMaster;
     grid.setRow(grid.Rows() - 1);
     grid.setTopRow(grid.Row());
-    grid.setCol(0);
+    grid.setCol(col(ListCol::AgreementId));
     grid.setColSel(grid.Cols() - 1);
 }
 
@@ -680,7 +679,7 @@ void FrmMaster::searchtheword(const QString &word)
                 high = middle - 1;
             } else {
                 grid.setRow(middle);
-                grid.setCol(0);
+                grid.setCol(col(ListCol::AgreementId));
                 grid.setColSel(grid.Cols() - 1);
                 grid.setTopRow(grid.Row());
                 return;
@@ -796,7 +795,7 @@ void FrmMaster::CmdDelete_Click()
         grid.setRow(remembered);
         for (int c = 1; c < grid.Cols(); ++c)
             grid.setCellBackColorAt(remembered, c, platform::vbRed);
-        grid.setCol(0);
+        grid.setCol(col(ListCol::AgreementId));
         grid.setColSel(grid.Cols() - 1);
         mfgMaster_SelChange();
         platform::setMousePointer(this, platform::vbDefault);

@@ -79,6 +79,8 @@ public:
     void GridColor();
     void SetRowButtons();
     void mfgMaster_SelChange();
+    // The newest agreement is the last row: selects it whole and scrolls it into view.
+    void SelectLastRow();
 
     // Search and sort.
     void cboColNames_Click();
@@ -119,7 +121,6 @@ protected:
 
 private:
     void buildControls();
-    void SelectLastRow();
     int colWidthTwips(int column) const;
 
     QString m_rights;        // the form's copy of the rights string, searched by GridColor
