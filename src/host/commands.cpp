@@ -62,11 +62,11 @@ int initDb(const QStringList &arguments)
         if (report.created.isEmpty()) {
             printOut(QStringLiteral("Nothing created: all %1 tables already exist in %2.")
                          .arg(report.existing.size())
-                         .arg(printableUrl(url)));
+                         .arg(platform::printableUrl(url)));
         } else {
             printOut(QStringLiteral("Created %1 tables in %2: %3.")
                          .arg(report.created.size())
-                         .arg(printableUrl(url), report.created.join(QStringLiteral(", "))));
+                         .arg(platform::printableUrl(url), report.created.join(QStringLiteral(", "))));
             if (!report.existing.isEmpty())
                 printOut(
                     QStringLiteral("Already there: %1.").arg(report.existing.join(QStringLiteral(", "))));
@@ -84,8 +84,8 @@ int initDb(const QStringList &arguments)
                 printOut(QStringLiteral("Nothing loaded: the demo company is already there."));
         }
     } catch (const platform::RuntimeError &e) {
-        throw Failure(
-            QStringLiteral("init-db failed on %1: %2").arg(printableUrl(url), oneLine(e.description())));
+        throw Failure(QStringLiteral("init-db failed on %1: %2")
+                          .arg(platform::printableUrl(url), oneLine(e.description())));
     }
     return 0;
 }

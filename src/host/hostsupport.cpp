@@ -6,7 +6,6 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <QStandardPaths>
 
 #include <cstdio>
@@ -30,15 +29,6 @@ QString sqliteFileOf(const QString &url)
     return url;
 }
 
-QString printableUrl(const QString &url)
-{
-    static const QRegularExpression password(QStringLiteral("^([a-z]+://[^:/@]*):[^@/]*@"),
-                                             QRegularExpression::CaseInsensitiveOption);
-    QString printable = url;
-    printable.replace(password, QStringLiteral("\\1:***@"));
-    return printable;
-}
-
 void openDatabase(platform::Connection &con, const QString &url, bool mayCreate)
 {
     if (url.trimmed().isEmpty())
@@ -57,8 +47,8 @@ void openDatabase(platform::Connection &con, const QString &url, bool mayCreate)
     try {
         con.Open(url);
     } catch (const platform::RuntimeError &e) {
-        throw Failure(QStringLiteral("cannot open the database ") % printableUrl(url) % QStringLiteral(": ") %
-                      oneLine(e.description()));
+        throw Failure(QStringLiteral("cannot open the database ") % platform::printableUrl(url) %
+                      QStringLiteral(": ") % oneLine(e.description()));
     }
 }
 

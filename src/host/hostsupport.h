@@ -35,8 +35,6 @@ QString defaultDatabasePath();
 
 // The file of a SQLite URL ("sqlite:PATH" or a bare path); "" for the other backends.
 QString sqliteFileOf(const QString &url);
-// The URL as it may be printed: a password in it is masked.
-QString printableUrl(const QString &url);
 
 // Opens url. A SQLite file must exist unless mayCreate (its folder is then created too).
 void openDatabase(platform::Connection &con, const QString &url, bool mayCreate);

@@ -137,11 +137,11 @@ int runModule(const QStringList &arguments)
         agr::schema::SchemaPresent(con, &missing);
     } catch (const platform::RuntimeError &e) {
         throw Failure(QStringLiteral("cannot read the tables of %1: %2")
-                          .arg(printableUrl(url), oneLine(e.description())));
+                          .arg(platform::printableUrl(url), oneLine(e.description())));
     }
     if (!missing.isEmpty()) {
         throw Failure(QStringLiteral("the database %1 lacks %2 tables (%3); create them with init-db")
-                          .arg(printableUrl(url))
+                          .arg(platform::printableUrl(url))
                           .arg(missing.size())
                           .arg(missing.join(QStringLiteral(", "))));
     }

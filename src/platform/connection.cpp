@@ -129,29 +129,6 @@ Target parseUrl(const QString &url)
     return t;
 }
 
-QString driverFor(Backend backend)
-{
-    switch (backend) {
-    case Backend::SQLite:
-        return QStringLiteral("QSQLITE");
-    case Backend::PostgreSQL:
-        return QStringLiteral("QPSQL");
-    case Backend::ODBC:
-        return QStringLiteral("QODBC");
-    }
-    return QString();
-}
-
-// The URL as it may be shown in a message: without the password.
-QString displayUrl(const QString &url)
-{
-    static const QRegularExpression password(QStringLiteral("^([a-z]+://[^:/@]*):[^@/]*@"),
-                                             QRegularExpression::CaseInsensitiveOption);
-    QString shown = url;
-    shown.replace(password, QStringLiteral("\\1:***@"));
-    return shown;
-}
-
 int errorNumber(const QSqlError &error)
 {
     bool numeric = false;
@@ -624,7 +601,8 @@ void Connection::Open(const QString &url)
     if (isOpen())
         Close();
     const Target target = parseUrl(url);
-    const QString driver = driverFor(target.backend);
+    std::unique_ptr<Dialect> dialect = Dialect::create(target.backend);
+    const QString driver = dialect->driverName();
     const QString name = uniqueConnectionName();
     QString failure;
     int number = err::DatabaseError;
@@ -654,12 +632,12 @@ void Connection::Open(const QString &url)
     if (!d->db.isValid()) {
         QSqlDatabase::removeDatabase(name);
         Raise(number, driver,
-              QStringLiteral("cannot open database ") + displayUrl(url) + QStringLiteral(": ") + failure);
+              QStringLiteral("cannot open database ") + printableUrl(url) + QStringLiteral(": ") + failure);
     }
     d->name = name;
     d->url = url;
     d->backend = target.backend;
-    d->dialect = Dialect::create(target.backend);
+    d->dialect = std::move(dialect);
     d->transactionLevel = 0;
     QString prepareFailure;
     Trap(
@@ -671,7 +649,7 @@ void Connection::Open(const QString &url)
     if (!prepareFailure.isEmpty()) {
         Close();
         Raise(err::DatabaseError, driver,
-              QStringLiteral("cannot open database ") + displayUrl(url) + QStringLiteral(": ") +
+              QStringLiteral("cannot open database ") + printableUrl(url) + QStringLiteral(": ") +
                   prepareFailure);
     }
     Q_EMIT opened();
@@ -787,7 +765,7 @@ void Connection::log(const QString &text, const QVariantList &values)
 void Connection::raiseDriverError(const QSqlError &error, const QString &sql) const
 {
     Q_UNUSED(sql)
-    const QString driver = d->db.isValid() ? d->db.driverName() : driverFor(d->backend);
+    const QString driver = d->db.isValid() ? d->db.driverName() : Dialect::create(d->backend)->driverName();
     Raise(errorNumber(error), driver, errorText(error));
 }
 
@@ -873,6 +851,15 @@ Recordset Command::Execute(const QVariantList &values)
 }
 
 // ---- binary files --------------------------------------------------------------------------------
+
+QString printableUrl(const QString &url)
+{
+    static const QRegularExpression password(QStringLiteral("^([a-z]+://[^:/@]*):[^@/]*@"),
+                                             QRegularExpression::CaseInsensitiveOption);
+    QString printable = url;
+    printable.replace(password, QStringLiteral("\\1:***@"));
+    return printable;
+}
 
 QByteArray LoadFromFile(const QString &path)
 {
