@@ -3,6 +3,7 @@
 #include "errors.h"
 
 #include <QSqlDriver>
+#include <QSqlError>
 #include <vector>
 
 namespace platform {
@@ -253,6 +254,16 @@ public:
 };
 
 } // namespace
+
+bool Dialect::countsAny(Connection &con, const QString &countSql, const QString &name)
+{
+    QSqlQuery q(con.database());
+    const bool prepared = q.prepare(countSql);
+    q.addBindValue(name);
+    if (!prepared || !q.exec() || !q.next())
+        con.raiseDriverError(q.lastError(), q.lastQuery());
+    return q.value(0).toInt() > 0;
+}
 
 QStringList Dialect::declaredTypes(const QSqlQuery &) const
 {

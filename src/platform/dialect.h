@@ -62,6 +62,10 @@ public:
     // in a number and for 1 January 1900 in a date). By default: none, and the value unchanged.
     virtual QStringList preparedParameterTypes(QSqlDatabase &db) const;
     virtual QVariant parameterValue(const QVariant &value, const QString &parameterType) const;
+
+protected:
+    // True when countSql, a count(*) with one marker, counts any row for name; raises when it fails.
+    static bool countsAny(Connection &con, const QString &countSql, const QString &name);
 };
 
 // The tokenizer-based rewrite shared by the engines: replaces convert(type, expr) by cast(expr as type')

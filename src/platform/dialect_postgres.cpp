@@ -111,14 +111,11 @@ public:
 
     bool tableExists(Connection &con, const QString &table) const override
     {
-        QSqlQuery q(con.database());
-        const bool prepared = q.prepare(
+        return countsAny(
+            con,
             QStringLiteral("select count(*) from information_schema.tables "
-                           "where table_schema = current_schema() and lower(table_name) = lower(?)"));
-        q.addBindValue(table);
-        if (!prepared || !q.exec() || !q.next())
-            con.raiseDriverError(q.lastError(), q.lastQuery());
-        return q.value(0).toInt() > 0;
+                           "where table_schema = current_schema() and lower(table_name) = lower(?)"),
+            table);
     }
 
     QVariant readValue(const QVariant &raw, const QString &) const override { return raw; }

@@ -7,7 +7,6 @@
 #include "errors.h"
 
 #include <QSqlDriver>
-#include <QSqlError>
 #include <QSqlResult>
 #include <sqlite3.h>
 
@@ -347,13 +346,11 @@ public:
 
     bool tableExists(Connection &con, const QString &table) const override
     {
-        QSqlQuery q(con.database());
-        const bool prepared = q.prepare(QStringLiteral(
-            "select count(*) from sqlite_master where type = 'table' and lower(name) = lower(?)"));
-        q.addBindValue(table);
-        if (!prepared || !q.exec() || !q.next())
-            con.raiseDriverError(q.lastError(), q.lastQuery());
-        return q.value(0).toInt() > 0;
+        return countsAny(
+            con,
+            QStringLiteral(
+                "select count(*) from sqlite_master where type = 'table' and lower(name) = lower(?)"),
+            table);
     }
 
     QVariant readValue(const QVariant &raw, const QString &declaredType) const override
