@@ -5,6 +5,7 @@
 
 #include "data/contracts.h"
 #include "data/services.h"
+#include "forms/gridcolumn.h"
 
 #include <QDialog>
 #include <QString>
@@ -48,18 +49,6 @@ enum class DetailCol : int
     SNo = 1,
     Text = 2
 };
-constexpr int col(SignCol c)
-{
-    return static_cast<int>(c);
-}
-constexpr int col(WitnessCol c)
-{
-    return static_cast<int>(c);
-}
-constexpr int col(DetailCol c)
-{
-    return static_cast<int>(c);
-}
 
 class FrmAgreementreg : public QDialog
 {

@@ -3,6 +3,7 @@
 
 #include "data/contracts.h"
 #include "data/services.h"
+#include "forms/gridcolumn.h"
 
 #include <QDialog>
 #include <QString>
@@ -33,10 +34,6 @@ enum class ListCol : int
     AgreementWith = 6,
     Cancelled = 7,
 };
-constexpr int col(ListCol c)
-{
-    return static_cast<int>(c);
-}
 
 class FrmMaster : public QDialog
 {
