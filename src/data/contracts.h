@@ -30,6 +30,7 @@ inline constexpr char ThemeService[] = "ScreenTheme.ThemeService";
 inline constexpr char GridLayoutService[] = "GridLayout.GridLayoutService";
 inline constexpr char FaultService[] = "FaultLog.FaultService";
 inline constexpr char Module[] = "zrtp1003.clsagreementeg";
+inline constexpr char ReportEngine[] = "Crystal.CRPE.Application"; // the print engine's automation object
 } // namespace progid
 
 // SharedCore.DbService: a database helper bound to one table at a time.

@@ -43,7 +43,6 @@ using platform::FlexGrid;
 const QString ListTable = QStringLiteral("agreementregister");
 const QString Yes = QStringLiteral("Yes");
 const QString No = QStringLiteral("No");
-const QString ReportEngineProgId = QStringLiteral("Crystal.CRPE.Application");
 
 constexpr int TwipsPerCharacter = 130;
 
@@ -807,7 +806,7 @@ void FrmMaster::cmdPreview_Click()
 {
     bas::Trap(this, "cmdPreview_Click", [&] {
         m_reportEngine.reset();
-        m_reportEngine.reset(platform::ComponentRegistry::instance().create(ReportEngineProgId));
+        m_reportEngine.reset(platform::ComponentRegistry::instance().create(QLatin1String(progid::ReportEngine)));
     });
 }
 
