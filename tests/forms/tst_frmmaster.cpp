@@ -22,12 +22,6 @@
 #include <QRadioButton>
 #include <QTest>
 
-// The backend of the case, from the global rows "sqlite" and "postgresql".
-#define FETCH_BACKEND()                                                                                      \
-    QFETCH_GLOBAL(QString, url);                                                                             \
-    if (!agrtest::backendReady(url))                                                                         \
-    return
-
 using agr::col;
 using agr::FrmMaster;
 using agr::ListCol;
@@ -41,6 +35,17 @@ const QString Caption = QStringLiteral("Agreement Register - test");
 void setContext(platform::Connection *con, int userId)
 {
     agrtest::setDemoContext(con, userId, Caption);
+}
+
+// A demo database on the case's backend (the global rows "sqlite" and "postgresql") as the clerk's module
+// context; nullptr when it cannot be had (the case is then marked) and the caller returns.
+std::unique_ptr<platform::Connection> openDemo()
+{
+    QFETCH_GLOBAL(QString, url);
+    auto con = agrtest::openFresh(url, true, true);
+    if (con)
+        setContext(con.get(), demo::ClerkUserId);
+    return con;
 }
 
 void setRights(platform::Connection &con, const QString &rights)
@@ -158,14 +163,12 @@ private Q_SLOTS:
 
     void loading()
     {
-        FETCH_BACKEND();
-        auto con = agrtest::openFresh(url, true, true);
+        auto con = openDemo();
         if (!con)
             return;
         con->Execute(QStringLiteral("update agreementregister set agragreementdesc='Other department' where "
                                     "agrDepartmentid=%1")
                          .arg(demo::OtherDepartmentId));
-        setContext(con.get(), demo::ClerkUserId);
         con->clearStatementLog();
 
         FrmMaster *form = openList();
@@ -222,8 +225,7 @@ private Q_SLOTS:
 
     void rights()
     {
-        FETCH_BACKEND();
-        auto con = agrtest::openFresh(url, true, true);
+        auto con = openDemo();
         if (!con)
             return;
 
@@ -280,11 +282,9 @@ private Q_SLOTS:
 
     void search()
     {
-        FETCH_BACKEND();
-        auto con = agrtest::openFresh(url, true, true);
+        auto con = openDemo();
         if (!con)
             return;
-        setContext(con.get(), demo::ClerkUserId);
         FrmMaster *form = openList();
         platform::FlexGrid &grid = *form->mfgMaster;
         const int number = col(ListCol::Number);
@@ -320,8 +320,7 @@ private Q_SLOTS:
 
     void numericColumn()
     {
-        FETCH_BACKEND();
-        auto con = agrtest::openFresh(url, true, true);
+        auto con = openDemo();
         if (!con)
             return;
         for (int id = 1; id <= demo::AgreementCount; ++id)
@@ -329,7 +328,6 @@ private Q_SLOTS:
                 QStringLiteral("update agreementregister set agragreementdesc='%1' where agragreementid=%1 "
                                "and agrDepartmentid=1")
                     .arg(id));
-        setContext(con.get(), demo::ClerkUserId);
         FrmMaster *form = openList();
         platform::FlexGrid &grid = *form->mfgMaster;
         const int desc = col(ListCol::Description);
@@ -354,11 +352,9 @@ private Q_SLOTS:
 
     void sortByDate()
     {
-        FETCH_BACKEND();
-        auto con = agrtest::openFresh(url, true, true);
+        auto con = openDemo();
         if (!con)
             return;
-        setContext(con.get(), demo::ClerkUserId);
         FrmMaster *form = openList();
         platform::FlexGrid &grid = *form->mfgMaster;
 
@@ -380,11 +376,9 @@ private Q_SLOTS:
 
     void cancelling()
     {
-        FETCH_BACKEND();
-        auto con = agrtest::openFresh(url, true, true);
+        auto con = openDemo();
         if (!con)
             return;
-        setContext(con.get(), demo::ClerkUserId);
         FrmMaster *form = openList();
         platform::FlexGrid *grid = form->mfgMaster;
         auto cancelledFlag = [&](int department, int id) {
@@ -452,11 +446,9 @@ private Q_SLOTS:
 
     void keys()
     {
-        FETCH_BACKEND();
-        auto con = agrtest::openFresh(url, true, true);
+        auto con = openDemo();
         if (!con)
             return;
-        setContext(con.get(), demo::ClerkUserId);
         FrmMaster *form = openList();
         platform::FlexGrid *grid = form->mfgMaster;
 
@@ -506,13 +498,11 @@ private Q_SLOTS:
 
     void emptyList()
     {
-        FETCH_BACKEND();
-        auto con = agrtest::openFresh(url, true, true);
+        auto con = openDemo();
         if (!con)
             return;
         // No back period set: the list starts at the processing date, and every demo agreement is older.
         con->Execute(QStringLiteral("delete from aPackageSettings"));
-        setContext(con.get(), demo::ClerkUserId);
         FrmMaster *form = openList();
         platform::FlexGrid *grid = form->mfgMaster;
 
