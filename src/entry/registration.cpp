@@ -21,8 +21,7 @@ const platform::ClassEntry classes[] = {{progid::Module, ModuleClassId, &newClsa
 
 void registerModuleInProcess()
 {
-    platform::ComponentRegistry::instance().registerInProcess(QString::fromLatin1(progid::Module),
-                                                              &newClsagreementeg);
+    platform::registerInProcess(classes);
 }
 
 QString moduleLibraryPath()

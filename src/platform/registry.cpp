@@ -253,6 +253,12 @@ HRESULT getClassObject(std::span<const ClassEntry> classes, const char *clsid, C
     return CLASS_E_CLASSNOTAVAILABLE;
 }
 
+void registerInProcess(std::span<const ClassEntry> classes)
+{
+    for (const ClassEntry &entry : classes)
+        ComponentRegistry::instance().registerInProcess(QLatin1String(entry.progId), entry.factory);
+}
+
 HRESULT canUnloadNow(const LiveObjects &live)
 {
     return live.count() == 0 ? S_OK : S_FALSE;

@@ -136,5 +136,8 @@ HRESULT unregisterClasses(std::span<const ClassEntry> classes);
 HRESULT getClassObject(std::span<const ClassEntry> classes, const char *clsid, ClassFactory *factory);
 // S_OK when no object of the library is alive, S_FALSE otherwise.
 HRESULT canUnloadNow(const LiveObjects &live);
+// Makes the table's classes creatable in this process without the registry file (for programs and tests
+// that link the library).
+void registerInProcess(std::span<const ClassEntry> classes);
 
 } // namespace platform

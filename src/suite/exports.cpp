@@ -36,8 +36,7 @@ namespace suite {
 
 void registerInProcess()
 {
-    for (const platform::ClassEntry &entry : classes)
-        platform::ComponentRegistry::instance().registerInProcess(QLatin1String(entry.progId), entry.factory);
+    platform::registerInProcess(classes);
 }
 
 } // namespace suite
