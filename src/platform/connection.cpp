@@ -850,8 +850,6 @@ Recordset Command::Execute(const QVariantList &values)
     return rs;
 }
 
-// ---- binary files --------------------------------------------------------------------------------
-
 QString printableUrl(const QString &url)
 {
     static const QRegularExpression password(QStringLiteral("^([a-z]+://[^:/@]*):[^@/]*@"),
@@ -860,6 +858,8 @@ QString printableUrl(const QString &url)
     printable.replace(password, QStringLiteral("\\1:***@"));
     return printable;
 }
+
+// ---- binary files --------------------------------------------------------------------------------
 
 QByteArray LoadFromFile(const QString &path)
 {
