@@ -401,7 +401,7 @@ void FrmMaster::NameGrid(const QString &tableName, QVector<double> &widths)
             if (!rs.isEOF()) {
                 rs.MoveFirst();
                 rs.MoveNext(); // the first row describes the hidden id column
-                for (int j = 1; !rs.isEOF(); ++j, rs.MoveNext()) {
+                for (int j = col(ListCol::Number); !rs.isEOF(); ++j, rs.MoveNext()) {
                     const QString header = rs.Fields(QStringLiteral("columnheader")).joinEmpty();
                     grid.setTextMatrix(0, j, header);
                     cboColNames->addItem(header, j);
@@ -427,7 +427,7 @@ void FrmMaster::NameGrid(const QString &tableName, QVector<double> &widths)
         const int gridWidth = grid.GridWidth();
         if (gridWidth - 315 > sum && cols > 1) {
             const double spare = double(gridWidth - sum - 55) / (cols - 1);
-            for (int c = 1; c < cols; ++c) {
+            for (int c = col(ListCol::Number); c < cols; ++c) {
                 const int width = colWidthTwips(c);
                 if (width > 0)
                     grid.setColWidth(c, qRound(width + spare));
@@ -462,7 +462,7 @@ void FrmMaster::GridColor()
         for (int i = 1; i < rows; ++i) {
             if (grid.TextMatrix(i, cancelled) != Yes)
                 continue;
-            for (int j = 0; j <= cancelled; ++j)
+            for (int j = col(ListCol::AgreementId); j <= cancelled; ++j)
                 grid.setCellBackColorAt(i, j, platform::vbRed);
         }
 
@@ -792,7 +792,7 @@ void FrmMaster::CmdDelete_Click()
         bas::ListRefresh(criterion, serialNo);
 
         grid.setRow(remembered);
-        for (int c = 1; c < grid.Cols(); ++c)
+        for (int c = col(ListCol::Number); c < grid.Cols(); ++c)
             grid.setCellBackColorAt(remembered, c, platform::vbRed);
         grid.setCol(col(ListCol::AgreementId));
         grid.setColSel(grid.Cols() - 1);
@@ -806,7 +806,8 @@ void FrmMaster::cmdPreview_Click()
 {
     bas::Trap(this, "cmdPreview_Click", [&] {
         m_reportEngine.reset();
-        m_reportEngine.reset(platform::ComponentRegistry::instance().create(QLatin1String(progid::ReportEngine)));
+        m_reportEngine.reset(
+            platform::ComponentRegistry::instance().create(QLatin1String(progid::ReportEngine)));
     });
 }
 
