@@ -5,6 +5,7 @@
 #include "seams.h"
 #include "units.h"
 
+#include <QApplication>
 #include <QCursor>
 #include <QFocusEvent>
 #include <QFontMetrics>
@@ -13,7 +14,10 @@
 #include <QItemSelectionModel>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QScrollBar>
+#include <QStaticText>
+#include <QStyledItemDelegate>
 #include <QToolTip>
 #include <algorithm>
 
@@ -53,6 +57,101 @@ int vbButtons(Qt::MouseButtons buttons)
         mask |= 4;
     return mask;
 }
+
+// Paints a cell straight from the store: its colour, then one line of text. The style's own item painting
+// lays every text out three times (size, elision, drawing), which made a page of the list cost milliseconds
+// to repaint after each search keystroke. Laid-out texts are kept, so rows scrolled back cost no layout.
+// The current cell with its focus frame, and texts that break lines, are left to the style.
+class CellPainter : public QStyledItemDelegate
+{
+public:
+    CellPainter(FlexGridModel *model, QObject *parent) : QStyledItemDelegate(parent), m_model(model) {}
+
+    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        const int row = m_model->gridRow(index);
+        const int col = index.column();
+        if (!m_model->contains(row, col))
+            return;
+        const QString &text = m_model->text(row, col);
+        if ((option.state & QStyle::State_HasFocus) || option.textElideMode == Qt::ElideNone ||
+            !isSingleLine(text)) {
+            QStyledItemDelegate::paint(painter, option, index);
+            return;
+        }
+        QColor background;
+        QColor foreground;
+        m_model->cellColours(row, col, &background, &foreground);
+        if (background.isValid())
+            painter->fillRect(option.rect, background);
+        if (text.isEmpty())
+            return;
+
+        const QPalette::ColorGroup group = !(option.state & QStyle::State_Enabled) ? QPalette::Disabled
+                                           : (option.state & QStyle::State_Active) ? QPalette::Normal
+                                                                                   : QPalette::Inactive;
+        painter->setPen(foreground.isValid() ? foreground : option.palette.color(group, QPalette::Text));
+        if (painter->font() != option.font)
+            painter->setFont(option.font);
+        const QStyle *style = option.widget ? option.widget->style() : QApplication::style();
+        const int margin = style->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, option.widget) + 1;
+        const QRect area = option.rect.adjusted(margin, 0, -margin, 0);
+        const QStaticText &laid = laidOut(text, area.width(), option);
+        const QRect at = QStyle::alignedRect(
+            option.direction, Qt::Alignment(m_model->displayAlignment(row, col)), laid.size().toSize(), area);
+        painter->drawStaticText(at.topLeft(), laid);
+    }
+
+private:
+    struct Laid
+    {
+        QStaticText whole;
+        int elidedWidth = -1;
+        QStaticText elided;
+    };
+
+    static bool isSingleLine(const QString &text)
+    {
+        for (const QChar c : text) {
+            if (c.unicode() < 0x20 || c == QChar::LineSeparator || c == QChar::ParagraphSeparator)
+                return false;
+        }
+        return true;
+    }
+
+    static QStaticText prepared(const QString &text, const QFont &font)
+    {
+        QStaticText laid(text);
+        laid.setTextFormat(Qt::PlainText);
+        laid.prepare(QTransform(), font);
+        return laid;
+    }
+
+    const QStaticText &laidOut(const QString &text, int width, const QStyleOptionViewItem &option) const
+    {
+        if (option.font != m_font) {
+            m_cache.clear();
+            m_font = option.font;
+        }
+        auto it = m_cache.find(text);
+        if (it == m_cache.end()) {
+            if (m_cache.size() >= 4096) // a few pages' worth; a long list is not kept whole
+                m_cache.clear();
+            it = m_cache.insert(text, Laid{prepared(text, m_font), -1, QStaticText()});
+        }
+        if (it->whole.size().width() <= width)
+            return it->whole;
+        if (it->elidedWidth != width) {
+            it->elided = prepared(QFontMetrics(m_font).elidedText(text, option.textElideMode, width), m_font);
+            it->elidedWidth = width;
+        }
+        return it->elided;
+    }
+
+    FlexGridModel *m_model;
+    mutable QHash<QString, Laid> m_cache;
+    mutable QFont m_font;
+};
 
 } // namespace
 
@@ -94,12 +193,24 @@ struct FlexGrid::Data
             Raise(30010, gridSource, QStringLiteral("Invalid Col value"));
     }
 
-    void repaint()
+    // Repaints the rows a selection covers (every row when whole columns show selected).
+    void repaintSelection(const FlexGridModel::Selection &s)
     {
-        if (!model->pending()) {
+        if (model->pending())
+            return; // the flush repaints the whole table
+        if (model->selectionMode == 2) {
             q->viewport()->update();
-            syncCurrentIndex();
+            return;
         }
+        const int top = std::min(s.row, s.rowSel) - model->headerRows();
+        const int bottom = std::max(s.row, s.rowSel) - model->headerRows();
+        if (bottom < 0 || top >= model->rowCount())
+            return;
+        const int y0 = q->rowViewportPosition(std::max(top, 0));
+        const int y1 = q->rowViewportPosition(std::min(bottom, model->rowCount() - 1)) + rowHeight();
+        const QRect rows = QRect(0, y0, q->viewport()->width(), y1 - y0).intersected(q->viewport()->rect());
+        if (!rows.isEmpty())
+            q->viewport()->update(rows);
     }
 
     // The view's current index follows Row/Col, so that the focus frame is drawn on the current cell.
@@ -121,8 +232,11 @@ struct FlexGrid::Data
         if (cellChanged)
             Q_EMIT q->LeaveCell();
         sel() = {row, col, rowSel, colSel};
-        if (selChanged)
-            repaint();
+        if (selChanged) {
+            repaintSelection(old);
+            repaintSelection(sel());
+            syncCurrentIndex();
+        }
         if (cellChanged) {
             Q_EMIT q->EnterCell();
             Q_EMIT q->RowColChange();
@@ -311,6 +425,7 @@ struct FlexGrid::Data
 FlexGrid::FlexGrid(QWidget *parent) : QTableView(parent), d(std::make_unique<Data>(this))
 {
     setModel(d->model);
+    setItemDelegate(new CellPainter(d->model, this));
     QTableView::setSelectionMode(QAbstractItemView::NoSelection);
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     setTabKeyNavigation(false);
@@ -629,8 +744,10 @@ quint32 FlexGrid::BackColorSel() const
 
 void FlexGrid::setBackColorSel(quint32 vbColor)
 {
+    if (vbColor == d->model->backColorSel)
+        return;
     d->model->backColorSel = vbColor;
-    viewport()->update();
+    d->repaintSelection(d->sel());
 }
 
 int FlexGrid::SelMode() const
@@ -640,7 +757,10 @@ int FlexGrid::SelMode() const
 
 void FlexGrid::setSelMode(int mode)
 {
-    d->model->selectionMode = std::clamp(mode, 0, 2);
+    mode = std::clamp(mode, 0, 2);
+    if (mode == d->model->selectionMode)
+        return;
+    d->model->selectionMode = mode;
     viewport()->update();
 }
 

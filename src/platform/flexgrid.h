@@ -75,8 +75,9 @@ public:
     void RemoveItem(int index); // rows below move up
     void Clear();               // empties every cell, keeps the size
 
-    // Sort = code: orders rows FixedRows..Rows-1 by columns Col..ColSel. A column already in that order
-    // costs one pass to check.
+    // Sort = code: orders rows FixedRows..Rows-1 by columns Col..ColSel. The same sort again costs nothing
+    // while no row has come or gone and no cell of those columns was written; a column already in order
+    // otherwise costs one pass to check.
     void setSort(int code);
 
     // CellBackColor paints the current cell (the original's FillStyle single).
@@ -109,8 +110,9 @@ public:
     // LeaveCell, EnterCell, RowColChange, then SelChange; a change of RowSel/ColSel alone fires SelChange.
     // A mouse button makes the cell under it current (the right button too, so that a popup menu acts on
     // the row clicked), then fires MouseDown; the release fires MouseUp and Click. A double click fires
-    // DblClick with the clicked cell current. A key fires KeyDown (a handler may zero keyCode to stop the
-    // grid's own move), then KeyPress when it gives a character; Tab moves on to the next control.
+    // those for its first press only, then DblClick with the clicked cell current, then MouseUp. A key
+    // fires KeyDown (a handler may zero keyCode to stop the grid's own move), then KeyPress when it gives a
+    // character; Tab moves on to the next control.
 Q_SIGNALS:
     void Click();
     void DblClick();

@@ -92,12 +92,16 @@ void FlexGridModel::resize(int rows, int cols)
     m_cols = cols;
     m_fixedRows = std::min(m_fixedRows, rows);
     m_fixedCols = std::min(m_fixedCols, cols);
+    forgetOrder();
     markChanged();
 }
 
 void FlexGridModel::setFixedRows(int rows)
 {
-    m_fixedRows = std::clamp(rows, 0, m_rows);
+    rows = std::clamp(rows, 0, m_rows);
+    if (rows != m_fixedRows)
+        forgetOrder();
+    m_fixedRows = rows;
     markChanged();
 }
 
@@ -110,6 +114,8 @@ void FlexGridModel::setFixedCols(int cols)
 void FlexGridModel::setText(int row, int col, const QString &text)
 {
     m_cells[size_t(row) * size_t(m_cols) + size_t(col)] = text;
+    if (m_orderCode != 0 && row >= m_fixedRows && col >= m_orderFirstCol && col <= m_orderLastCol)
+        forgetOrder();
     markChanged();
 }
 
@@ -126,6 +132,7 @@ void FlexGridModel::insertRow(int row, const QStringList &texts)
             newRowOf[size_t(r)] = r < row ? r : r + 1;
         remapColorRows(newRowOf);
     }
+    forgetOrder();
     markChanged();
 }
 
@@ -141,6 +148,7 @@ void FlexGridModel::removeRow(int row)
     }
     --m_rows;
     m_fixedRows = std::min(m_fixedRows, m_rows);
+    forgetOrder();
     markChanged();
 }
 
@@ -149,6 +157,7 @@ void FlexGridModel::clearCells()
     for (QString &cell : m_cells)
         cell = QString();
     m_backColors.clear();
+    forgetOrder();
     markChanged();
 }
 
@@ -178,6 +187,11 @@ bool FlexGridModel::sortRows(int code, int firstCol, int lastCol)
         std::swap(firstCol, lastCol);
     firstCol = std::clamp(firstCol, 0, m_cols - 1);
     lastCol = std::clamp(lastCol, 0, m_cols - 1);
+    if (code == m_orderCode && firstCol == m_orderFirstCol && lastCol == m_orderLastCol)
+        return false;
+    m_orderCode = code;
+    m_orderFirstCol = firstCol;
+    m_orderLastCol = lastCol;
     const int k = lastCol - firstCol + 1;
     const bool descending = code % 2 == 0;
     const SortKind kind = code <= 2   ? SortKind::Generic
@@ -268,11 +282,6 @@ bool FlexGridModel::sortRows(int code, int firstCol, int lastCol)
     return true;
 }
 
-bool FlexGridModel::hasBackColor(int row, int col) const
-{
-    return m_backColors.contains(key(row, col));
-}
-
 quint32 FlexGridModel::backColor(int row, int col, quint32 fallback) const
 {
     return m_backColors.value(key(row, col), fallback);
@@ -350,9 +359,8 @@ int FlexGridModel::columnCount(const QModelIndex &parent) const
     return parent.isValid() ? 0 : m_viewCols;
 }
 
-QVariant FlexGridModel::alignmentData(int row, int col) const
+int FlexGridModel::displayAlignment(int row, int col) const
 {
-    Q_UNUSED(row);
     switch (m_alignments[size_t(col)]) {
     case 0:
         return int(Qt::AlignLeft | Qt::AlignTop);
@@ -377,9 +385,40 @@ QVariant FlexGridModel::alignmentData(int row, int col) const
     }
 }
 
+void FlexGridModel::cellColours(int row, int col, QColor *background, QColor *foreground) const
+{
+    if (isSelected(row, col)) {
+        // A selection colour equal to the window's own would hide the selection.
+        const QPalette palette = appPalette();
+        const QColor colour = colorFromVb(backColorSel);
+        if (colour == palette.color(QPalette::Base) || colour == palette.color(QPalette::Highlight)) {
+            *background = palette.color(QPalette::Highlight);
+            *foreground = palette.color(QPalette::HighlightedText);
+        } else {
+            *background = colour;
+            *foreground = textOn(colour);
+        }
+        return;
+    }
+    const auto painted = m_backColors.constFind(key(row, col));
+    if (painted != m_backColors.cend()) {
+        *background = colorFromVb(painted.value());
+        *foreground = textOn(*background);
+        return;
+    }
+    if (row < m_fixedRows || col < m_fixedCols) {
+        const QPalette palette = appPalette();
+        *background = palette.color(QPalette::Button);
+        *foreground = palette.color(QPalette::ButtonText);
+        return;
+    }
+    *background = QColor();
+    *foreground = QColor();
+}
+
 QVariant FlexGridModel::data(const QModelIndex &index, int role) const
 {
-    const int row = index.row() + m_viewHeaderRows;
+    const int row = gridRow(index);
     const int col = index.column();
     if (!index.isValid() || !contains(row, col))
         return QVariant();
@@ -387,35 +426,14 @@ QVariant FlexGridModel::data(const QModelIndex &index, int role) const
     case Qt::DisplayRole:
         return text(row, col);
     case Qt::TextAlignmentRole:
-        return alignmentData(row, col);
-    case Qt::BackgroundRole: {
-        if (isSelected(row, col)) {
-            // A selection colour equal to the window's own would hide the selection.
-            const QPalette palette = appPalette();
-            QColor colour = colorFromVb(backColorSel);
-            if (colour == palette.color(QPalette::Base))
-                colour = palette.color(QPalette::Highlight);
-            return colour;
-        }
-        if (hasBackColor(row, col))
-            return colorFromVb(backColor(row, col, 0));
-        if (row < m_fixedRows || col < m_fixedCols)
-            return appPalette().color(QPalette::Button);
-        return QVariant();
-    }
+        return displayAlignment(row, col);
+    case Qt::BackgroundRole:
     case Qt::ForegroundRole: {
-        if (isSelected(row, col)) {
-            const QPalette palette = appPalette();
-            QColor colour = colorFromVb(backColorSel);
-            if (colour == palette.color(QPalette::Base) || colour == palette.color(QPalette::Highlight))
-                return palette.color(QPalette::HighlightedText);
-            return textOn(colour);
-        }
-        if (hasBackColor(row, col))
-            return textOn(colorFromVb(backColor(row, col, 0)));
-        if (row < m_fixedRows || col < m_fixedCols)
-            return appPalette().color(QPalette::ButtonText);
-        return QVariant();
+        QColor background;
+        QColor foreground;
+        cellColours(row, col, &background, &foreground);
+        const QColor &colour = role == Qt::BackgroundRole ? background : foreground;
+        return colour.isValid() ? QVariant(colour) : QVariant();
     }
     default:
         return QVariant();

@@ -5,6 +5,7 @@
 // signals. Reads always see the latest writes.
 
 #include <QAbstractTableModel>
+#include <QColor>
 #include <QHash>
 #include <QString>
 #include <vector>
@@ -49,10 +50,10 @@ public:
     void clearCells();
 
     // Orders rows fixedRows..rows-1 by the columns firstCol..lastCol; returns false when they were already
-    // in order (nothing moved).
+    // in order (nothing moved). The last order made is remembered until a row comes or goes or a cell of its
+    // columns is written: asking for it again then costs nothing.
     bool sortRows(int code, int firstCol, int lastCol);
 
-    bool hasBackColor(int row, int col) const;
     quint32 backColor(int row, int col, quint32 fallback) const;
     void setBackColor(int row, int col, quint32 vbColor);
 
@@ -65,6 +66,12 @@ public:
     int selectionMode = 0; // 0 free, 1 by row, 2 by column
     quint32 backColorSel = 0x8000000E;
     bool isSelected(int row, int col) const;
+
+    // How a cell is painted: Qt alignment flags, and its own colours (invalid where the view's apply).
+    int displayAlignment(int row, int col) const;
+    void cellColours(int row, int col, QColor *background, QColor *foreground) const;
+    // The grid row shown by a table row, as the view was last told.
+    int gridRow(const QModelIndex &index) const { return index.row() + m_viewHeaderRows; }
 
     // Tells the view what changed since the last flush; normally runs by itself on the next event-loop turn.
     void flush();
@@ -85,7 +92,7 @@ Q_SIGNALS:
 private:
     static quint64 key(int row, int col) { return (quint64(quint32(row)) << 32) | quint32(col); }
     void remapColorRows(const std::vector<int> &newRowOf);
-    QVariant alignmentData(int row, int col) const;
+    void forgetOrder() { m_orderCode = 0; }
 
     int m_rows = 0;
     int m_cols = 0;
@@ -95,6 +102,11 @@ private:
     QHash<quint64, quint32> m_backColors;
     std::vector<int> m_widths;     // twips, -1 for the default
     std::vector<int> m_alignments; // the original's codes, 9 general
+
+    // The order the data rows are known to be in: sort code (0 for none) and key columns.
+    int m_orderCode = 0;
+    int m_orderFirstCol = 0;
+    int m_orderLastCol = 0;
 
     // What the view was last told.
     int m_viewRows = 0;

@@ -6,6 +6,7 @@
 #include "platform/units.h"
 
 #include <QHeaderView>
+#include <QScreen>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
@@ -57,6 +58,7 @@ class tst_FlexGrid : public QObject
 private Q_SLOTS:
     void sortCodes();
     void sortMovesColoursAndKeepsEqualRowsInOrder();
+    void sortAgainSeesEveryChange();
     void rowsColsAddAndRemove();
     void formatStringAndColumns();
     void outOfRangeRaises();
@@ -64,6 +66,7 @@ private Q_SLOTS:
     void topRowDuringAndAfterFill();
     void keysThroughRealEvents();
     void mouseThroughRealEvents();
+    void selectionRepaintsWhatMoved();
     void largeFillReadsBack();
 };
 
@@ -147,6 +150,58 @@ void tst_FlexGrid::sortMovesColoursAndKeepsEqualRowsInOrder()
     QCOMPARE(column(grid, 0), (QStringList{"a", "a", "b", "b"}));
     QCOMPARE(column(grid, 1), (QStringList{"2", "4", "1", "9"}));
     QCOMPARE(grid.cellBackColorAt(3, 2), platform::vbRed);
+}
+
+void tst_FlexGrid::sortAgainSeesEveryChange()
+{
+    // The grid skips a sort it has just made; each change below must make the next one count.
+    FlexGrid grid;
+    fillColumn(grid, {"c", "a", "b"});
+    sortOn(grid, 1, FlexGrid::SortStringAscending);
+    grid.setTextMatrix(1, 1, "z");
+    sortOn(grid, 1, FlexGrid::SortStringAscending);
+    QCOMPARE(column(grid, 1), (QStringList{"b", "c", "z"}));
+    grid.AddItem("\ta");
+    sortOn(grid, 1, FlexGrid::SortStringAscending);
+    QCOMPARE(column(grid, 1), (QStringList{"a", "b", "c", "z"}));
+    grid.setRows(grid.Rows() + 1); // an empty row sorts first
+    sortOn(grid, 1, FlexGrid::SortStringAscending);
+    QCOMPARE(column(grid, 1), (QStringList{"", "a", "b", "c", "z"}));
+
+    // A caption is no key until its row stops being fixed.
+    grid.setTextMatrix(0, 1, "x");
+    grid.setFixedRows(0);
+    sortOn(grid, 1, FlexGrid::SortStringAscending);
+    QCOMPARE(column(grid, 1), (QStringList{"", "a", "b", "c", "x", "z"}));
+
+    // Another code in between, then the first code again.
+    fillColumn(grid, {"b", "B", "a", "A"});
+    grid.setFixedRows(1);
+    sortOn(grid, 1, FlexGrid::SortStringAscending);
+    sortOn(grid, 1, FlexGrid::SortStringNoCaseAscending);
+    QCOMPARE(column(grid, 1), (QStringList{"A", "a", "B", "b"}));
+    sortOn(grid, 1, FlexGrid::SortStringAscending);
+    QCOMPARE(column(grid, 1), (QStringList{"A", "B", "a", "b"}));
+
+    // Other key columns: one more column breaks ties, another column alone is another order.
+    grid.setCols(3);
+    grid.setRows(4);
+    const QStringList first{"a", "a", "b"};
+    const QStringList second{"2", "1", "0"};
+    for (int r = 1; r <= 3; ++r) {
+        grid.setTextMatrix(r, 1, first.at(r - 1));
+        grid.setTextMatrix(r, 2, second.at(r - 1));
+    }
+    sortOn(grid, 1, FlexGrid::SortStringAscending);
+    QCOMPARE(column(grid, 2), (QStringList{"2", "1", "0"}));
+    grid.setCol(2);
+    grid.setColSel(1); // the range runs either way
+    grid.setSort(FlexGrid::SortStringAscending);
+    QCOMPARE(column(grid, 2), (QStringList{"1", "2", "0"}));
+    sortOn(grid, 2, FlexGrid::SortStringAscending);
+    QCOMPARE(column(grid, 1), (QStringList{"b", "a", "a"}));
+    sortOn(grid, 1, FlexGrid::SortStringAscending);
+    QCOMPARE(column(grid, 2), (QStringList{"1", "2", "0"}));
 }
 
 void tst_FlexGrid::rowsColsAddAndRemove()
@@ -426,6 +481,18 @@ void tst_FlexGrid::mouseThroughRealEvents()
     QCOMPARE(rowAtDouble, 4);
     QCOMPARE(grid.Col(), 2);
 
+    // Through the window, as the user's double click comes: one MouseDown, in the original's order.
+    QStringList order;
+    connect(&grid, &FlexGrid::MouseDown, this, [&] { order << "down"; });
+    connect(&grid, &FlexGrid::MouseUp, this, [&] { order << "up"; });
+    connect(&grid, &FlexGrid::Click, this, [&] { order << "click"; });
+    connect(&grid, &FlexGrid::DblClick, this, [&] { order << "double"; });
+    const QRect second = grid.visualRect(grid.model()->index(1, 1)); // grid row 2
+    QTest::mouseDClick(grid.windowHandle(), Qt::LeftButton, {},
+                       grid.viewport()->mapTo(&grid, second.center()));
+    QCOMPARE(order, (QStringList{"down", "up", "click", "double", "up"}));
+    QCOMPARE(rowAtDouble, 2);
+
     const QRect fifth = grid.visualRect(grid.model()->index(4, 1));
     QTest::mouseClick(grid.viewport(), Qt::RightButton, {}, fifth.center());
     QCOMPARE(downs.last().at(0).toInt(), 2);
@@ -459,6 +526,76 @@ void tst_FlexGrid::mouseThroughRealEvents()
     const QPoint corner = grid.viewport()->mapTo(&grid, cell.topLeft());
     QCOMPARE(grid.CellLeft(), platform::pixelsToTwips(corner.x(), &grid));
     QCOMPARE(grid.CellTop(), platform::pixelsToTwips(corner.y(), &grid));
+}
+
+void tst_FlexGrid::selectionRepaintsWhatMoved()
+{
+    // Only the rows a selection leaves and enters are repainted: what the window shows must still be right.
+    FlexGrid grid;
+    grid.setFixedCols(0);
+    grid.setCols(3);
+    grid.setRows(41);
+    for (int r = 1; r < 41; ++r)
+        grid.setTextMatrix(r, 2, QString::number(r));
+    grid.resize(300, 200);
+    grid.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&grid));
+    grid.setSelMode(1);
+    grid.setBackColorSel(platform::vbRed);
+    grid.flush();
+    const QColor red(Qt::red);
+    const QColor cyan(Qt::cyan);
+
+    // The window's own pixels (not a fresh rendering) at the left edge of a cell, inside it. Column 1 holds
+    // the current cell, which the style paints with its focus frame.
+    auto pixels = [&] {
+        grid.flush();
+        QCoreApplication::processEvents();
+        return grid.screen()->grabWindow(grid.winId()).toImage();
+    };
+    auto cellPoint = [&](int row, int col, int dx) {
+        const QRect cell = grid.visualRect(grid.model()->index(row - 1, col));
+        return grid.viewport()->mapTo(&grid, QPoint(cell.left() + dx, cell.center().y()));
+    };
+    auto shown = [&](int row, int col) { return pixels().pixelColor(cellPoint(row, col, 1)); };
+
+    grid.setRow(3);
+    QCOMPARE(shown(3, 0), red);
+    grid.setRow(5);
+    QCOMPARE(shown(5, 0), red);
+    QVERIFY(shown(3, 0) != red);
+    grid.setRowSel(7);
+    QCOMPARE(shown(7, 0), red);
+    grid.setRow(6);
+    QCOMPARE(shown(6, 2), red);
+    QVERIFY(shown(5, 0) != red);
+    QVERIFY(shown(7, 0) != red);
+    grid.setBackColorSel(platform::vbCyan);
+    QCOMPARE(shown(6, 0), cyan);
+
+    // A search's move: select a row a little further down and bring it to the top.
+    grid.setTopRow(20);
+    grid.setRow(21);
+    QCOMPARE(shown(21, 0), cyan);
+    grid.setRow(23);
+    grid.setTopRow(21);
+    QCOMPARE(grid.TopRow(), 21);
+    QVERIFY(shown(21, 0) != cyan);
+    QCOMPARE(shown(23, 0), cyan);
+    grid.setCellBackColorAt(24, 2, 0xFF0000); // blue
+    QCOMPARE(shown(24, 2), QColor(Qt::blue));
+
+    // A text too long for its column is cut short inside it.
+    grid.setColWidth(1, 600);
+    grid.setTextMatrix(22, 1, QString(40, QLatin1Char('W')));
+    const QImage image = pixels();
+    const QColor blank = image.pixelColor(cellPoint(22, 2, 1));
+    for (int x = 1; x < grid.columnWidth(2) / 2; ++x) // the number there stands at the right
+        QCOMPARE(image.pixelColor(cellPoint(22, 2, x)), blank);
+    bool inked = false;
+    for (int x = 1; x < grid.columnWidth(1) - 1; ++x)
+        inked |= image.pixelColor(cellPoint(22, 1, x)) != blank;
+    QVERIFY(inked);
 }
 
 void tst_FlexGrid::largeFillReadsBack()
