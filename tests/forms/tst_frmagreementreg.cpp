@@ -29,6 +29,7 @@
 
 namespace demo = agr::schema::demo;
 using agr::FrmAgreementreg;
+using agrtest::countRows;
 using agrtest::scalar;
 using platform::FlexGrid;
 
@@ -36,12 +37,6 @@ namespace {
 
 const QDate Today(2026, 11, 15);
 const QString Caption = QStringLiteral("Agreements");
-
-int count(platform::Connection &con, const QString &table, const QString &where)
-{
-    return scalar(con, QStringLiteral("select count(*) from ") + table + QStringLiteral(" where ") + where)
-        .toInt();
-}
 
 void setRow(FlexGrid *grid, int row, const QStringList &cells)
 {
@@ -271,10 +266,10 @@ void TestFrmAgreementreg::newAgreementSaved()
     rs.MoveNext();
     QCOMPARE(rs["agsSignedBy"].text(), " S. Ganesh "); // grid cells are stored as they stand
     QCOMPARE(rs["agsAgency"].toLong(), 0);
-    QCOMPARE(count(*m_con, QStringLiteral("AgreementContents"), QStringLiteral("agcAgreementid=13")), 2);
-    QCOMPARE(count(*m_con, QStringLiteral("AgreementDetails"), QStringLiteral("agdAgreementid=13")), 0);
-    QCOMPARE(count(*m_con, QStringLiteral("aActivityLog"),
-                   QStringLiteral("AgreementNo='AG/13' and ActionCode='N'")),
+    QCOMPARE(countRows(*m_con, QStringLiteral("AgreementContents"), QStringLiteral("agcAgreementid=13")), 2);
+    QCOMPARE(countRows(*m_con, QStringLiteral("AgreementDetails"), QStringLiteral("agdAgreementid=13")), 0);
+    QCOMPARE(countRows(*m_con, QStringLiteral("aActivityLog"),
+                       QStringLiteral("AgreementNo='AG/13' and ActionCode='N'")),
              1);
 
     // The list shows the new agreement as its current row.
@@ -292,7 +287,7 @@ void TestFrmAgreementreg::numberSequence()
         m_con->Execute(
             QStringLiteral("insert into agreementregister (agragreementid, agrDepartmentid, "
                            "agragreementNo, agragreementdate) values (%1, 2, '%2', '20261101')")
-                .arg(100 + count(*m_con, QStringLiteral("agreementregister"), QStringLiteral("1=1")))
+                .arg(100 + countRows(*m_con, QStringLiteral("agreementregister"), QStringLiteral("1=1")))
                 .arg(QLatin1String(number)));
     }
     agr::context().departmentId = demo::OtherDepartmentId;
@@ -301,15 +296,15 @@ void TestFrmAgreementreg::numberSequence()
     form->cbotype->setEditText(QStringLiteral("Lease"));
     form->cmdOK_Click();
     QCOMPARE(form->lastNumberText, "10");
-    QCOMPARE(count(*m_con, QStringLiteral("agreementregister"),
-                   QStringLiteral("agrDepartmentid=2 and agragreementNo='AG/11'")),
+    QCOMPARE(countRows(*m_con, QStringLiteral("agreementregister"),
+                       QStringLiteral("agrDepartmentid=2 and agragreementNo='AG/11'")),
              1);
-    QCOMPARE(count(*m_con, QStringLiteral("agreementregister"), QStringLiteral("agragreementNo='MINE/1'")),
-             0);
+    QCOMPARE(
+        countRows(*m_con, QStringLiteral("agreementregister"), QStringLiteral("agragreementNo='MINE/1'")), 0);
 
     // Department 0 cannot save a new agreement: the number statement is rejected, silently.
     agr::context().departmentId = 0;
-    const int before = count(*m_con, QStringLiteral("agreementregister"), QStringLiteral("1=1"));
+    const int before = countRows(*m_con, QStringLiteral("agreementregister"), QStringLiteral("1=1"));
     form = openNew();
     QPointer<FrmAgreementreg> alive(form);
     form->cbotype->setEditText(QStringLiteral("Lease"));
@@ -318,8 +313,8 @@ void TestFrmAgreementreg::numberSequence()
     QVERIFY(!form->cmdOK->isEnabled());
     QVERIFY(m_boxes.isEmpty());
     QCOMPARE(m_con->transactionLevel(), 0);
-    QCOMPARE(count(*m_con, QStringLiteral("agreementregister"), QStringLiteral("1=1")), before);
-    QCOMPARE(count(*m_con, QStringLiteral("aFaultLog"), QStringLiteral("1=1")), 0);
+    QCOMPARE(countRows(*m_con, QStringLiteral("agreementregister"), QStringLiteral("1=1")), before);
+    QCOMPARE(countRows(*m_con, QStringLiteral("aFaultLog"), QStringLiteral("1=1")), 0);
 }
 
 void TestFrmAgreementreg::validationStops()
@@ -329,7 +324,7 @@ void TestFrmAgreementreg::validationStops()
         return;
     FrmAgreementreg *form = openNew();
     showActive(form);
-    const int before = count(*m_con, QStringLiteral("agreementregister"), QStringLiteral("1=1"));
+    const int before = countRows(*m_con, QStringLiteral("agreementregister"), QStringLiteral("1=1"));
     const auto stop = [&](const QString &message, QWidget *focus, bool numberDrawn) {
         m_boxes.clear();
         form->txtdesc->setFocus();
@@ -363,7 +358,7 @@ void TestFrmAgreementreg::validationStops()
     stop(QStringLiteral("Select Customer"), form->cboagency, true);
     QTest::mouseClick(form->optsupplier, Qt::LeftButton);
     stop(QStringLiteral("Select Supplier"), form->cboagency, true);
-    QCOMPARE(count(*m_con, QStringLiteral("agreementregister"), QStringLiteral("1=1")), before);
+    QCOMPARE(countRows(*m_con, QStringLiteral("agreementregister"), QStringLiteral("1=1")), before);
 
     // A type of blanks passes and is stored empty.
     QTest::mouseClick(form->optothers, Qt::LeftButton);
@@ -452,12 +447,13 @@ void TestFrmAgreementreg::editReplacesDetails()
                                       "agdDepartmentid=1"))
             .toString(),
         "Only line");
-    QCOMPARE(count(*m_con, QStringLiteral("AgreementDetails"), QStringLiteral("agdAgreementid=1")), 2);
-    QCOMPARE(count(*m_con, QStringLiteral("AgreementContents"), QStringLiteral("agcAgreementid=1")), 0);
-    QCOMPARE(count(*m_con, QStringLiteral("AgreementFinancialDetails"), QStringLiteral("agfAgreementid=1")),
-             2);
-    QCOMPARE(count(*m_con, QStringLiteral("AgreementWitnessDetails"),
-                   QStringLiteral("agwAgreementid=1 and agwDepartmentid=1 and agwAgency=1")),
+    QCOMPARE(countRows(*m_con, QStringLiteral("AgreementDetails"), QStringLiteral("agdAgreementid=1")), 2);
+    QCOMPARE(countRows(*m_con, QStringLiteral("AgreementContents"), QStringLiteral("agcAgreementid=1")), 0);
+    QCOMPARE(
+        countRows(*m_con, QStringLiteral("AgreementFinancialDetails"), QStringLiteral("agfAgreementid=1")),
+        2);
+    QCOMPARE(countRows(*m_con, QStringLiteral("AgreementWitnessDetails"),
+                       QStringLiteral("agwAgreementid=1 and agwDepartmentid=1 and agwAgency=1")),
              1);
     FlexGrid *list = agr::frmMaster()->mfgMaster;
     QCOMPARE(list->TextMatrix(list->Row(), agr::col(agr::ListCol::Description)), "Lease renewed");
@@ -554,8 +550,8 @@ void TestFrmAgreementreg::closingQuestion()
     QCOMPARE(m_boxes.at(0).buttons, 36);
     QCOMPARE(m_boxes.at(0).title, Caption);
     QVERIFY(!agr::frmAgreementregIfLoaded());
-    QCOMPARE(count(*m_con, QStringLiteral("AgreementContents"),
-                   QStringLiteral("agcContentdesc='Revised schedule'")),
+    QCOMPARE(countRows(*m_con, QStringLiteral("AgreementContents"),
+                       QStringLiteral("agcContentdesc='Revised schedule'")),
              0);
 
     // Yes with an entry that does not pass keeps the form open; Yes with a good one saves and closes.
@@ -573,9 +569,10 @@ void TestFrmAgreementreg::closingQuestion()
     form->cbotype->setEditText(QStringLiteral("Contract"));
     form->close();
     QVERIFY(!agr::frmAgreementregIfLoaded());
-    QCOMPARE(count(*m_con, QStringLiteral("agreementregister"),
-                   QStringLiteral("agragreementid=2 and agrDepartmentid=1 and agragreementtype='Contract'")),
-             1);
+    QCOMPARE(
+        countRows(*m_con, QStringLiteral("agreementregister"),
+                  QStringLiteral("agragreementid=2 and agrDepartmentid=1 and agragreementtype='Contract'")),
+        1);
 }
 
 void TestFrmAgreementreg::failedSaveLeavesNoTrace()
@@ -601,9 +598,10 @@ void TestFrmAgreementreg::failedSaveLeavesNoTrace()
 
     platform::Connection other;
     other.Open(m_con->url());
-    QCOMPARE(count(other, QStringLiteral("agreementregister"), QStringLiteral("agragreementNo='AG/13'")), 0);
-    QCOMPARE(count(other, QStringLiteral("AgreementDetails"), QStringLiteral("agdAgreementid=13")), 0);
-    QCOMPARE(count(other, QStringLiteral("aFaultLog"), QStringLiteral("1=1")), 0);
+    QCOMPARE(countRows(other, QStringLiteral("agreementregister"), QStringLiteral("agragreementNo='AG/13'")),
+             0);
+    QCOMPARE(countRows(other, QStringLiteral("AgreementDetails"), QStringLiteral("agdAgreementid=13")), 0);
+    QCOMPARE(countRows(other, QStringLiteral("aFaultLog"), QStringLiteral("1=1")), 0);
     other.Close();
 }
 

@@ -11,6 +11,7 @@
 #include <QTest>
 #include <QUrl>
 
+using agrtest::countRows;
 using agrtest::errorOf;
 using platform::ColumnType;
 using platform::Command;
@@ -27,12 +28,6 @@ void createParties(Connection &con)
                 QStringLiteral(", PartyName ") + d.columnType(ColumnType::Text) + QStringLiteral(", Pages ") +
                 d.columnType(ColumnType::Double) + QStringLiteral(", SignedOn ") +
                 d.columnType(ColumnType::Date) + QLatin1Char(')'));
-}
-
-int countOf(Connection &con, const QString &table)
-{
-    Recordset rs = con.Execute(QStringLiteral("select count(*) from ") + table);
-    return rs.Fields(0).toLong();
 }
 
 } // namespace
@@ -215,7 +210,7 @@ void tst_connection::urlForms()
     for (const QString &form : std::as_const(forms)) {
         Connection other;
         QVERIFY2(errorOf([&] { other.Open(form); }) == 0, qPrintable(form));
-        QCOMPARE(countOf(other, QStringLiteral("Marker")), 0);
+        QCOMPARE(countRows(other, QStringLiteral("Marker")), 0);
     }
 }
 
@@ -302,16 +297,16 @@ void tst_connection::transactions()
     con->BeginTrans();
     QCOMPARE(con->transactionLevel(), 1);
     con->Execute(QStringLiteral("insert into Parties (PartyId) values (1)"));
-    QCOMPARE(countOf(*con, QStringLiteral("Parties")), 1);
-    QCOMPARE(countOf(other, QStringLiteral("Parties")), 0);
+    QCOMPARE(countRows(*con, QStringLiteral("Parties")), 1);
+    QCOMPARE(countRows(other, QStringLiteral("Parties")), 0);
     con->RollbackTrans();
     QCOMPARE(con->transactionLevel(), 0);
-    QCOMPARE(countOf(*con, QStringLiteral("Parties")), 0);
+    QCOMPARE(countRows(*con, QStringLiteral("Parties")), 0);
 
     con->BeginTrans();
     con->Execute(QStringLiteral("insert into Parties (PartyId) values (2)"));
     con->CommitTrans();
-    QCOMPARE(countOf(other, QStringLiteral("Parties")), 1);
+    QCOMPARE(countRows(other, QStringLiteral("Parties")), 1);
 }
 
 void tst_connection::binaryValues()

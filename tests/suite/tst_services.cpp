@@ -31,6 +31,7 @@ platform::HRESULT DllCanUnloadNow();
 }
 
 using agr::Service;
+using agrtest::countRows;
 namespace progid = agr::progid;
 
 namespace {
@@ -38,13 +39,6 @@ namespace {
 QString lastStatement(const platform::Connection &con)
 {
     return con.statementLog().isEmpty() ? QString() : con.statementLog().constLast().text;
-}
-
-int count(platform::Connection &con, const QString &table, const QString &where = QString())
-{
-    platform::Recordset rs = con.Execute(QStringLiteral("select count(*) from ") + table +
-                                         (where.isEmpty() ? QString() : " where " + where));
-    return rs.Fields(0).toLong();
 }
 
 platform::FlexGrid *listGrid(QWidget *parent)
@@ -464,14 +458,14 @@ void TestServices::gridSettings()
     // Widths the program sets are not the user's.
     grid->setColWidth(3, 1000);
     grid->flush();
-    QCOMPARE(count(*con, QStringLiteral("aGridSettings")), 0);
+    QCOMPARE(countRows(*con, QStringLiteral("aGridSettings")), 0);
 
     const int before = grid->horizontalHeader()->sectionSize(2);
     dragColumnEdge(grid, 2, 40);
     dragColumnEdge(grid, 2, 20);
     const int after = grid->horizontalHeader()->sectionSize(2);
     QCOMPARE(after, before + 60);
-    QCOMPARE(count(*con, QStringLiteral("aGridSettings")), 1);
+    QCOMPARE(countRows(*con, QStringLiteral("aGridSettings")), 1);
     const int twips = con->Execute(stored).Fields(0).toLong();
     QCOMPARE(twips, platform::pixelsToTwips(after, grid));
 

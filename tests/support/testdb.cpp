@@ -219,6 +219,13 @@ QVariant scalar(platform::Connection &con, const QString &sql)
     return rs.isEOF() ? QVariant() : rs.Fields(0).Value();
 }
 
+int countRows(platform::Connection &con, const QString &table, const QString &where)
+{
+    return scalar(con, QStringLiteral("select count(*) from ") + table +
+                           (where.isEmpty() ? QString() : QStringLiteral(" where ") + where))
+        .toInt();
+}
+
 std::unique_ptr<platform::Connection> openFresh(const QString &url, bool schema, bool demo, QDate today)
 {
     const QString fresh = newDatabaseUrl(url);

@@ -47,6 +47,8 @@ QString withDatabase(const QString &url, const QString &database);
 
 // The first field of the first row of sql; an invalid QVariant when there is no row.
 QVariant scalar(platform::Connection &con, const QString &sql);
+// The rows of table, or of those rows the where clause (without "where") selects.
+int countRows(platform::Connection &con, const QString &table, const QString &where = QString());
 
 } // namespace agrtest
 
