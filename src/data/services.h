@@ -26,13 +26,7 @@ public:
         m_iface = nullptr;
         m_object.reset();
     }
-    Interface *operator->() const
-    {
-        if (!m_iface)
-            platform::Raise(platform::err::ObjectRequired, QStringLiteral("Service"),
-                            QStringLiteral("Object required"));
-        return m_iface;
-    }
+    Interface *operator->() const { return platform::required(m_iface, QStringLiteral("Service")); }
     Interface *get() const { return m_iface; }
     QObject *object() const { return m_object.get(); }
     explicit operator bool() const { return m_iface != nullptr; }

@@ -2,8 +2,8 @@
 // Run-time errors as the original platform raised them: a number, a source and a description.
 // Database errors carry the driver's own number and text.
 
-#include <QString>
 #include <QByteArray>
+#include <QString>
 #include <exception>
 #include <functional>
 
@@ -16,8 +16,8 @@ constexpr int InvalidUseOfNull = 94;
 constexpr int ObjectRequired = 424;
 constexpr int CantCreateObject = 429;
 constexpr int FileNotFound = 53;
-constexpr int ItemNotFound = 3265;     // field name not in the recordset
-constexpr int ObjectClosed = 3704;     // operation on a closed connection or recordset
+constexpr int ItemNotFound = 3265;         // field name not in the recordset
+constexpr int ObjectClosed = 3704;         // operation on a closed connection or recordset
 constexpr int DatabaseError = -2147217900; // statement rejected and the driver gave no number
 } // namespace err
 
@@ -38,6 +38,15 @@ private:
 };
 
 [[noreturn]] void Raise(int number, const QString &source, const QString &description);
+
+// The object, or run-time error 424 (object required) from source when there is none.
+template <class T>
+T *required(T *object, const QString &source, const QString &description = QStringLiteral("Object required"))
+{
+    if (!object)
+        Raise(err::ObjectRequired, source, description);
+    return object;
+}
 
 // The one error trap: runs body; a RuntimeError (or any std::exception, as number 0 with its text) is handed
 // to onError and swallowed. Returns true when body ran to its end.

@@ -26,13 +26,13 @@ void AuditService::SaveActivityLogInfo(const QVariant &agreementId, const QStrin
 {
     if (!flag)
         return;
-    if (!m_connection)
-        platform::Raise(platform::err::ObjectRequired, QStringLiteral("ActivityLog.AuditService"),
-                        QStringLiteral("Object required: OpenObject has not been given a connection"));
+    platform::Connection *con =
+        platform::required(m_connection.data(), QStringLiteral("ActivityLog.AuditService"),
+                           QStringLiteral("Object required: OpenObject has not been given a connection"));
 
     bool numeric = false;
     const double id = agreementId.toDouble(&numeric);
-    platform::Command cmd(*m_connection);
+    platform::Command cmd(*con);
     cmd.setCommandText(
         QStringLiteral("insert into ") + QLatin1String(agr::schema::table::ActivityLog) +
         QStringLiteral(" (CompanyID, DepartmentID, UserID, InterfaceID, AgreementID, AgreementNo,"

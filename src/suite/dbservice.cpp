@@ -82,10 +82,8 @@ QString DbService::strTableName() const
 
 platform::Connection &DbService::connection() const
 {
-    if (!m_connection)
-        platform::Raise(platform::err::ObjectRequired, Source,
-                        QStringLiteral("Object required: adocon is not set"));
-    return *m_connection;
+    return *platform::required(m_connection.data(), Source,
+                               QStringLiteral("Object required: adocon is not set"));
 }
 
 QString DbService::fromClause(const QString &where) const
@@ -143,9 +141,7 @@ void DbService::PopulateListviewlvwPayment(QTreeWidget *listView, const QString 
                                            const QString &col1, const QString &col2, const QString &col3,
                                            const QString &col4, const QString &col5, const QString &col6)
 {
-    if (!listView)
-        platform::Raise(platform::err::ObjectRequired, Source,
-                        QStringLiteral("Object required: the list view to fill"));
+    platform::required(listView, Source, QStringLiteral("Object required: the list view to fill"));
 
     const QStringList expressions{col1, col2, col3, col4, col5, col6};
     // "slno" is not a column: the rows are numbered here. fieldOf maps each list column to its field.

@@ -14,13 +14,6 @@ const QString Source = QStringLiteral("SharedCore.GeneralService");
 constexpr qint16 Backspace = 8;
 constexpr qint16 Enter = 13;
 
-template <class T> T *required(T *control)
-{
-    if (!control)
-        platform::Raise(platform::err::ObjectRequired, Source, QStringLiteral("Object required"));
-    return control;
-}
-
 // A number held as a number, or as text that reads as one ("12", " 12.0 ").
 bool asNumber(const QVariant &value, double &number)
 {
@@ -65,7 +58,7 @@ GeneralService::GeneralService(QObject *parent) : QObject(parent) {}
 
 void GeneralService::TextValidateNum(QLineEdit *box, qint16 &keyAscii, qint16 limit)
 {
-    required(box);
+    platform::required(box, Source);
     if (keyAscii == Backspace || keyAscii == Enter)
         return;
     const bool digit = keyAscii >= '0' && keyAscii <= '9';
@@ -84,13 +77,13 @@ void GeneralService::TextValidateNum(QLineEdit *box, qint16 &keyAscii, qint16 li
 
 void GeneralService::SelectComboItemByName(QComboBox *box, const QString &text)
 {
-    required(box);
+    platform::required(box, Source);
     box->setCurrentIndex(box->findText(text, Qt::MatchExactly | Qt::MatchCaseSensitive));
 }
 
 void GeneralService::SelectComboItemByValue(QComboBox *box, const QVariant &value)
 {
-    required(box);
+    platform::required(box, Source);
     int found = -1;
     for (int i = 0; i < box->count() && found < 0; ++i) {
         if (sameKey(box->itemData(i), value))

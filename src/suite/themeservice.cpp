@@ -68,13 +68,7 @@ QPalette themePalette(QPalette palette)
     return palette;
 }
 
-template <class T> T *required(T *widget)
-{
-    if (!widget)
-        platform::Raise(platform::err::ObjectRequired, QStringLiteral("ScreenTheme.ThemeService"),
-                        QStringLiteral("Object required"));
-    return widget;
-}
+const QString Source = QStringLiteral("ScreenTheme.ThemeService");
 
 } // namespace
 
@@ -82,7 +76,7 @@ ThemeService::ThemeService(QObject *parent) : QObject(parent) {}
 
 void ThemeService::ApplyScreenTheme(QWidget *form)
 {
-    required(form);
+    platform::required(form, Source);
     form->setPalette(themePalette(form->palette()));
     form->setAutoFillBackground(true);
     QFont font = QApplication::font();
@@ -94,7 +88,7 @@ void ThemeService::ApplyScreenTheme(QWidget *form)
 
 void ThemeService::Applytabcolor(QTabWidget *tabs)
 {
-    required(tabs);
+    platform::required(tabs, Source);
     for (const QWidget *w = tabs; w; w = w->parentWidget()) {
         if (w->property(ThemedProperty).toBool())
             return; // the form's palette and sheet already colour its tab strips
