@@ -18,22 +18,11 @@ QString defaultDatabasePath()
            QStringLiteral("/agreement-register/agreements.db");
 }
 
-QString sqliteFileOf(const QString &url)
-{
-    if (url.startsWith(QStringLiteral("sqlite:"), Qt::CaseInsensitive))
-        return url.mid(7);
-    if (url.contains(QStringLiteral("://")) || url.startsWith(QStringLiteral("odbc:"), Qt::CaseInsensitive) ||
-        url.startsWith(QStringLiteral("postgresql:"), Qt::CaseInsensitive) ||
-        url.startsWith(QStringLiteral("postgres:"), Qt::CaseInsensitive))
-        return {};
-    return url;
-}
-
 void openDatabase(platform::Connection &con, const QString &url, bool mayCreate)
 {
     if (url.trimmed().isEmpty())
         throw Failure(QStringLiteral("no database given"), ExitUsage);
-    const QString file = sqliteFileOf(url);
+    const QString file = platform::sqliteFileOf(url);
     if (!file.isEmpty()) {
         if (mayCreate) {
             if (!QDir().mkpath(QFileInfo(file).absolutePath()))

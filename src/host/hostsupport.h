@@ -33,9 +33,6 @@ constexpr int ExitUsage = 2;
 // The embedded database of this user: <data folder>/agreement-register/agreements.db.
 QString defaultDatabasePath();
 
-// The file of a SQLite URL ("sqlite:PATH" or a bare path); "" for the other backends.
-QString sqliteFileOf(const QString &url);
-
 // Opens url. A SQLite file must exist unless mayCreate (its folder is then created too).
 void openDatabase(platform::Connection &con, const QString &url, bool mayCreate);
 

@@ -850,6 +850,17 @@ Recordset Command::Execute(const QVariantList &values)
     return rs;
 }
 
+Backend backendOfUrl(const QString &url)
+{
+    return parseUrl(url).backend;
+}
+
+QString sqliteFileOf(const QString &url)
+{
+    const Target target = parseUrl(url);
+    return target.backend == Backend::SQLite ? target.databaseName : QString();
+}
+
 QString printableUrl(const QString &url)
 {
     static const QRegularExpression password(QStringLiteral("^([a-z]+://[^:/@]*):[^@/]*@"),

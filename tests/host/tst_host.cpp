@@ -172,7 +172,7 @@ void tst_host::missingTables()
     if (db.isEmpty())
         return;
     // A database with one table only.
-    if (agrtest::backendOf(db) == platform::Backend::SQLite) {
+    if (platform::backendOfUrl(db) == platform::Backend::SQLite) {
         QFile file(db.mid(int(qstrlen("sqlite:"))));
         QVERIFY(file.open(QIODevice::WriteOnly)); // an empty file is an empty database
     }

@@ -146,7 +146,7 @@ QString newDatabaseUrl(const QString &url)
 {
     if (!backendReady(url))
         return QString();
-    if (backendOf(url) == platform::Backend::SQLite) {
+    if (platform::backendOfUrl(url) == platform::Backend::SQLite) {
         QTemporaryDir &dir = sqliteFolder();
         if (!dir.isValid()) {
             QTest::qFail("cannot create a temporary folder for SQLite test databases", __FILE__, __LINE__);
@@ -173,15 +173,6 @@ void addBackends()
     QTest::newRow("sqlite") << SqliteRow;
     const QString pg = serverUrl();
     QTest::newRow("postgresql") << (pg.isEmpty() ? PgUnset : pg);
-}
-
-platform::Backend backendOf(const QString &url)
-{
-    if (url.startsWith(QStringLiteral("postgresql:")) || url.startsWith(QStringLiteral("postgres:")))
-        return platform::Backend::PostgreSQL;
-    if (url.startsWith(QStringLiteral("odbc:")))
-        return platform::Backend::ODBC;
-    return platform::Backend::SQLite;
 }
 
 bool backendReady(const QString &url)

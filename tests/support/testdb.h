@@ -26,9 +26,6 @@ namespace agrtest {
 // or, for every case, in initTestCase_data).
 void addBackends();
 
-// The row's backend, for tests that need to know it.
-platform::Backend backendOf(const QString &url);
-
 // Checks that the row's backend can be used. When it cannot, marks the current case skipped (or failed
 // under CI) and returns false; the caller then returns at once.
 bool backendReady(const QString &url);
