@@ -3,6 +3,7 @@
 #include "data/contracts.h"
 #include "data/services.h"
 #include "entry/modulecontext.h"
+#include "forms/agreement/formevents.h"
 #include "forms/list/frmmaster.h"
 #include "platform/changetest.h"
 #include "platform/connection.h"
@@ -61,9 +62,9 @@ bool RightsTest(QString &code)
 {
     bool granted = false;
     Trap(nullptr, "RightsTest", [&] {
-        code = code.trimmed().toUpper();
+        code = Trim(code).toUpper();
         QString &rights = rightsString();
-        rights = rights.trimmed().toUpper();
+        rights = Trim(rights).toUpper();
         // "ADMIN" grants none of the one-letter rights through this test; that is how the suite wants it.
         if (rights == QLatin1String("ADMIN"))
             return;

@@ -125,6 +125,11 @@ void TestBasAgreementReg::rightsTest()
     QCOMPARE(bas::rightsString(), "NE");
     bas::rightsString().clear();
     QVERIFY(!bas::RightsTest("N"));
+
+    // Only blanks are trimmed: a rights text that ends in a line break is not "ADMIN".
+    bas::rightsString() = QStringLiteral("ADMIN\r\n");
+    QVERIFY(bas::RightsTest("N"));
+    QCOMPARE(bas::rightsString(), "ADMIN\r\n");
 }
 
 void TestBasAgreementReg::enterKeyFilter()

@@ -347,6 +347,10 @@ private Q_SLOTS:
         QCOMPARE(columnTexts(grid, desc).mid(0, 5),
                  QStringList({QStringLiteral("1"), QStringLiteral("10"), QStringLiteral("11"),
                               QStringLiteral("12"), QStringLiteral("2")}));
+
+        // Clicking the option that is already set sorts by the chosen column again.
+        QTest::mouseClick(form->optDescend, Qt::LeftButton);
+        QCOMPARE(grid.TextMatrix(1, desc), QStringLiteral("12"));
         QCOMPARE(faults(*con), QString());
     }
 

@@ -215,14 +215,8 @@ void FrmMaster::buildControls()
         control->installEventFilter(this);
 
     connect(cboColNames, &QComboBox::activated, this, [this] { cboColNames_Click(); });
-    connect(optAscend, &QRadioButton::toggled, this, [this](bool on) {
-        if (on)
-            optAscend_Click();
-    });
-    connect(optDescend, &QRadioButton::toggled, this, [this](bool on) {
-        if (on)
-            optDescend_Click();
-    });
+    onOptionClick(optAscend, [this] { optAscend_Click(); });
+    onOptionClick(optDescend, [this] { optDescend_Click(); });
     connect(mfgMaster, &FlexGrid::DblClick, this, &FrmMaster::mfgMaster_DblClick);
     connect(mfgMaster, &FlexGrid::KeyPress, this, &FrmMaster::mfgMaster_KeyPress);
     connect(mfgMaster, &FlexGrid::KeyDown, this, &FrmMaster::mfgMaster_KeyDown);
@@ -360,8 +354,7 @@ void FrmMaster::GridPopulate(const QString &sql, const QString &tableName)
                 for (; !rs.isEOF(); rs.MoveNext(), ++row) {
                     for (int j = 0; j < fields; ++j) {
                         const platform::Field field = rs.Fields(j);
-                        QString text =
-                            j == dateColumn ? shortDate(field.toDate()) : field.joinEmpty().trimmed();
+                        QString text = j == dateColumn ? shortDate(field.toDate()) : Trim(field.joinEmpty());
                         if (text.size() > widthTable[j])
                             widthTable[j] = double(text.size());
                         grid.setTextMatrix(row, j, text);
@@ -633,7 +626,7 @@ void FrmMaster::txtsearch_KeyUp(qint16 &keyCode, int shift)
     bas::Trap(this, "txtsearch_KeyUp", [&] {
         if (cboSearch->currentIndex() < 0)
             return;
-        searchtheword(txtsearch->text().trimmed());
+        searchtheword(Trim(txtsearch->text()));
         SetRowButtons();
     });
 }
@@ -659,7 +652,7 @@ void FrmMaster::searchtheword(const QString &word)
 
         // <0 when the probe row sorts before the word, >0 after, 0 on a match.
         auto compare = [&](int row) -> int {
-            const QString probe = grid.TextMatrix(row, column).trimmed().left(length);
+            const QString probe = Trim(grid.TextMatrix(row, column)).left(length);
             if (numeric) {
                 const double value = platform::leadingNumber(probe);
                 return value < wantedNumber ? -1 : value > wantedNumber ? 1 : 0;
