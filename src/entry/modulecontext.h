@@ -11,7 +11,7 @@ class Connection;
 
 namespace agr {
 
-// The date a date property holds until it is set: 30/12/1899 00:00, the original's zero date.
+// The date a date property holds until it is set: the zero date, 30/12/1899 00:00.
 QDateTime zeroDate();
 
 class ModuleContext
