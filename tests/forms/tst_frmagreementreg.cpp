@@ -458,9 +458,12 @@ void TestFrmAgreementreg::editReplacesDetails()
     FlexGrid *list = agr::frmMaster()->mfgMaster;
     QCOMPARE(list->TextMatrix(list->Row(), agr::col(agr::ListCol::Description)), "Lease renewed");
 
-    // An agreement without vouchers lists no payments.
+    // An agreement without vouchers lists no payments; a null agency flag shows as N.
+    m_con->Execute(
+        QStringLiteral("update AgreementWitnessDetails set agwAgency=null where agwAgreementid=2"));
     form = openForEdit(2);
     QCOMPARE(form->lvwPayment->topLevelItemCount(), 0);
+    QCOMPARE(form->mfgwitnessdetails->TextMatrix(1, agr::col(agr::WitnessCol::Agency)), "N");
 }
 
 void TestFrmAgreementreg::cancelledOpensReadOnly()

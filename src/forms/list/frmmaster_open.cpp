@@ -51,8 +51,9 @@ void fillDetailGrid(const DetailRead &detail)
             for (const QString &name : detail.fields) {
                 const platform::Field field = rs[name];
                 QString text;
+                // Only a set flag is Y: a null one reads as N and must not stop the opening.
                 if (column == detail.agencyColumn)
-                    text = field.toBool() ? QStringLiteral("Y") : QStringLiteral("N");
+                    text = !field.isNull() && field.toBool() ? QStringLiteral("Y") : QStringLiteral("N");
                 else if (column == col(DetailCol::SNo))
                     text = field.text();
                 else
