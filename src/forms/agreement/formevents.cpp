@@ -21,7 +21,7 @@ namespace {
 
 const QString Source = QStringLiteral("zrtp1003");
 
-// A whole number of type Int; halves round to even, as the original's conversions do.
+// A whole number of type Int; halves round to even, as CLng and CInt require.
 template <class Int> Int whole(double value)
 {
     const double rounded = std::nearbyint(value);
@@ -32,7 +32,7 @@ template <class Int> Int whole(double value)
     return static_cast<Int>(rounded);
 }
 
-// One per control: calls its KeyDown and KeyPress handlers in the original's order.
+// One per control: calls its KeyDown handler, then its KeyPress handler.
 class KeyEvents : public QObject
 {
 public:

@@ -1,7 +1,7 @@
 #pragma once
-// The original's control events on Qt widgets, where Qt has no signal of the same meaning:
-// KeyPress(KeyAscii) and KeyDown(KeyCode, Shift) from key events, and an option button's Click.
-// Also the original's conversions that the forms rely on.
+// Control events that Qt widgets have no signal for: KeyPress(KeyAscii) and KeyDown(KeyCode, Shift) from
+// key events, and an option button's Click.
+// Also the CDbl, CLng, CInt and Trim conversions that the forms rely on.
 
 #include <QString>
 #include <QVariant>
@@ -12,7 +12,7 @@ class QWidget;
 
 namespace agr {
 
-// KeyPress: the handler sees the original's KeyAscii and may set it to 0, which drops the key.
+// KeyPress: the handler sees the KeyAscii code and may set it to 0, which drops the key.
 // KeyDown: the handler sees the KeyCode and the Shift state before the control handles the key.
 // Keys that land on a combo box's or date box's inner line edit are handed to the control itself, so
 // that each key is seen once, by the control's handler.
