@@ -55,6 +55,18 @@ double leadingNumber(const QString &text)
     return text.mid(start, i - start).toDouble();
 }
 
+// Only blanks count as surrounding space here; a line break typed into a box is a change.
+static QString trimBlanks(const QString &text)
+{
+    qsizetype start = 0;
+    qsizetype end = text.size();
+    while (start < end && text.at(start) == QLatin1Char(' '))
+        ++start;
+    while (end > start && text.at(end - 1) == QLatin1Char(' '))
+        --end;
+    return text.mid(start, end - start);
+}
+
 bool carriesBaseline(const QObject *control)
 {
     return control && kindOf(control) != Kind::None;
@@ -66,7 +78,7 @@ bool differsFromTag(const QObject *control)
         return false;
     switch (kindOf(control)) {
     case Kind::Text:
-        return controlValueText(control).trimmed() != tag(control).trimmed();
+        return trimBlanks(controlValueText(control)) != trimBlanks(tag(control));
     case Kind::Flag:
         return leadingNumber(tag(control)) != leadingNumber(controlValueText(control));
     case Kind::Grid:

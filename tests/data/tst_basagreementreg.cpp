@@ -163,6 +163,8 @@ void TestBasAgreementReg::changeTest()
     QVERIFY(bas::ChangeTest(&form)); // no baseline yet: compared with an empty Tag
     platform::setTag(txt, QStringLiteral("abc"));
     QVERIFY(!bas::ChangeTest(&form));
+    txt->setText(QStringLiteral("abc\t")); // only blanks are trimmed
+    QVERIFY(bas::ChangeTest(&form));
     txt->setText(QStringLiteral("abd"));
     QVERIFY(bas::ChangeTest(&form));
 }
