@@ -309,7 +309,8 @@ void FrmAgreementreg::buildForm()
     scan->addWidget(txtBrowse, 1);
     scan->addWidget(cmdBrowse);
     bottom->addWidget(frasacnCopy, 1);
-    cmdOK = button(this, "cmdok", QStringLiteral("&OK"));
+    // K: the O of "OK" belongs to "&Others".
+    cmdOK = button(this, "cmdok", QStringLiteral("O&K"));
     cmdcancel = button(this, "cmdcancel", QStringLiteral("&Close"));
     cmdScan = button(this, "cmdScan", QStringLiteral("Add Scan Copies"));
     bottom->addWidget(cmdOK);
