@@ -3,10 +3,10 @@
 #include "data/contracts.h"
 #include "data/services.h"
 #include "entry/modulecontext.h"
-#include "forms/agreement/formevents.h"
 #include "forms/list/frmmaster.h"
 #include "platform/changetest.h"
 #include "platform/connection.h"
+#include "platform/conversions.h"
 #include "platform/flexgrid.h"
 #include "platform/seams.h"
 
@@ -15,6 +15,8 @@
 #include <cstdio>
 
 namespace agr::bas {
+
+using platform::Trim;
 
 namespace {
 

@@ -1,5 +1,7 @@
 #include "changetest.h"
 
+#include "conversions.h"
+
 #include "controls.h"
 
 #include <QWidget>
@@ -30,43 +32,6 @@ Kind kindOf(const QObject *control)
 
 } // namespace
 
-double leadingNumber(const QString &text)
-{
-    qsizetype i = 0;
-    while (i < text.size() && text.at(i).isSpace())
-        ++i;
-    const qsizetype start = i;
-    if (i < text.size() && (text.at(i) == QLatin1Char('+') || text.at(i) == QLatin1Char('-')))
-        ++i;
-    bool point = false;
-    qsizetype digits = 0;
-    for (; i < text.size(); ++i) {
-        const QChar c = text.at(i);
-        if (c.isDigit() && c.unicode() < 128) {
-            ++digits;
-        } else if (c == QLatin1Char('.') && !point) {
-            point = true;
-        } else {
-            break;
-        }
-    }
-    if (digits == 0)
-        return 0;
-    return text.mid(start, i - start).toDouble();
-}
-
-// Only blanks count as surrounding space here; a line break typed into a box is a change.
-static QString trimBlanks(const QString &text)
-{
-    qsizetype start = 0;
-    qsizetype end = text.size();
-    while (start < end && text.at(start) == QLatin1Char(' '))
-        ++start;
-    while (end > start && text.at(end - 1) == QLatin1Char(' '))
-        --end;
-    return text.mid(start, end - start);
-}
-
 bool carriesBaseline(const QObject *control)
 {
     return control && kindOf(control) != Kind::None;
@@ -78,9 +43,9 @@ bool differsFromTag(const QObject *control)
         return false;
     switch (kindOf(control)) {
     case Kind::Text:
-        return trimBlanks(controlValueText(control)) != trimBlanks(tag(control));
+        return Trim(controlValueText(control)) != Trim(tag(control));
     case Kind::Flag:
-        return leadingNumber(tag(control)) != leadingNumber(controlValueText(control));
+        return Val(tag(control)) != Val(controlValueText(control));
     case Kind::Grid:
         return controlValueText(control).toUpper() != tag(control).toUpper();
     case Kind::None:

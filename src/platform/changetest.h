@@ -25,8 +25,4 @@ bool formDiffersFromTags(const QWidget *form);
 // Stores each baseline control's value in its Tag.
 void storeBaselines(QWidget *form);
 
-// The leading numeric part of a text, as the original's Val: blanks skipped, an optional sign, digits with
-// one decimal point; 0 when the text does not start with a number.
-double leadingNumber(const QString &text);
-
 } // namespace platform

@@ -1,6 +1,7 @@
 #include "flexgridmodel.h"
 
-#include "changetest.h"
+#include "conversions.h"
+
 #include "units.h"
 
 #include <QGuiApplication>
@@ -217,7 +218,7 @@ bool FlexGridModel::sortRows(int code, int firstCol, int lastCol)
             const size_t at = size_t(i) * size_t(k) + size_t(j);
             switch (kind) {
             case SortKind::Numeric:
-                numbers[at] = leadingNumber(cell(i, j));
+                numbers[at] = Val(cell(i, j));
                 break;
             case SortKind::Generic:
                 numeric[at] = isNumericText(cell(i, j), &numbers[at]);

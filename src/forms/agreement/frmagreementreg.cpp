@@ -2,9 +2,8 @@
 
 #include "data/basagreementreg.h"
 #include "entry/modulecontext.h"
-#include "forms/agreement/formevents.h"
+#include "forms/formevents.h"
 #include "forms/list/frmmaster.h"
-#include "platform/changetest.h"
 #include "platform/connection.h"
 #include "platform/errors.h"
 #include "platform/flexgrid.h"
@@ -677,7 +676,7 @@ QString FrmAgreementreg::AgreementNo()
     rs.Close();
     lastNumberText = highest;
 
-    const qint32 next = highest == QLatin1String("0") ? 1 : CLng(platform::leadingNumber(highest) + 1);
+    const qint32 next = highest == QLatin1String("0") ? 1 : CLng(platform::Val(highest) + 1);
     return prefix + number(next);
 }
 
@@ -770,13 +769,13 @@ void FrmAgreementreg::cmdOK_Click()
                 Trim(cbolawyer->currentText()),
                 text(txtphyloc),
                 text(txtrefno),
-                platform::leadingNumber(txtnoofpages->text()),
+                platform::Val(txtnoofpages->text()),
                 text(txtwebsite),
                 text(txtpocaddr),
                 text(txtpoctele),
                 text(txtpocdesg),
                 text(txtpocemail),
-                platform::leadingNumber(txtalertnoofdays->text()),
+                platform::Val(txtalertnoofdays->text()),
                 text(txtalertremarks),
             };
 

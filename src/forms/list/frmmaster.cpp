@@ -5,8 +5,7 @@
 
 #include "data/basagreementreg.h"
 #include "entry/modulecontext.h"
-#include "forms/agreement/formevents.h"
-#include "platform/changetest.h"
+#include "forms/formevents.h"
 #include "platform/connection.h"
 #include "platform/errors.h"
 #include "platform/flexgrid.h"
@@ -647,14 +646,14 @@ void FrmMaster::searchtheword(const QString &word)
 
         const bool numeric = platform::isNumericText(grid.TextMatrix(grid.Row(), column));
         const qsizetype length = word.size();
-        const double wantedNumber = numeric ? platform::leadingNumber(word) : 0;
+        const double wantedNumber = numeric ? platform::Val(word) : 0;
         const QString wantedText = numeric ? QString() : word.toUpper();
 
         // <0 when the probe row sorts before the word, >0 after, 0 on a match.
         auto compare = [&](int row) -> int {
             const QString probe = Trim(grid.TextMatrix(row, column)).left(length);
             if (numeric) {
-                const double value = platform::leadingNumber(probe);
+                const double value = platform::Val(probe);
                 return value < wantedNumber ? -1 : value > wantedNumber ? 1 : 0;
             }
             return probe.toUpper().compare(wantedText);

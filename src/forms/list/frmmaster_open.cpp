@@ -3,8 +3,8 @@
 
 #include "data/basagreementreg.h"
 #include "entry/modulecontext.h"
-#include "forms/agreement/formevents.h"
 #include "forms/agreement/frmagreementreg.h"
+#include "forms/formevents.h"
 #include "forms/list/frmmaster.h"
 #include "platform/connection.h"
 #include "platform/flexgrid.h"

@@ -1,7 +1,8 @@
 #pragma once
 // Control events that Qt widgets have no signal for: KeyPress(KeyAscii) and KeyDown(KeyCode, Shift) from
 // key events, and an option button's Click.
-// Also the CDbl, CLng, CInt and Trim conversions that the forms rely on.
+
+#include "platform/conversions.h"
 
 #include <QString>
 #include <QVariant>
@@ -23,12 +24,11 @@ void onKeyDown(QWidget *control, std::function<void(qint16 &keyCode, int shift)>
 // the user clicks it while it is already set. Setting an option that is already set runs nothing.
 void onOptionClick(QRadioButton *option, std::function<void()> handler);
 
-// CDbl, CLng and CInt of a number or a text: a text that is no number raises 13 (type mismatch), a value
-// that does not fit raises 6 (overflow); halves round to even. A null value reads as 0.
-double CDbl(const QVariant &value);
-qint32 CLng(const QVariant &value);
-qint16 CInt(const QVariant &value);
-// Trim: leading and trailing blanks removed (blanks only, not tabs or line breaks).
-QString Trim(const QString &text);
+// The forms use the platform's conversions by their short names.
+using platform::CDbl;
+using platform::CInt;
+using platform::CLng;
+using platform::Trim;
+using platform::Val;
 
 } // namespace agr

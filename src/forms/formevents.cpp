@@ -1,7 +1,5 @@
-#include "formevents.h"
+#include "forms/formevents.h"
 
-#include "platform/errors.h"
-#include "platform/flexgridmodel.h"
 #include "platform/seams.h"
 
 #include <QAbstractSpinBox>
@@ -11,26 +9,11 @@
 #include <QLineEdit>
 #include <QRadioButton>
 
-#include <cmath>
-#include <limits>
 #include <memory>
 
 namespace agr {
 
 namespace {
-
-const QString Source = QStringLiteral("zrtp1003");
-
-// A whole number of type Int; halves round to even, as CLng and CInt require.
-template <class Int> Int whole(double value)
-{
-    const double rounded = std::nearbyint(value);
-    // Written as "not inside" so that a NaN overflows too.
-    if (!(rounded >= double(std::numeric_limits<Int>::min()) &&
-          rounded <= double(std::numeric_limits<Int>::max())))
-        platform::Raise(platform::err::Overflow, Source, QStringLiteral("Overflow"));
-    return static_cast<Int>(rounded);
-}
 
 // One per control: calls its KeyDown handler, then its KeyPress handler.
 class KeyEvents : public QObject
@@ -135,42 +118,6 @@ void onOptionClick(QRadioButton *option, std::function<void()> handler)
         if (*wasSet)
             handler();
     });
-}
-
-double CDbl(const QVariant &value)
-{
-    if (value.isNull())
-        return 0;
-    double number = 0;
-    bool ok = false;
-    if (value.typeId() == QMetaType::QString)
-        ok = platform::isNumericText(value.toString(), &number);
-    else
-        number = value.toDouble(&ok);
-    if (!ok)
-        platform::Raise(platform::err::TypeMismatch, Source, QStringLiteral("Type mismatch"));
-    return number;
-}
-
-qint32 CLng(const QVariant &value)
-{
-    return whole<qint32>(CDbl(value));
-}
-
-qint16 CInt(const QVariant &value)
-{
-    return whole<qint16>(CDbl(value));
-}
-
-QString Trim(const QString &text)
-{
-    qsizetype begin = 0;
-    qsizetype end = text.size();
-    while (begin < end && text.at(begin) == QLatin1Char(' '))
-        ++begin;
-    while (end > begin && text.at(end - 1) == QLatin1Char(' '))
-        --end;
-    return text.mid(begin, end - begin);
 }
 
 } // namespace agr

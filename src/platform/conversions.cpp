@@ -1,0 +1,89 @@
+#include "conversions.h"
+
+#include "errors.h"
+#include "flexgridmodel.h"
+
+#include <cmath>
+#include <limits>
+
+namespace platform {
+
+namespace {
+
+const QString Source = QStringLiteral("zrtp1003");
+
+// A whole number of type Int; halves round to even, as CLng and CInt require.
+template <class Int> Int whole(double value)
+{
+    const double rounded = std::nearbyint(value);
+    // Written as "not inside" so that a NaN overflows too.
+    if (!(rounded >= double(std::numeric_limits<Int>::min()) &&
+          rounded <= double(std::numeric_limits<Int>::max())))
+        Raise(err::Overflow, Source, QStringLiteral("Overflow"));
+    return static_cast<Int>(rounded);
+}
+
+} // namespace
+
+double Val(const QString &text)
+{
+    qsizetype i = 0;
+    while (i < text.size() && text.at(i).isSpace())
+        ++i;
+    const qsizetype start = i;
+    if (i < text.size() && (text.at(i) == QLatin1Char('+') || text.at(i) == QLatin1Char('-')))
+        ++i;
+    bool point = false;
+    qsizetype digits = 0;
+    for (; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (c.isDigit() && c.unicode() < 128) {
+            ++digits;
+        } else if (c == QLatin1Char('.') && !point) {
+            point = true;
+        } else {
+            break;
+        }
+    }
+    if (digits == 0)
+        return 0;
+    return text.mid(start, i - start).toDouble();
+}
+
+double CDbl(const QVariant &value)
+{
+    if (value.isNull())
+        return 0;
+    double number = 0;
+    bool ok = false;
+    if (value.typeId() == QMetaType::QString)
+        ok = isNumericText(value.toString(), &number);
+    else
+        number = value.toDouble(&ok);
+    if (!ok)
+        Raise(err::TypeMismatch, Source, QStringLiteral("Type mismatch"));
+    return number;
+}
+
+qint32 CLng(const QVariant &value)
+{
+    return whole<qint32>(CDbl(value));
+}
+
+qint16 CInt(const QVariant &value)
+{
+    return whole<qint16>(CDbl(value));
+}
+
+QString Trim(const QString &text)
+{
+    qsizetype begin = 0;
+    qsizetype end = text.size();
+    while (begin < end && text.at(begin) == QLatin1Char(' '))
+        ++begin;
+    while (end > begin && text.at(end - 1) == QLatin1Char(' '))
+        --end;
+    return text.mid(begin, end - begin);
+}
+
+} // namespace platform

@@ -1,0 +1,23 @@
+#pragma once
+// The conversions the module's code relies on, with the original's rules: Val reads a leading number,
+// CDbl/CLng/CInt convert numbers and numeric texts (halves round to even), Trim removes blanks only.
+
+#include <QString>
+#include <QVariant>
+
+namespace platform {
+
+// The leading numeric part of a text: blanks skipped, an optional sign, digits with one decimal point;
+// 0 when the text does not start with a number.
+double Val(const QString &text);
+
+// A text that is no number raises 13 (type mismatch), a value that does not fit raises 6 (overflow).
+// A null value reads as 0.
+double CDbl(const QVariant &value);
+qint32 CLng(const QVariant &value);
+qint16 CInt(const QVariant &value);
+
+// Leading and trailing blanks removed (blanks only, not tabs or line breaks).
+QString Trim(const QString &text);
+
+} // namespace platform
