@@ -36,8 +36,8 @@ void openDatabase(platform::Connection &con, const QString &url, bool mayCreate)
     try {
         con.Open(url);
     } catch (const platform::RuntimeError &e) {
-        throw Failure(QStringLiteral("cannot open the database ") % platform::printableUrl(url) %
-                      QStringLiteral(": ") % oneLine(e.description()));
+        // The connection's own text already names the database.
+        throw Failure(oneLine(e.description()));
     }
 }
 
