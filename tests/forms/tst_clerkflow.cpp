@@ -11,6 +11,7 @@
 #include "platform/flexgrid.h"
 #include "platform/seams.h"
 #include "suite/suite.h"
+#include "support/formtest.h"
 #include "support/testdb.h"
 #include "support/testsupport.h"
 
@@ -170,16 +171,7 @@ void tst_ClerkFlow::init()
 
 void tst_ClerkFlow::cleanup()
 {
-    platform::setMsgBoxResponder([](const platform::MsgBoxCall &) { return platform::vb::No; });
-    if (m_con && m_con->transactionLevel() > 0)
-        m_con->RollbackTrans();
-    agr::unloadFrmAgreementreg();
-    agr::unloadFrmMaster();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    agr::context().setConnection(nullptr);
-    m_con.reset();
-    platform::setMsgBoxResponder({});
-    platform::setModalHandler({});
+    agrtest::endFormTest(m_con);
 }
 
 bool tst_ClerkFlow::openList(const QString &url)

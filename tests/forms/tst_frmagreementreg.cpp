@@ -11,6 +11,7 @@
 #include "platform/flexgrid.h"
 #include "platform/seams.h"
 #include "suite/suite.h"
+#include "support/formtest.h"
 #include "support/testdb.h"
 #include "support/testsupport.h"
 
@@ -111,16 +112,7 @@ void TestFrmAgreementreg::init()
 
 void TestFrmAgreementreg::cleanup()
 {
-    m_answer = platform::vb::No;
-    if (m_con && m_con->transactionLevel() > 0)
-        m_con->RollbackTrans();
-    agr::unloadFrmAgreementreg();
-    agr::unloadFrmMaster();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    agr::context().setConnection(nullptr);
-    m_con.reset();
-    platform::setMsgBoxResponder({});
-    platform::setModalHandler({});
+    agrtest::endFormTest(m_con);
 }
 
 bool TestFrmAgreementreg::openDemo(const QString &url)
