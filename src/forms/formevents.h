@@ -25,6 +25,7 @@ void onKeyDown(QWidget *control, std::function<void(qint16 &keyCode, int shift)>
 void onOptionClick(QRadioButton *option, std::function<void()> handler);
 
 // The forms use the platform's conversions by their short names.
+using platform::CDate;
 using platform::CDbl;
 using platform::CInt;
 using platform::CLng;

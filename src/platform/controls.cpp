@@ -139,4 +139,20 @@ QString controlValueText(const QObject *control)
     return QString();
 }
 
+void optionGroupAsOneTabStop(const QList<QRadioButton *> &options)
+{
+    const auto update = [options] {
+        bool any = false;
+        for (QRadioButton *option : options)
+            any = any || option->isChecked();
+        for (qsizetype i = 0; i < options.size(); ++i) {
+            const bool stop = any ? options.at(i)->isChecked() : i == 0;
+            options.at(i)->setFocusPolicy(stop ? Qt::StrongFocus : Qt::ClickFocus);
+        }
+    };
+    for (QRadioButton *option : options)
+        QObject::connect(option, &QAbstractButton::toggled, option, update);
+    update();
+}
+
 } // namespace platform

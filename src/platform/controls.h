@@ -6,6 +6,7 @@
 #include <QString>
 
 class QObject;
+class QRadioButton;
 class QWidget;
 
 namespace platform {
@@ -20,5 +21,9 @@ void setTag(QObject *control, const QString &value);
 // The value a baseline stores: Text for text and combo boxes, "1"/"0" for check and option buttons,
 // the cells of a grid (rows 1.., column 1 then 2..Cols-1, no separators).
 QString controlValueText(const QObject *control);
+
+// A group of option buttons is one stop in the tab order, as on the desktop: Tab lands on the chosen option
+// (on the first while none is chosen) and the arrow keys move within the group. A click still focuses any.
+void optionGroupAsOneTabStop(const QList<QRadioButton *> &options);
 
 } // namespace platform

@@ -75,6 +75,25 @@ qint16 CInt(const QVariant &value)
     return whole<qint16>(CDbl(value));
 }
 
+QDate CDate(const QVariant &value)
+{
+    if (value.isNull())
+        Raise(err::InvalidUseOfNull, Source, QStringLiteral("Invalid use of Null"));
+    if (value.typeId() == QMetaType::QDate)
+        return value.toDate();
+    if (value.typeId() == QMetaType::QDateTime)
+        return value.toDateTime().date();
+    const QString text = value.toString().trimmed();
+    // The date part only: a time after it is dropped.
+    const QString day = text.section(QLatin1Char(' '), 0, 0);
+    for (const char *format : {"dd/MM/yyyy", "d/M/yyyy", "yyyy-MM-dd", "yyyyMMdd"}) {
+        const QDate date = QDate::fromString(day, QLatin1String(format));
+        if (date.isValid())
+            return date;
+    }
+    Raise(err::TypeMismatch, Source, QStringLiteral("Type mismatch"));
+}
+
 QString Trim(const QString &text)
 {
     qsizetype begin = 0;

@@ -2,6 +2,7 @@
 // The conversions the module's code relies on, with the original's rules: Val reads a leading number,
 // CDbl/CLng/CInt convert numbers and numeric texts (halves round to even), Trim removes blanks only.
 
+#include <QDate>
 #include <QString>
 #include <QVariant>
 
@@ -16,6 +17,11 @@ double Val(const QString &text);
 double CDbl(const QVariant &value);
 qint32 CLng(const QVariant &value);
 qint16 CInt(const QVariant &value);
+
+// A date from a date value or a text in the short date form "dd/mm/yyyy" (also "yyyy-mm-dd" and
+// "yyyymmdd", as databases give dates back), blanks around it ignored; anything else raises 13 and a null
+// raises 94.
+QDate CDate(const QVariant &value);
 
 // Leading and trailing blanks removed (blanks only, not tabs or line breaks).
 QString Trim(const QString &text);

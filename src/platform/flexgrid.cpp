@@ -834,6 +834,11 @@ int FlexGrid::CellHeight() const
     return pixelsToTwips(pixels, this);
 }
 
+void FlexGrid::ensureRowVisible(int row)
+{
+    d->ensureVisible(row, -1);
+}
+
 void FlexGrid::flush()
 {
     d->model->flush();

@@ -103,6 +103,9 @@ public:
     int CellWidth() const;
     int CellHeight() const;
 
+    // Scrolls as little as needed to show the row; Row, Col and TopRow keep their meaning.
+    void ensureRowVisible(int row);
+
     // Applies pending changes to the view at once (normally done on the next turn of the event loop).
     void flush();
 

@@ -7,6 +7,7 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QKeyEvent>
+#include <QMenu>
 #include <QMessageBox>
 #include <QPointer>
 #include <QPushButton>
@@ -253,6 +254,13 @@ void showModal(QWidget *form, QWidget *owner)
 void setModalHandler(ModalHandler handler)
 {
     modalHandler() = std::move(handler);
+}
+
+void PopupMenu(QMenu *menu, const QPoint &globalPos)
+{
+    if (!menu)
+        return;
+    [[maybe_unused]] QAction *chosen = menu->exec(globalPos);
 }
 
 QString ShowOpen(const FileDialogCall &call, QWidget *parent)

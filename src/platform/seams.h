@@ -8,6 +8,8 @@
 #include <functional>
 
 class QKeyEvent;
+class QMenu;
+class QPoint;
 class QWidget;
 
 namespace platform {
@@ -45,6 +47,11 @@ void setMsgBoxResponder(MsgBoxResponder responder);
 using ModalHandler = std::function<void(QWidget *form)>;
 void showModal(QWidget *form, QWidget *owner = nullptr);
 void setModalHandler(ModalHandler handler);
+
+// PopupMenu: shows a menu at a point of the screen and returns when it has closed; the chosen item's
+// handler has run by then, as the original's PopupMenu did. Tests answer the real menu (it is the active
+// popup widget while it is open).
+void PopupMenu(QMenu *menu, const QPoint &globalPos);
 
 // The common dialog's Open: returns the chosen path or "" when cancelled.
 struct FileDialogCall

@@ -4,6 +4,7 @@
 #include <QPalette>
 #include <QScreen>
 #include <QWidget>
+#include <algorithm>
 #include <cmath>
 
 namespace platform {
@@ -67,6 +68,40 @@ int twipsToPixels(int twips, const QWidget *widget)
 int pixelsToTwips(int pixels, const QWidget *widget)
 {
     return int(std::lround(pixels * twipsPerInch / logicalDpi(widget)));
+}
+
+int twipsTop(const QWidget *control)
+{
+    return pixelsToTwips(control->y(), control);
+}
+
+void setTwipsTop(QWidget *control, int twips)
+{
+    control->move(control->x(), twipsToPixels(twips, control));
+}
+
+int twipsHeight(const QWidget *control)
+{
+    return pixelsToTwips(control->height(), control);
+}
+
+void setTwipsHeight(QWidget *control, int twips)
+{
+    control->resize(control->width(), twipsToPixels(twips, control));
+}
+
+void setTwipsGeometry(QWidget *control, int left, int top, int width, int height)
+{
+    control->setGeometry(twipsToPixels(left, control), twipsToPixels(top, control),
+                         twipsToPixels(width, control), twipsToPixels(height, control));
+}
+
+void setFormHeightTwips(QWidget *form, int twips)
+{
+    int chrome = form->frameGeometry().height() - form->height();
+    if (chrome <= 0)
+        chrome = twipsToPixels(FormChromeTwips, form);
+    form->resize(form->width(), std::max(0, twipsToPixels(twips, form) - chrome));
 }
 
 QColor colorFromVb(quint32 value)

@@ -11,6 +11,17 @@ namespace platform {
 int twipsToPixels(int twips, const QWidget *widget = nullptr);
 int pixelsToTwips(int pixels, const QWidget *widget = nullptr);
 
+// A control's Top and Height in twips, relative to its container, and its whole place at once.
+int twipsTop(const QWidget *control);
+void setTwipsTop(QWidget *control, int twips);
+int twipsHeight(const QWidget *control);
+void setTwipsHeight(QWidget *control, int twips);
+void setTwipsGeometry(QWidget *control, int left, int top, int width, int height);
+// A form's Height counts its caption bar and borders; the inside gets the rest. Where the window system
+// has not told the frame's size yet, a caption bar of FormChromeTwips is assumed.
+constexpr int FormChromeTwips = 420;
+void setFormHeightTwips(QWidget *form, int twips);
+
 // 0x00BBGGRR to QColor; the system colours 0x80000005 (window background), 0x80000008 (window text) and
 // 0x8000000E (highlight) come from the application palette.
 QColor colorFromVb(quint32 value);

@@ -6,6 +6,7 @@
 #include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
+#include "forms/popup/frmpopup.h"
 #include "platform/connection.h"
 #include "platform/seams.h"
 
@@ -19,6 +20,7 @@ inline void endFormTest(std::unique_ptr<platform::Connection> &con)
     platform::setMsgBoxResponder([](const platform::MsgBoxCall &) { return platform::vb::No; });
     if (con && con->transactionLevel() > 0)
         con->RollbackTrans();
+    agr::unloadFrmpopup();
     agr::unloadFrmAgreementreg();
     agr::unloadFrmMaster();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);

@@ -4,7 +4,9 @@
 #include "entry/modulecontext.h"
 #include "forms/formevents.h"
 #include "forms/list/frmmaster.h"
+#include "forms/popup/frmpopup.h"
 #include "platform/connection.h"
+#include "platform/controls.h"
 #include "platform/errors.h"
 #include "platform/flexgrid.h"
 #include "platform/seams.h"
@@ -81,7 +83,9 @@ FrmAgreementreg::FrmAgreementreg(QWidget *parent) : QDialog(parent)
     setObjectName(QStringLiteral("frmAgreementreg"));
     setWindowTitle(QStringLiteral("Agreement Register"));
     buildForm();
+    buildGridMenus();
     wireHandlers();
+    wireGridEvents();
 }
 
 FrmAgreementreg::~FrmAgreementreg() = default;
@@ -195,6 +199,8 @@ void FrmAgreementreg::buildForm()
     optothers->setChecked(true);
     cboapplicable->setEnabled(false);
     cboagency->setEnabled(false);
+    platform::optionGroupAsOneTabStop({optShop, optgodown, optHq});
+    platform::optionGroupAsOneTabStop({optcustomer, optsupplier, optothers});
 
     auto *alert = new QHBoxLayout;
     main->addLayout(alert);
@@ -489,6 +495,8 @@ bool FrmAgreementreg::Unload()
     m_unloaded = true;
     if (defaultInstance() == this)
         defaultInstance() = nullptr;
+    // The popup works on this form's grids and goes with it.
+    unloadFrmpopup();
     QDialog::done(QDialog::Rejected);
     deleteLater();
     return true;

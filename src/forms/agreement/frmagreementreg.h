@@ -10,10 +10,12 @@
 #include <QDialog>
 #include <QString>
 
+class QAction;
 class QComboBox;
 class QDateEdit;
 class QGroupBox;
 class QLineEdit;
+class QMenu;
 class QPushButton;
 class QRadioButton;
 class QTabWidget;
@@ -112,6 +114,19 @@ public:
     QPushButton *cmdcancel = nullptr;
     QPushButton *cmdScan = nullptr;
 
+    // The right-click menus of the detail grids: mnufile for the signatory, content, summary and finance
+    // grids, mnusfile for the witness grid.
+    QMenu *mnufile = nullptr;
+    QAction *mnuadd = nullptr;
+    QAction *mnuedit = nullptr;
+    QAction *mnudelete = nullptr;
+    QAction *mnucancel = nullptr;
+    QMenu *mnusfile = nullptr;
+    QAction *mnusAdd = nullptr;
+    QAction *mnusedit = nullptr;
+    QAction *mnusdelete = nullptr;
+    QAction *mnuscancel = nullptr;
+
     // Form-level state.
     Service<IDbService> dbService;
     Service<IGeneralService> generalService;
@@ -147,6 +162,28 @@ public:
     // The next printable agreement number: prefix and one above the department's highest running number.
     QString AgreementNo();
 
+    // Events of the five detail grids. grid is one of them; each runs under the grid's own procedure name,
+    // such as "mfgcontent_EnterCell".
+    void grid_Click(platform::FlexGrid *grid);
+    void grid_DblClick(platform::FlexGrid *grid);
+    void grid_KeyPress(platform::FlexGrid *grid, qint16 &keyAscii);
+    void grid_MouseDown(platform::FlexGrid *grid, int button, int shift, double x, double y);
+    void grid_EnterCell(platform::FlexGrid *grid);
+    void grid_RowColChange(platform::FlexGrid *grid);
+    void mnuadd_Click();
+    void mnuedit_Click();
+    void mnudelete_Click();
+    void mnucancel_Click();
+    void mnusAdd_Click();
+    void mnusedit_Click();
+    void mnusdelete_Click();
+    void mnuscancel_Click();
+    // The detail grid on a page of SSTab1: 0 signatories, 1 witnesses, 2 contents, 3 summary, 4 finance;
+    // null on any other page.
+    platform::FlexGrid *pageGrid(int page) const;
+    // The popup's caption for a detail grid.
+    QString popupCaption(const platform::FlexGrid *grid) const;
+
     // Runs the closing check and, unless it keeps the form open, closes and destroys the form. Returns
     // false when the form stays open.
     bool Unload();
@@ -162,6 +199,15 @@ protected:
 private:
     void buildForm();
     void wireHandlers();
+    void buildGridMenus();
+    void wireGridEvents();
+    // Shows the popup's fields that the grid's rows use and hides the others.
+    void layOutPopupFields(const platform::FlexGrid *grid);
+    // Opens the popup on an empty row for the grid (mnuadd, mnusAdd).
+    void addRow(platform::FlexGrid *grid);
+    void deleteRow(platform::FlexGrid *grid);
+    // The navigation buttons of the popup for the grid's current row.
+    void setPopupNavigation(const platform::FlexGrid *grid);
     void fillPartyList(QComboBox *combo, QLineEdit *text, const char *table, const char *keyColumn,
                        const char *displayColumn);
     void clearPartyList(QComboBox *combo, QLineEdit *text);
