@@ -139,6 +139,17 @@ QString controlValueText(const QObject *control)
     return QString();
 }
 
+DatePicker::DatePicker(QWidget *parent) : QDateEdit(parent)
+{
+    setCalendarPopup(true);
+    setDisplayFormat(QStringLiteral("dd/MM/yyyy"));
+}
+
+bool DatePicker::focusNextPrevChild(bool next)
+{
+    return QWidget::focusNextPrevChild(next);
+}
+
 void optionGroupAsOneTabStop(const QList<QRadioButton *> &options)
 {
     const auto update = [options] {

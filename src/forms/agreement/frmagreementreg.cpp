@@ -35,16 +35,6 @@ namespace {
 
 using platform::FlexGrid;
 
-// A date picker: Tab leaves the control; the arrow keys, not Tab, walk day, month and year.
-class DatePicker : public QDateEdit
-{
-public:
-    using QDateEdit::QDateEdit;
-
-protected:
-    bool focusNextPrevChild(bool next) override { return QWidget::focusNextPrevChild(next); }
-};
-
 QPointer<FrmAgreementreg> &defaultInstance()
 {
     static QPointer<FrmAgreementreg> form;
@@ -120,10 +110,8 @@ void FrmAgreementreg::buildForm()
         return o;
     };
     auto datePicker = [](QWidget *parent, const char *name) {
-        auto *d = new DatePicker(parent);
+        auto *d = new platform::DatePicker(parent);
         d->setObjectName(QLatin1String(name));
-        d->setCalendarPopup(true);
-        d->setDisplayFormat(QStringLiteral("dd/MM/yyyy"));
         return d;
     };
     auto detailGrid = [](QWidget *parent, const char *name) {

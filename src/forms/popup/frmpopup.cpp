@@ -5,6 +5,7 @@
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/formevents.h"
 #include "forms/list/frmmaster.h"
+#include "platform/controls.h"
 #include "platform/flexgrid.h"
 #include "platform/seams.h"
 #include "platform/units.h"
@@ -126,10 +127,9 @@ void Frmpopup::buildForm()
     txtsignedby = lineEdit("txtsignedby", 270, 3000);
     lblsignedby->setBuddy(txtsignedby);
     lbldate = label("lbldate", QStringLiteral("Da&te :"), 4450, 270, 560);
-    dtppopupdate = new QDateEdit(QDate::currentDate(), frapopupform);
+    dtppopupdate = new platform::DatePicker(frapopupform);
     dtppopupdate->setObjectName(QStringLiteral("dtppopupdate"));
-    dtppopupdate->setCalendarPopup(true);
-    dtppopupdate->setDisplayFormat(QStringLiteral("dd/MM/yyyy"));
+    dtppopupdate->setDate(QDate::currentDate());
     setTwipsGeometry(dtppopupdate, 5040, 270, 1440, BoxHeight);
     lbldate->setBuddy(dtppopupdate);
 
