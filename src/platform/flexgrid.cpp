@@ -834,6 +834,17 @@ int FlexGrid::CellHeight() const
     return pixelsToTwips(pixels, this);
 }
 
+void FlexGrid::resetToNew()
+{
+    d->model->resize(0, 0);
+    d->model->clearCells();
+    d->model->resize(2, 2);
+    d->model->setFixedRows(1);
+    d->model->setFixedCols(1);
+    d->sel() = FlexGridModel::Selection{};
+    d->pendingTopRow = -1;
+}
+
 void FlexGrid::ensureRowVisible(int row)
 {
     d->ensureVisible(row, -1);

@@ -77,6 +77,10 @@ ThemeService::ThemeService(QObject *parent) : QObject(parent) {}
 void ThemeService::ApplyScreenTheme(QWidget *form)
 {
     platform::required(form, Source);
+    // A form that already carries the theme (one kept between two openings) is left alone: setting the
+    // same sheet again would make Qt restyle every control.
+    if (form->property(ThemedProperty).toBool() && form->styleSheet() == QLatin1String(FormStyle))
+        return;
     form->setPalette(themePalette(form->palette()));
     form->setAutoFillBackground(true);
     QFont font = QApplication::font();

@@ -294,17 +294,20 @@ void tst_DetailGrids::eachGridFilledSavedAndReadBack()
     QCOMPARE(m_popups, 5);
 
     saveAndReopen(form, 13);
-    QCOMPARE(countRows(*m_con, QStringLiteral("AgreementSignedDetails"), QStringLiteral("agsagreementid=13")), 3);
+    QCOMPARE(countRows(*m_con, QStringLiteral("AgreementSignedDetails"), QStringLiteral("agsagreementid=13")),
+             3);
     QCOMPARE(countRows(*m_con, QStringLiteral("AgreementSignedDetails"),
                        QStringLiteral("agsagreementid=13 and agsAgency=1")),
              2);
-    QCOMPARE(rowCells(form->mfgsigndetails, 1), QStringList({"1", "Person 1", "Position 1", "05/03/2024", "N"}));
+    QCOMPARE(rowCells(form->mfgsigndetails, 1),
+             QStringList({"1", "Person 1", "Position 1", "05/03/2024", "N"}));
     QCOMPARE(rowCells(form->mfgwitnessdetails, 3),
              QStringList({"3", "Person 3", "Position 3", "15/11/2026", "Text 3", "Y"}));
     for (FlexGrid *grid : {form->mfgcontent, form->mfgsummary, form->mfgfinance}) {
         QCOMPARE(grid->Rows(), 4);
         for (int row = 1; row <= 3; ++row)
-            QCOMPARE(rowCells(grid, row), QStringList({QString::number(row), "Text " + QString::number(row)}));
+            QCOMPARE(rowCells(grid, row),
+                     QStringList({QString::number(row), "Text " + QString::number(row)}));
     }
 
     // An empty grid's first row is taken as it stands: serial number 1 and empty texts, no message.

@@ -8,8 +8,10 @@
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
 #include "platform/connection.h"
+#include "platform/controls.h"
 #include "platform/flexgrid.h"
 #include "platform/seams.h"
+#include "platform/units.h"
 #include "suite/suite.h"
 #include "support/formtest.h"
 #include "support/testdb.h"
@@ -45,6 +47,49 @@ void setRow(FlexGrid *grid, int row, const QStringList &cells)
         grid->setRows(row + 1);
     for (int c = 0; c < cells.size(); ++c)
         grid->setTextMatrix(row, c + 1, cells.at(c));
+}
+
+// Everything a clerk can see of the form's controls, and the grids' own state, one line each.
+QStringList formState(FrmAgreementreg *form)
+{
+    QStringList state;
+    const QList<QObject *> controls = platform::formControls(form);
+    for (QObject *control : controls) {
+        auto *w = qobject_cast<QWidget *>(control);
+        QString line = control->objectName() + QLatin1Char('|') + platform::controlValueText(control) +
+                       QLatin1Char('|') + platform::tag(control);
+        if (w)
+            line += QStringLiteral("|enabled %1 hidden %2").arg(w->isEnabled()).arg(w->isHidden());
+        if (auto *combo = qobject_cast<QComboBox *>(control))
+            line += QStringLiteral("|items %1 index %2 text %3")
+                        .arg(combo->count())
+                        .arg(combo->currentIndex())
+                        .arg(combo->currentText());
+        if (auto *grid = qobject_cast<FlexGrid *>(control)) {
+            line += QStringLiteral("|%1x%2 at %3,%4 sel %5,%6 format %7 widths")
+                        .arg(grid->Rows())
+                        .arg(grid->Cols())
+                        .arg(grid->Row())
+                        .arg(grid->Col())
+                        .arg(grid->RowSel())
+                        .arg(grid->ColSel())
+                        .arg(grid->FormatString());
+            for (int c = 0; c < grid->Cols(); ++c)
+                line += QLatin1Char(' ') + QString::number(grid->ColWidth(c)) + QLatin1Char('/') +
+                        QString::number(grid->cellBackColorAt(1, c));
+        }
+        if (auto *list = qobject_cast<QTreeWidget *>(control))
+            line += QStringLiteral("|rows %1").arg(list->topLevelItemCount());
+        state << line;
+    }
+    // Raising a tab page reorders Qt's children: the order of the lines says nothing.
+    state.sort();
+    state << QStringLiteral("page %1 focus %2 saved %3 id %4")
+                 .arg(form->SSTab1->currentIndex())
+                 .arg(form->focusWidget() ? form->focusWidget()->objectName() : QString())
+                 .arg(form->saved)
+                 .arg(form->agreementId);
+    return state;
 }
 
 void showActive(QWidget *form)
@@ -85,6 +130,8 @@ private Q_SLOTS:
     void closingQuestion();
     void failedSaveLeavesNoTrace_data() { agrtest::addBackends(); }
     void failedSaveLeavesNoTrace();
+    void keptFormOpensAsNew_data() { agrtest::addBackends(); }
+    void keptFormOpensAsNew();
 
 private:
     // A demo database as the module context's connection, with the list form loaded.
@@ -598,6 +645,43 @@ void TestFrmAgreementreg::failedSaveLeavesNoTrace()
     QCOMPARE(countRows(other, QStringLiteral("AgreementDetails"), QStringLiteral("agdAgreementid=13")), 0);
     QCOMPARE(countRows(other, QStringLiteral("aFaultLog"), QStringLiteral("1=1")), 0);
     other.Close();
+}
+
+// The form keeps its widgets between two openings; each opening must find them exactly as a new form has
+// them, whatever the last one left behind.
+void TestFrmAgreementreg::keptFormOpensAsNew()
+{
+    AGR_FETCH_URL();
+    if (!openDemo(url))
+        return;
+    agr::discardFrmAgreementreg();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    FrmAgreementreg *form = openNew();
+    const QStringList fresh = formState(form);
+    QVERIFY(agr::unloadFrmAgreementreg());
+
+    // A cancelled agreement with payments, a stored one with every detail list, changed on the way.
+    for (int id : {6, 1}) {
+        form = openForEdit(id);
+        showActive(form);
+        QTest::mouseClick(form->optgodown, Qt::LeftButton);
+        form->SSTab1->setCurrentIndex(3);
+        form->mfgsummary->setRow(form->mfgsummary->Rows() - 1);
+        form->mfgsummary->setCellBackColor(platform::vbRed);
+        form->txtalertremarks->setFocus();
+        QVERIFY(agr::unloadFrmAgreementreg());
+        QVERIFY(!agr::frmAgreementregIfLoaded());
+    }
+    form = openNew();
+    QCOMPARE(formState(form), fresh);
+
+    // Kept after a save too, and still as new when opened again.
+    form->cbotype->setEditText(QStringLiteral("Lease"));
+    setRow(form->mfgcontent, 1, {"1", "Deed"});
+    form->cmdOK_Click();
+    QVERIFY(!agr::frmAgreementregIfLoaded());
+    form = openNew();
+    QCOMPARE(formState(form), fresh);
 }
 
 QTEST_MAIN(TestFrmAgreementreg)

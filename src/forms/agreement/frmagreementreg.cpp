@@ -11,6 +11,7 @@
 #include "platform/flexgrid.h"
 #include "platform/seams.h"
 
+#include <QAbstractButton>
 #include <QComboBox>
 #include <QDateEdit>
 #include <QEvent>
@@ -36,6 +37,13 @@ namespace {
 using platform::FlexGrid;
 
 QPointer<FrmAgreementreg> &defaultInstance()
+{
+    static QPointer<FrmAgreementreg> form;
+    return form;
+}
+
+// The unloaded form whose widgets wait for the next opening.
+QPointer<FrmAgreementreg> &keptInstance()
 {
     static QPointer<FrmAgreementreg> form;
     return form;
@@ -76,6 +84,75 @@ FrmAgreementreg::FrmAgreementreg(QWidget *parent) : QDialog(parent)
     buildGridMenus();
     wireHandlers();
     wireGridEvents();
+}
+
+void FrmAgreementreg::rememberInitialState()
+{
+    // The form's own controls only: the parts of a control (a grid's scroll bars) look after themselves.
+    const QList<QObject *> controls = platform::formControls(this);
+    m_initial.reserve(size_t(controls.size()));
+    for (QObject *control : controls) {
+        auto *w = qobject_cast<QWidget *>(control);
+        if (!w)
+            continue;
+        const auto *button = qobject_cast<QAbstractButton *>(w);
+        m_initial.push_back(
+            {w, w->isHidden(), w->testAttribute(Qt::WA_Disabled), button && button->isChecked()});
+    }
+}
+
+void FrmAgreementreg::resetForReuse()
+{
+    for (QLineEdit *box : {txtagreementNo, txtdate, txtdesc, txtrefno, txtapplicable, txtagency,
+                           txtalertnoofdays, txtalertremarks, txtnoofpages, txtphyloc, txthqadd, txttelephone,
+                           txtemail, txtwebsite, txtpocaddr, txtpoctele, txtpocdesg, txtpocemail, txtBrowse})
+        box->setText(QString());
+    for (QComboBox *combo : {cbotype, cbolawyer, cboapplicable, cboagency}) {
+        combo->clear();
+        if (combo->isEditable())
+            combo->setEditText(QString());
+    }
+    for (FlexGrid *grid : {mfgsigndetails, mfgwitnessdetails, mfgcontent, mfgsummary, mfgfinance}) {
+        grid->resetToNew();
+        grid->setRows(2);
+    }
+    lvwPayment->clear();
+    SSTab1->setCurrentIndex(0);
+
+    // Options as built: setting the chosen one runs its click, which empties its list as at the start. A
+    // lone option can only be cleared while it is not exclusive.
+    for (const InitialState &initial : m_initial) {
+        auto *option = qobject_cast<QRadioButton *>(initial.control.data());
+        if (!option || initial.checked == option->isChecked())
+            continue;
+        if (initial.checked) {
+            option->setChecked(true);
+        } else if (!option->autoExclusive() || option->group() == nullptr) {
+            const bool exclusive = option->autoExclusive();
+            option->setAutoExclusive(false);
+            option->setChecked(false);
+            option->setAutoExclusive(exclusive);
+        }
+    }
+    for (const InitialState &initial : m_initial) {
+        if (!initial.control)
+            continue;
+        initial.control->setHidden(initial.hidden);
+        initial.control->setEnabled(!initial.disabled);
+    }
+    for (QObject *control : platform::formControls(this))
+        platform::setTag(control, QString());
+    // The next showing starts at the first field, as a new form's does.
+    if (QWidget *focus = focusWidget())
+        focus->clearFocus();
+
+    dbService.reset();
+    generalService.reset();
+    agreementId = 0;
+    firstActivation = false;
+    saved = false;
+    lastNumberText.clear();
+    m_unloaded = false;
 }
 
 FrmAgreementreg::~FrmAgreementreg() = default;
@@ -486,7 +563,11 @@ bool FrmAgreementreg::Unload()
     // The popup works on this form's grids and goes with it.
     unloadFrmpopup();
     QDialog::done(QDialog::Rejected);
-    deleteLater();
+    // The widgets wait for the next opening; the form is emptied when it is taken again, since the closing
+    // check that unloaded it may still read its saved flag.
+    if (keptInstance() && keptInstance() != this)
+        keptInstance()->deleteLater();
+    keptInstance() = this;
     return true;
 }
 
@@ -908,7 +989,14 @@ void FrmAgreementreg::saveDetails(platform::Connection &con, bool editing)
 FrmAgreementreg *frmAgreementreg()
 {
     if (!defaultInstance()) {
-        auto *form = new FrmAgreementreg;
+        FrmAgreementreg *form = keptInstance();
+        keptInstance() = nullptr;
+        if (form) {
+            form->resetForReuse();
+        } else {
+            form = new FrmAgreementreg;
+            form->rememberInitialState();
+        }
         defaultInstance() = form;
         form->Form_Load();
     }
@@ -918,6 +1006,14 @@ FrmAgreementreg *frmAgreementreg()
 FrmAgreementreg *frmAgreementregIfLoaded()
 {
     return defaultInstance();
+}
+
+void discardFrmAgreementreg()
+{
+    if (FrmAgreementreg *form = keptInstance()) {
+        keptInstance() = nullptr;
+        form->deleteLater();
+    }
 }
 
 bool unloadFrmAgreementreg()

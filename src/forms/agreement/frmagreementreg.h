@@ -8,7 +8,9 @@
 #include "forms/gridcolumn.h"
 
 #include <QDialog>
+#include <QPointer>
 #include <QString>
+#include <vector>
 
 class QAction;
 class QComboBox;
@@ -213,14 +215,30 @@ private:
     void clearPartyList(QComboBox *combo, QLineEdit *text);
     void saveDetails(platform::Connection &con, bool editing);
 
+    // Unloading keeps the form's widgets for the next opening, which empties them and runs Form_Load again:
+    // building and styling some two hundred widgets costs more than reading an agreement.
+    void rememberInitialState();
+    void resetForReuse();
+    friend FrmAgreementreg *frmAgreementreg();
+
+    struct InitialState
+    {
+        QPointer<QWidget> control;
+        bool hidden;
+        bool disabled;
+        bool checked;
+    };
+    std::vector<InitialState> m_initial;
     bool m_unloaded = false;
 };
 
-// The form's default instance: created and loaded on first use; Unload destroys it, so that the next
-// use builds a fresh one.
+// The form's default instance: created and loaded on first use. Unload hides it and keeps its widgets; the
+// next use gets them back empty, as a new form, and loads it.
 FrmAgreementreg *frmAgreementreg();
 FrmAgreementreg *frmAgreementregIfLoaded();
 // Unloads the default instance (the closing check runs first); true when it is gone.
 bool unloadFrmAgreementreg();
+// Destroys the widgets kept from the last opening (when the module closes).
+void discardFrmAgreementreg();
 
 } // namespace agr

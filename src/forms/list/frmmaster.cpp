@@ -5,6 +5,7 @@
 
 #include "data/basagreementreg.h"
 #include "entry/modulecontext.h"
+#include "forms/agreement/frmagreementreg.h"
 #include "forms/formevents.h"
 #include "platform/connection.h"
 #include "platform/errors.h"
@@ -817,6 +818,7 @@ void FrmMaster::Unload()
         defaultInstance().clear();
     close(); // ends a modal Show
     deleteLater();
+    discardFrmAgreementreg();
 }
 
 void FrmMaster::reject()
