@@ -98,10 +98,7 @@ void setTwipsGeometry(QWidget *control, int left, int top, int width, int height
 
 void setFormHeightTwips(QWidget *form, int twips)
 {
-    int chrome = form->frameGeometry().height() - form->height();
-    if (chrome <= 0)
-        chrome = twipsToPixels(FormChromeTwips, form);
-    form->resize(form->width(), std::max(0, twipsToPixels(twips, form) - chrome));
+    form->resize(form->width(), std::max(0, twipsToPixels(twips - FormChromeTwips, form)));
 }
 
 QColor colorFromVb(quint32 value)

@@ -17,8 +17,8 @@ void setTwipsTop(QWidget *control, int twips);
 int twipsHeight(const QWidget *control);
 void setTwipsHeight(QWidget *control, int twips);
 void setTwipsGeometry(QWidget *control, int left, int top, int width, int height);
-// A form's Height counts its caption bar and borders; the inside gets the rest. Where the window system
-// has not told the frame's size yet, a caption bar of FormChromeTwips is assumed.
+// A form's Height counts its caption bar and borders, taken as FormChromeTwips whatever the window system
+// draws, so that a form's inside is the same everywhere; the inside gets the rest.
 constexpr int FormChromeTwips = 420;
 void setFormHeightTwips(QWidget *form, int twips);
 

@@ -252,6 +252,12 @@ void tst_DetailGrids::eachGridFilledSavedAndReadBack()
         if (!person)
             QCOMPARE(p->lbladdress->text(), kind.label);
         QCOMPARE(focused(), person ? static_cast<QWidget *>(p->txtsignedby) : p->txtaddress);
+        // AGR_TEST_SHOTS=folder keeps a picture of each kind of popup, to look at.
+        if (const QString shots = qEnvironmentVariable("AGR_TEST_SHOTS"); !shots.isEmpty()) {
+            p->dtppopupdate->setDate(Today);
+            p->grab().save(shots + QLatin1Char('/') + p->windowTitle().section(QLatin1Char(' '), 0, 0) +
+                           QStringLiteral(".png"));
+        }
 
         // Three rows: the first typed with a date of 05/03/2024, the others on the processing date.
         for (int i = 1; i <= 3; ++i) {

@@ -68,11 +68,11 @@ QDate processDate()
 
 // Design-time places, in twips. The frame stands at the form's top, so that tops inside it and on the form
 // are the same numbers.
-constexpr int FormWidth = 6960;
+constexpr int FormWidth = 8220;
 constexpr int FieldLeft = 1350;
 constexpr int LabelWidth = 1200;
 constexpr int BoxHeight = 315;
-constexpr int ButtonWidth = 1000;
+constexpr int ButtonWidth = 1260;
 constexpr int ButtonHeight = 375;
 
 } // namespace
@@ -124,26 +124,26 @@ void Frmpopup::buildForm()
 
     // Name and date on the first line, position and agency on the second, the address below them.
     lblsignedby = label("lblsignedby", QStringLiteral("&Name :"), 120, 270, LabelWidth);
-    txtsignedby = lineEdit("txtsignedby", 270, 3000);
+    txtsignedby = lineEdit("txtsignedby", 270, 3800);
     lblsignedby->setBuddy(txtsignedby);
-    lbldate = label("lbldate", QStringLiteral("Da&te :"), 4450, 270, 560);
+    lbldate = label("lbldate", QStringLiteral("Da&te :"), 5300, 270, 600);
     dtppopupdate = new platform::DatePicker(frapopupform);
     dtppopupdate->setObjectName(QStringLiteral("dtppopupdate"));
     dtppopupdate->setDate(QDate::currentDate());
-    setTwipsGeometry(dtppopupdate, 5040, 270, 1440, BoxHeight);
+    setTwipsGeometry(dtppopupdate, 5950, 270, 1560, BoxHeight);
     lbldate->setBuddy(dtppopupdate);
 
     lblpostion = label("lblpostion", QStringLiteral("&Position :"), 120, 690, LabelWidth);
-    txtpostion = lineEdit("txtpostion", 690, 3000);
+    txtpostion = lineEdit("txtpostion", 690, 3800);
     lblpostion->setBuddy(txtpostion);
     chkagency = new QCheckBox(QStringLiteral("A&gency"), frapopupform);
     chkagency->setObjectName(QStringLiteral("chkagency"));
-    setTwipsGeometry(chkagency, 5040, 690, 1440, BoxHeight);
+    setTwipsGeometry(chkagency, 5950, 690, 1560, BoxHeight);
 
     lbladdress = label("lbladdress", QStringLiteral("A&ddress :"), 120, 1110, LabelWidth);
     txtaddress = new PopupTextBox(frapopupform);
     txtaddress->setObjectName(QStringLiteral("txtaddress"));
-    setTwipsGeometry(txtaddress, FieldLeft, 1110, 5130, 900);
+    setTwipsGeometry(txtaddress, FieldLeft, 1110, 6160, 900);
     lbladdress->setBuddy(txtaddress);
 
     auto button = [this](const char *name, const QString &caption, int left) {
@@ -156,11 +156,11 @@ void Frmpopup::buildForm()
         return b;
     };
     cmdFirst = button("cmdFirst", QStringLiteral("&First"), 120);
-    cmdPrevious = button("cmdPrevious", QStringLiteral("P&revious"), 1200);
-    cmdNext = button("cmdNext", QStringLiteral("Ne&xt"), 2280);
-    cmdLast = button("cmdLast", QStringLiteral("&Last"), 3360);
-    cmdOK = button("cmdOK", QStringLiteral("&OK"), 4680);
-    Cmdclose = button("Cmdclose", QStringLiteral("&Close"), 5760);
+    cmdPrevious = button("cmdPrevious", QStringLiteral("P&revious"), 1440);
+    cmdNext = button("cmdNext", QStringLiteral("Ne&xt"), 2760);
+    cmdLast = button("cmdLast", QStringLiteral("&Last"), 4080);
+    cmdOK = button("cmdOK", QStringLiteral("&OK"), 5520);
+    Cmdclose = button("Cmdclose", QStringLiteral("&Close"), 6840);
 
     const QList<QWidget *> tabOrder = {txtsignedby, dtppopupdate, txtpostion,  chkagency, txtaddress, cmdOK,
                                        Cmdclose,    cmdFirst,     cmdPrevious, cmdNext,   cmdLast};
