@@ -34,18 +34,13 @@ using agr::FrmMaster;
 using agr::ListCol;
 using platform::FlexGrid;
 
+using agrtest::activate;
+using agrtest::cellCentre;
+
 namespace {
 
 const QDate Today(2026, 11, 15);
 const QString Caption = QStringLiteral("Agreements");
-
-bool activate(QWidget *window)
-{
-    window->show();
-    window->activateWindow();
-    QApplication::setActiveWindow(window);
-    return QTest::qWaitForWindowActive(window);
-}
 
 // Keys go where the focus is, as they do for the clerk.
 QWidget *focused()
@@ -99,13 +94,6 @@ void clickItem(QComboBox *combo, const QString &text)
     QTest::mouseMove(view->viewport(), rect.center());
     QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, rect.center());
     QTRY_VERIFY(!view->isVisible());
-}
-
-QPoint cellCentre(FlexGrid *grid, int row, int column)
-{
-    grid->setTopRow(row);
-    grid->flush();
-    return grid->visualRect(grid->model()->index(row - grid->FixedRows(), column)).center();
 }
 
 // The header record of the department's agreement with this number.

@@ -37,25 +37,13 @@ using agr::Frmpopup;
 using agrtest::countRows;
 using platform::FlexGrid;
 
+using agrtest::activate;
+using agrtest::cellCentre;
+
 namespace {
 
 const QDate Today(2026, 11, 15);
 const QString Caption = QStringLiteral("Agreements");
-
-bool activate(QWidget *window)
-{
-    window->show();
-    window->activateWindow();
-    QApplication::setActiveWindow(window);
-    return QTest::qWaitForWindowActive(window);
-}
-
-QPoint cellCentre(FlexGrid *grid, int row, int column)
-{
-    grid->setTopRow(row);
-    grid->flush();
-    return grid->visualRect(grid->model()->index(row - grid->FixedRows(), column)).center();
-}
 
 void doubleClick(FlexGrid *grid, int row)
 {

@@ -11,6 +11,7 @@
 #include "platform/seams.h"
 #include "platform/units.h"
 #include "suite/suite.h"
+#include "support/formtest.h"
 #include "support/testdb.h"
 #include "support/testsupport.h"
 
@@ -27,6 +28,8 @@ using agr::FrmMaster;
 using agr::ListCol;
 using agrtest::scalar;
 namespace demo = agr::schema::demo;
+
+using agrtest::cellCentre;
 
 namespace {
 
@@ -92,13 +95,6 @@ QStringList columnTexts(const platform::FlexGrid &grid, int column)
     for (int r = 1; r < grid.Rows(); ++r)
         texts << grid.TextMatrix(r, column);
     return texts;
-}
-
-QPoint cellCentre(platform::FlexGrid *grid, int row, int column)
-{
-    grid->setTopRow(row);
-    grid->flush();
-    return grid->visualRect(grid->model()->index(row - grid->FixedRows(), column)).center();
 }
 
 void clickCell(platform::FlexGrid *grid, int row, int column)
