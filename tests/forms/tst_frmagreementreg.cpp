@@ -682,6 +682,15 @@ void TestFrmAgreementreg::keptFormOpensAsNew()
     QVERIFY(!agr::frmAgreementregIfLoaded());
     form = openNew();
     QCOMPARE(formState(form), fresh);
+
+    // Prepared while the list was idle (built and styled, never loaded): as new as well.
+    QVERIFY(agr::unloadFrmAgreementreg());
+    agr::discardFrmAgreementreg();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    agr::prepareFrmAgreementreg();
+    QVERIFY(!agr::frmAgreementregIfLoaded());
+    form = openNew();
+    QCOMPARE(formState(form), fresh);
 }
 
 QTEST_MAIN(TestFrmAgreementreg)

@@ -718,6 +718,26 @@ FrmAgreementreg *frmAgreementregIfLoaded()
     return defaultInstance();
 }
 
+void prepareFrmAgreementreg()
+{
+    if (defaultInstance() || keptInstance())
+        return;
+    auto *form = new FrmAgreementreg;
+    form->rememberInitialState();
+    form->m_unloaded = true;
+    // Form_Load themes the form again, which costs nothing once it carries the theme. Without a theme
+    // service the form is simply not styled ahead; Form_Load then reports it.
+    platform::Trap(
+        [form] {
+            themeService()->ApplyScreenTheme(form);
+            themeService()->Applytabcolor(form->SSTab1);
+        },
+        {});
+    // Qt styles a control when it is first needed; all of them now, while nobody waits.
+    form->ensurePolished();
+    keptInstance() = form;
+}
+
 void discardFrmAgreementreg()
 {
     if (FrmAgreementreg *form = keptInstance()) {

@@ -220,6 +220,7 @@ private:
     void rememberInitialState();
     void resetForReuse();
     friend FrmAgreementreg *frmAgreementreg();
+    friend void prepareFrmAgreementreg();
 
     struct InitialState
     {
@@ -238,6 +239,9 @@ FrmAgreementreg *frmAgreementreg();
 FrmAgreementreg *frmAgreementregIfLoaded();
 // Unloads the default instance (the closing check runs first); true when it is gone.
 bool unloadFrmAgreementreg();
+// Builds and styles the form's widgets ahead of its first opening, unless they exist; the list calls it
+// once it is idle, so that even the first opening of an agreement finds them.
+void prepareFrmAgreementreg();
 // Destroys the widgets kept from the last opening (when the module closes).
 void discardFrmAgreementreg();
 

@@ -29,6 +29,7 @@
 #include <QScreen>
 #include <QShowEvent>
 #include <QSignalBlocker>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include <cmath>
@@ -280,6 +281,8 @@ void FrmMaster::Form_Load()
 
         mfgMaster_SelChange();
     });
+    // The entry form is built while the clerk looks at the list.
+    QTimer::singleShot(0, this, [] { prepareFrmAgreementreg(); });
 }
 
 void FrmMaster::populateRecord()
