@@ -1,7 +1,7 @@
 // FlexGrid: filling a long list the way the list form does (one more row per record, cells one by one),
 // beside a plain vector of the same texts filled in the same run; then painting, scrolling and sorting.
 
-#include "platform/flexgrid.h"
+#include "platform/grid/flexgrid.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

@@ -3,8 +3,8 @@
 // measurement on a new SQLite file and, when AGR_TEST_PG names a server, on a database created there for
 // the run and dropped after it.
 
-#include "platform/connection.h"
-#include "platform/errors.h"
+#include "platform/database/connection.h"
+#include "platform/runtime/errors.h"
 #include "suite/suite.h"
 #include "support/testdb.h"
 

@@ -4,11 +4,11 @@
 #include "data/services.h"
 #include "entry/modulecontext.h"
 #include "forms/list/frmmaster.h"
-#include "platform/changetest.h"
-#include "platform/connection.h"
-#include "platform/conversions.h"
-#include "platform/flexgrid.h"
-#include "platform/seams.h"
+#include "platform/database/connection.h"
+#include "platform/grid/flexgrid.h"
+#include "platform/runtime/conversions.h"
+#include "platform/ui/changetest.h"
+#include "platform/ui/seams.h"
 
 #include <QWidget>
 

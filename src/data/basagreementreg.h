@@ -2,7 +2,7 @@
 // The module's shared procedures and module-wide state: rights test, Enter key filter, change test, list
 // refresh after a save, error logging, and the standard error trap that every handler runs under.
 
-#include "platform/errors.h"
+#include "platform/runtime/errors.h"
 
 #include <QString>
 #include <functional>
@@ -12,11 +12,11 @@ class QWidget;
 namespace agr::bas {
 
 // Module-wide state.
-QString &rightsString();       // the user's FunctionRights for this interface
-QString &entryMode();          // "N" new agreement, "E" stored agreement
-QString &detailMode();         // "A" popup adds a row, "E" popup edits the current row
-qint32 &currentAgreementId();  // id of the agreement open in the entry form
-QString &listSql();            // the module-wide copy of the list statement
+QString &rightsString();      // the user's FunctionRights for this interface
+QString &entryMode();         // "N" new agreement, "E" stored agreement
+QString &detailMode();        // "A" popup adds a row, "E" popup edits the current row
+qint32 &currentAgreementId(); // id of the agreement open in the entry form
+QString &listSql();           // the module-wide copy of the list statement
 
 // True when the right letter is granted; a rights string of exactly "ADMIN" grants nothing here.
 // Both the code and the stored rights string are upper-cased and trimmed in place.

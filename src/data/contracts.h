@@ -50,14 +50,15 @@ public:
     virtual qint32 fnGetNextMaxNo(const QString &keyColumn) = 0;
     // Clears the combo box (or list widget) and fills it with the display column of every matching row;
     // each item carries its key as item data.
-    virtual void populateComboorList(QWidget *comboOrList, const QString &keyColumn, const QString &displayColumn,
-                                     const QString &where) = 0;
+    virtual void populateComboorList(QWidget *comboOrList, const QString &keyColumn,
+                                     const QString &displayColumn, const QString &where) = 0;
     // Fills the payment list view: one row per record the criterion selects, one column per expression;
     // "slno" numbers the rows 1..n, dates read "dd/mm/yyyy", amounts carry two decimals. The list view is
     // the first argument, which the original left optional.
     virtual void PopulateListviewlvwPayment(QTreeWidget *listView, const QString &tables, QString &criterion,
                                             const QString &col1, const QString &col2, const QString &col3,
-                                            const QString &col4, const QString &col5, const QString &col6) = 0;
+                                            const QString &col4, const QString &col5,
+                                            const QString &col6) = 0;
 };
 
 // SharedCore.GeneralService: user-interface utilities.

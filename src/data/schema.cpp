@@ -1,7 +1,7 @@
 #include "schema.h"
 
-#include "platform/connection.h"
-#include "platform/dialect.h"
+#include "platform/database/connection.h"
+#include "platform/database/dialect.h"
 
 #include <vector>
 

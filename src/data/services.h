@@ -3,8 +3,8 @@
 // interface. The holder owns the object; releasing it ("Set x = Nothing") deletes it.
 
 #include "data/contracts.h"
-#include "platform/errors.h"
-#include "platform/registry.h"
+#include "platform/runtime/errors.h"
+#include "platform/runtime/registry.h"
 
 #include <memory>
 

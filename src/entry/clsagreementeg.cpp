@@ -2,7 +2,7 @@
 
 #include "entry/modulecontext.h"
 #include "forms/list/frmmaster.h"
-#include "platform/seams.h"
+#include "platform/ui/seams.h"
 
 namespace agr {
 

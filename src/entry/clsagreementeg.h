@@ -2,7 +2,7 @@
 // clsagreementeg: the module's one public class. The host sets the properties (its open connection and
 // the module context) and calls Show, which runs the agreement list modally.
 
-#include "platform/connection.h"
+#include "platform/database/connection.h"
 
 #include <QDateTime>
 #include <QObject>

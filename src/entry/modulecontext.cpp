@@ -1,6 +1,6 @@
 #include "modulecontext.h"
 
-#include "platform/connection.h"
+#include "platform/database/connection.h"
 
 #include <QCoreApplication>
 

@@ -2,7 +2,7 @@
 
 #include "data/contracts.h"
 #include "entry/clsagreementeg.h"
-#include "platform/registry.h"
+#include "platform/runtime/registry.h"
 
 namespace agr {
 

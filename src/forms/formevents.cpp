@@ -1,6 +1,6 @@
 #include "forms/formevents.h"
 
-#include "platform/seams.h"
+#include "platform/ui/seams.h"
 
 #include <QAbstractSpinBox>
 #include <QComboBox>

@@ -2,7 +2,7 @@
 // Control events that Qt widgets have no signal for: KeyPress(KeyAscii) and KeyDown(KeyCode, Shift) from
 // key events, and an option button's Click.
 
-#include "platform/conversions.h"
+#include "platform/runtime/conversions.h"
 
 #include <QString>
 #include <QVariant>

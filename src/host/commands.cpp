@@ -4,8 +4,8 @@
 #include "options.h"
 
 #include "data/schema.h"
-#include "platform/connection.h"
-#include "platform/errors.h"
+#include "platform/database/connection.h"
+#include "platform/runtime/errors.h"
 
 namespace host {
 

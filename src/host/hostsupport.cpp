@@ -1,7 +1,7 @@
 #include "hostsupport.h"
 
-#include "platform/connection.h"
-#include "platform/errors.h"
+#include "platform/database/connection.h"
+#include "platform/runtime/errors.h"
 
 #include <QCoreApplication>
 #include <QDir>

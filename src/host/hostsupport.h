@@ -2,7 +2,7 @@
 // What the host's commands share: database URLs, the component libraries beside the program, and the
 // one-line error that ends a command.
 
-#include "platform/registry.h"
+#include "platform/runtime/registry.h"
 
 #include <QString>
 #include <exception>

@@ -3,7 +3,7 @@
 #include "commands.h"
 #include "hostsupport.h"
 
-#include "platform/application.h"
+#include "platform/runtime/application.h"
 
 #include <QCoreApplication>
 #include <cstring>

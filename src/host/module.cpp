@@ -8,9 +8,9 @@
 
 #include "data/contracts.h"
 #include "data/schema.h"
-#include "platform/connection.h"
-#include "platform/errors.h"
-#include "platform/seams.h"
+#include "platform/database/connection.h"
+#include "platform/runtime/errors.h"
+#include "platform/ui/seams.h"
 
 #include <QDir>
 #include <QElapsedTimer>

@@ -1,8 +1,8 @@
 #include "auditservice.h"
 
 #include "data/schema.h"
-#include "platform/changetest.h"
-#include "platform/errors.h"
+#include "platform/runtime/errors.h"
+#include "platform/ui/changetest.h"
 
 #include <QWidget>
 

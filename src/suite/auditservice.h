@@ -3,7 +3,7 @@
 // the Tag of a form's input controls.
 
 #include "data/contracts.h"
-#include "platform/connection.h"
+#include "platform/database/connection.h"
 
 #include <QObject>
 #include <QPointer>

@@ -1,6 +1,6 @@
 #include "dbservice.h"
 
-#include "platform/errors.h"
+#include "platform/runtime/errors.h"
 
 #include <QComboBox>
 #include <QDate>

@@ -2,7 +2,7 @@
 // SharedCore.DbService: reads one table at a time (strTableName) on the connection it is given (adocon).
 
 #include "data/contracts.h"
-#include "platform/connection.h"
+#include "platform/database/connection.h"
 
 #include <QObject>
 #include <QPointer>

@@ -9,7 +9,7 @@
 #include "gridlayoutservice.h"
 #include "themeservice.h"
 
-#include "platform/registry.h"
+#include "platform/runtime/registry.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "faultservice.h"
 
 #include "data/schema.h"
-#include "platform/errors.h"
+#include "platform/runtime/errors.h"
 
 #include <QDateTime>
 

@@ -4,7 +4,7 @@
 // name first (the module's error-logging procedure sets it to the module's connection).
 
 #include "data/contracts.h"
-#include "platform/connection.h"
+#include "platform/database/connection.h"
 
 #include <QObject>
 #include <QPointer>

@@ -1,6 +1,6 @@
 #include "generalservice.h"
 
-#include "platform/errors.h"
+#include "platform/runtime/errors.h"
 
 #include <QComboBox>
 #include <QLineEdit>

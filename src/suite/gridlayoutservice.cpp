@@ -1,10 +1,10 @@
 #include "gridlayoutservice.h"
 
 #include "data/schema.h"
-#include "platform/connection.h"
-#include "platform/errors.h"
-#include "platform/flexgrid.h"
-#include "platform/units.h"
+#include "platform/database/connection.h"
+#include "platform/grid/flexgrid.h"
+#include "platform/runtime/errors.h"
+#include "platform/ui/units.h"
 
 #include <QEvent>
 #include <QHeaderView>

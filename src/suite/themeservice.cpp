@@ -1,6 +1,6 @@
 #include "themeservice.h"
 
-#include "platform/errors.h"
+#include "platform/runtime/errors.h"
 
 #include <QApplication>
 #include <QColor>

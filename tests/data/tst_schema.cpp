@@ -5,7 +5,7 @@
 #include "support/testsupport.h"
 
 #include "data/schema.h"
-#include "platform/connection.h"
+#include "platform/database/connection.h"
 
 #include <QTest>
 

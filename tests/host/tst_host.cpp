@@ -3,7 +3,7 @@
 
 #include "support/testdb.h"
 
-#include "platform/registry.h"
+#include "platform/runtime/registry.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,8 +1,8 @@
 // Connection, Recordset, Field and Command behave as the module expects on every backend.
 
-#include "platform/connection.h"
-#include "platform/dialect.h"
-#include "platform/errors.h"
+#include "platform/database/connection.h"
+#include "platform/database/dialect.h"
+#include "platform/runtime/errors.h"
 #include "support/testdb.h"
 #include "support/testsupport.h"
 

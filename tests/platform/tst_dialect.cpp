@@ -1,7 +1,7 @@
 // The suite's statements run unchanged on every backend and give the server's answers.
 
-#include "platform/dialect.h"
-#include "platform/errors.h"
+#include "platform/database/dialect.h"
+#include "platform/runtime/errors.h"
 #include "support/testdb.h"
 #include "support/testsupport.h"
 

@@ -1,9 +1,9 @@
 // FlexGrid: the grid's own semantics (sizes, rows, sort, current cell and its events) and the original's
 // key and mouse codes through real events.
 
-#include "platform/errors.h"
-#include "platform/flexgrid.h"
-#include "platform/units.h"
+#include "platform/grid/flexgrid.h"
+#include "platform/runtime/errors.h"
+#include "platform/ui/units.h"
 
 #include <QHeaderView>
 #include <QScreen>

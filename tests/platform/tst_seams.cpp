@@ -1,10 +1,10 @@
 // The seams to the user (message boxes, modal shows, the file dialog, cursors, SendKeys), the rules that
 // read a form's controls, and twips and colours.
 
-#include "platform/controls.h"
-#include "platform/flexgrid.h"
-#include "platform/seams.h"
-#include "platform/units.h"
+#include "platform/grid/flexgrid.h"
+#include "platform/ui/controls.h"
+#include "platform/ui/seams.h"
+#include "platform/ui/units.h"
 
 #include <QAbstractButton>
 #include <QApplication>

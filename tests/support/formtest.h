@@ -8,9 +8,9 @@
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
 #include "forms/popup/frmpopup.h"
-#include "platform/connection.h"
-#include "platform/flexgrid.h"
-#include "platform/seams.h"
+#include "platform/database/connection.h"
+#include "platform/grid/flexgrid.h"
+#include "platform/ui/seams.h"
 
 #include <QApplication>
 #include <QCoreApplication>

@@ -1,7 +1,7 @@
 #include "testdb.h"
 
 #include "data/schema.h"
-#include "platform/errors.h"
+#include "platform/runtime/errors.h"
 
 #include <QCoreApplication>
 #include <QDir>

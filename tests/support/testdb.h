@@ -14,7 +14,7 @@
 // The PostgreSQL row uses the server named by AGR_TEST_PG (scripts/with-postgres.sh sets it). Without it
 // the row is skipped, or fails when the environment variable CI is set.
 
-#include "platform/connection.h"
+#include "platform/database/connection.h"
 
 #include <QDate>
 #include <QString>

@@ -4,7 +4,7 @@
 
 #include "data/schema.h"
 #include "entry/modulecontext.h"
-#include "platform/errors.h"
+#include "platform/runtime/errors.h"
 
 #include <QDateTime>
 #include <functional>

@@ -5,11 +5,11 @@
 #include "forms/formevents.h"
 #include "forms/list/frmmaster.h"
 #include "forms/popup/frmpopup.h"
-#include "platform/connection.h"
-#include "platform/controls.h"
-#include "platform/errors.h"
-#include "platform/flexgrid.h"
-#include "platform/seams.h"
+#include "platform/database/connection.h"
+#include "platform/grid/flexgrid.h"
+#include "platform/runtime/errors.h"
+#include "platform/ui/controls.h"
+#include "platform/ui/seams.h"
 
 #include <QAbstractButton>
 #include <QComboBox>

@@ -5,9 +5,9 @@
 
 #include "data/basagreementreg.h"
 #include "forms/popup/frmpopup.h"
-#include "platform/flexgrid.h"
-#include "platform/seams.h"
-#include "platform/units.h"
+#include "platform/grid/flexgrid.h"
+#include "platform/ui/seams.h"
+#include "platform/ui/units.h"
 
 #include <QAction>
 #include <QCheckBox>

@@ -7,9 +7,9 @@
 #include "entry/modulecontext.h"
 #include "forms/formevents.h"
 #include "forms/list/frmmaster.h"
-#include "platform/connection.h"
-#include "platform/flexgrid.h"
-#include "platform/seams.h"
+#include "platform/database/connection.h"
+#include "platform/grid/flexgrid.h"
+#include "platform/ui/seams.h"
 
 #include <QComboBox>
 #include <QDateEdit>

@@ -7,13 +7,13 @@
 #include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/formevents.h"
-#include "platform/connection.h"
-#include "platform/errors.h"
-#include "platform/flexgrid.h"
-#include "platform/flexgridmodel.h"
-#include "platform/registry.h"
-#include "platform/seams.h"
-#include "platform/units.h"
+#include "platform/database/connection.h"
+#include "platform/grid/flexgrid.h"
+#include "platform/grid/flexgridmodel.h"
+#include "platform/runtime/errors.h"
+#include "platform/runtime/registry.h"
+#include "platform/ui/seams.h"
+#include "platform/ui/units.h"
 
 #include <QApplication>
 #include <QComboBox>

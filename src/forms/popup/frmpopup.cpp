@@ -5,10 +5,10 @@
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/formevents.h"
 #include "forms/list/frmmaster.h"
-#include "platform/controls.h"
-#include "platform/flexgrid.h"
-#include "platform/seams.h"
-#include "platform/units.h"
+#include "platform/grid/flexgrid.h"
+#include "platform/ui/controls.h"
+#include "platform/ui/seams.h"
+#include "platform/ui/units.h"
 
 #include <QCheckBox>
 #include <QDateEdit>

@@ -2,9 +2,9 @@
 // (isnull, right, left) are renamed to the registered ones, and dates are kept as text in columns with a
 // collation that compares them as dates.
 
-#include "dialect.h"
+#include "platform/database/dialect.h"
 
-#include "errors.h"
+#include "platform/runtime/errors.h"
 
 #include <QSqlDriver>
 #include <QSqlResult>

@@ -1,6 +1,6 @@
 #include "controls.h"
 
-#include "flexgrid.h"
+#include "platform/grid/flexgrid.h"
 
 #include <QAbstractItemView>
 #include <QAbstractSpinBox>

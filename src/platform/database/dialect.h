@@ -3,7 +3,7 @@
 // (functions registered or installed, syntax rewritten, dates compared as dates), and the column types
 // that the schema is created with.
 
-#include "connection.h"
+#include "platform/database/connection.h"
 
 #include <QHash>
 #include <QSqlQuery>

@@ -1,8 +1,8 @@
 #include "flexgridmodel.h"
 
-#include "conversions.h"
+#include "platform/runtime/conversions.h"
 
-#include "units.h"
+#include "platform/ui/units.h"
 
 #include <QGuiApplication>
 #include <QLocale>
@@ -37,24 +37,6 @@ enum class SortKind
 };
 
 } // namespace
-
-bool isNumericText(const QString &text, double *value)
-{
-    // Most texts are ruled out by their first character, without copying or parsing them.
-    qsizetype first = 0;
-    while (first < text.size() && text.at(first).isSpace())
-        ++first;
-    if (first == text.size())
-        return false;
-    const QChar lead = text.at(first);
-    if (!(lead.isDigit() || lead == QLatin1Char('-') || lead == QLatin1Char('+') || lead == QLatin1Char('.')))
-        return false;
-    bool ok = false;
-    const double number = QLocale::c().toDouble(text.trimmed(), &ok);
-    if (ok && value)
-        *value = number;
-    return ok;
-}
 
 FlexGridModel::FlexGridModel(QObject *parent) : QAbstractTableModel(parent) {}
 

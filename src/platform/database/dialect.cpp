@@ -1,6 +1,6 @@
 #include "dialect.h"
 
-#include "errors.h"
+#include "platform/runtime/errors.h"
 
 #include <QSqlDriver>
 #include <QSqlError>

@@ -1,6 +1,6 @@
 #include "registry.h"
 
-#include "errors.h"
+#include "platform/runtime/errors.h"
 
 #include <QDir>
 #include <QFile>

@@ -23,6 +23,9 @@ qint16 CInt(const QVariant &value);
 // raises 94.
 QDate CDate(const QVariant &value);
 
+// Text that reads as a number (blanks around it allowed); its value into *value.
+bool isNumericText(const QString &text, double *value = nullptr);
+
 // Leading and trailing blanks removed (blanks only, not tabs or line breaks).
 QString Trim(const QString &text);
 

@@ -1,9 +1,9 @@
 #include "flexgrid.h"
 
-#include "errors.h"
-#include "flexgridmodel.h"
-#include "seams.h"
-#include "units.h"
+#include "platform/grid/flexgridmodel.h"
+#include "platform/runtime/errors.h"
+#include "platform/ui/seams.h"
+#include "platform/ui/units.h"
 
 #include <QApplication>
 #include <QCursor>

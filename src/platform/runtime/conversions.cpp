@@ -1,7 +1,8 @@
 #include "conversions.h"
 
-#include "errors.h"
-#include "flexgridmodel.h"
+#include "platform/runtime/errors.h"
+
+#include <QLocale>
 
 #include <cmath>
 #include <limits>
@@ -24,6 +25,24 @@ template <class Int> Int whole(double value)
 }
 
 } // namespace
+
+bool isNumericText(const QString &text, double *value)
+{
+    // Most texts are ruled out by their first character, without copying or parsing them.
+    qsizetype first = 0;
+    while (first < text.size() && text.at(first).isSpace())
+        ++first;
+    if (first == text.size())
+        return false;
+    const QChar lead = text.at(first);
+    if (!(lead.isDigit() || lead == QLatin1Char('-') || lead == QLatin1Char('+') || lead == QLatin1Char('.')))
+        return false;
+    bool ok = false;
+    const double number = QLocale::c().toDouble(text.trimmed(), &ok);
+    if (ok && value)
+        *value = number;
+    return ok;
+}
 
 double Val(const QString &text)
 {

@@ -1,8 +1,8 @@
 #include "changetest.h"
 
-#include "conversions.h"
+#include "platform/runtime/conversions.h"
 
-#include "controls.h"
+#include "platform/ui/controls.h"
 
 #include <QWidget>
 

@@ -115,7 +115,4 @@ private:
     bool m_flushQueued = false;
 };
 
-// Text that reads as a number (blanks around it allowed).
-bool isNumericText(const QString &text, double *value = nullptr);
-
 } // namespace platform

@@ -1,9 +1,9 @@
 // PostgreSQL: the suite's functions live in the database (installed once, idempotently), convert() is
 // rewritten to cast(), and the session reads day-first dates so that 'dd/mm/yyyy' text is a date.
 
-#include "dialect.h"
+#include "platform/database/dialect.h"
 
-#include "errors.h"
+#include "platform/runtime/errors.h"
 
 #include <QSqlError>
 

@@ -1,7 +1,7 @@
 #include "connection.h"
 
-#include "dialect.h"
-#include "errors.h"
+#include "platform/database/dialect.h"
+#include "platform/runtime/errors.h"
 
 #include <QAtomicInt>
 #include <QFile>
