@@ -1,8 +1,12 @@
 #include "modulecontext.h"
 
+#include "entry/registration.h"
 #include "platform/database/connection.h"
 
 #include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QStandardPaths>
 
 namespace agr {
 
@@ -29,6 +33,23 @@ ModuleContext &context()
 {
     static ModuleContext moduleContext;
     return moduleContext;
+}
+
+QString appPath()
+{
+    const QString named = qEnvironmentVariable("AGR_APP_PATH");
+    if (!named.isEmpty()) {
+        QDir().mkpath(named);
+        return QDir(named).absolutePath();
+    }
+    const QFileInfo library(moduleLibraryPath());
+    const QFileInfo folder(library.absolutePath());
+    if (!library.filePath().isEmpty() && folder.isDir() && folder.isWritable())
+        return folder.absoluteFilePath();
+    const QString user = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+                         QStringLiteral("/agreement-register");
+    QDir().mkpath(user);
+    return user;
 }
 
 } // namespace agr

@@ -35,4 +35,9 @@ private:
 
 ModuleContext &context();
 
+// App.Path: the folder of the module's library, where the scanned-copies form keeps its temporary files.
+// AGR_APP_PATH names another folder; where the library's folder cannot be written, the user's data folder
+// of the register stands in for it.
+QString appPath();
+
 } // namespace agr

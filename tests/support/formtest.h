@@ -8,6 +8,7 @@
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
 #include "forms/popup/frmpopup.h"
+#include "forms/scancopies/frmscancopies.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/seams.h"
@@ -40,6 +41,7 @@ inline void endFormTest(std::unique_ptr<platform::Connection> &con)
     platform::setMsgBoxResponder([](const platform::MsgBoxCall &) { return platform::vb::No; });
     if (con && con->transactionLevel() > 0)
         con->RollbackTrans();
+    agr::unloadFrmScanCopies();
     agr::unloadFrmpopup();
     agr::unloadFrmAgreementreg();
     agr::unloadFrmMaster();

@@ -5,6 +5,7 @@
 #include "forms/formevents.h"
 #include "forms/list/frmmaster.h"
 #include "forms/popup/frmpopup.h"
+#include "forms/scancopies/frmscancopies.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/runtime/errors.h"
@@ -573,7 +574,8 @@ void FrmAgreementreg::cmdcancel_Click()
 
 void FrmAgreementreg::cmdScan_Click()
 {
-    // The scanned-copies form is not part of this build yet.
+    // No trap: an error while the copies load goes on to the event loop's last-chance handler.
+    platform::showModal(frmScanCopies(), this);
 }
 
 void FrmAgreementreg::cmdBrowse_Click()
