@@ -277,6 +277,9 @@ void tst_ScanCopies::storedAddedRenamedAndStoredAgain()
     QVERIFY(form->imgShow->hasPicture());
     QVERIFY(form->imgShow->decodedSize().width() <=
             form->imgShow->width() * form->imgShow->devicePixelRatioF());
+    // AGR_TEST_SHOTS=folder keeps a picture of the form, to look at.
+    if (const QString shots = qEnvironmentVariable("AGR_TEST_SHOTS"); !shots.isEmpty())
+        form->grab().save(shots + QStringLiteral("/ScanCopies.png"));
 
     // Renaming the first: the box over the name cell, Enter writes it.
     QTest::mouseClick(grid->viewport(), Qt::LeftButton, {}, cellCentre(grid, 1, 1));
