@@ -115,6 +115,36 @@ public:
                             QString &source, QString &description, QString &entryMode, bool flag) = 0;
 };
 
+// A report opened by the print engine.
+class IReport
+{
+public:
+    virtual ~IReport() = default;
+    // The report's text slots, 1 to 3 (title, subtitle, the user's name on this register).
+    virtual void setTextSlot(int position, const QString &text) = 0;
+    // "{AgreementRegister.agragreementid}=17"; empty selects every record.
+    virtual void setRecordSelectionFormula(const QString &formula) = 0;
+    // The preview window's toolbar options, by the engine's dispatch ids.
+    virtual void setPrintWindowOption(int dispatchId, bool on) = 0;
+    // Shows the report in the engine's own preview window; 0 for position and size means the defaults.
+    virtual void Preview(const QString &title, int left, int top, int width, int height,
+                         qint32 windowStyle) = 0;
+    // Writes the report as a PDF file without a window.
+    virtual void ExportPdf(const QString &path) = 0;
+};
+
+// Crystal.CRPE.Application: the print engine.
+class IReportEngine
+{
+public:
+    virtual ~IReportEngine() = default;
+    // Logs on to the data source that server names; a failed log-on raises.
+    virtual void LogOnServer(const QString &dllName, const QString &server, const QString &database,
+                             const QString &user, const QString &password) = 0;
+    // The report file opened; the engine owns it. A missing or unreadable file raises.
+    virtual IReport *OpenReport(const QString &path) = 0;
+};
+
 } // namespace agr
 
 #define AGR_IDbService_iid "suite.SharedCore.IDbService/1.0"
@@ -123,6 +153,7 @@ public:
 #define AGR_IThemeService_iid "suite.ScreenTheme.IThemeService/1.0"
 #define AGR_IGridLayoutService_iid "suite.GridLayout.IGridLayoutService/1.0"
 #define AGR_IFaultService_iid "suite.FaultLog.IFaultService/1.0"
+#define AGR_IReportEngine_iid "suite.Crystal.IReportEngine/1.0"
 
 Q_DECLARE_INTERFACE(agr::IDbService, AGR_IDbService_iid)
 Q_DECLARE_INTERFACE(agr::IGeneralService, AGR_IGeneralService_iid)
@@ -130,3 +161,4 @@ Q_DECLARE_INTERFACE(agr::IAuditService, AGR_IAuditService_iid)
 Q_DECLARE_INTERFACE(agr::IThemeService, AGR_IThemeService_iid)
 Q_DECLARE_INTERFACE(agr::IGridLayoutService, AGR_IGridLayoutService_iid)
 Q_DECLARE_INTERFACE(agr::IFaultService, AGR_IFaultService_iid)
+Q_DECLARE_INTERFACE(agr::IReportEngine, AGR_IReportEngine_iid)

@@ -3,9 +3,13 @@
 #include "hostsupport.h"
 #include "options.h"
 
+#include "data/contracts.h"
 #include "data/schema.h"
 #include "platform/database/connection.h"
 #include "platform/runtime/errors.h"
+
+#include <QFileInfo>
+#include <memory>
 
 namespace host {
 
@@ -126,6 +130,65 @@ int sql(const QStringList &arguments)
     } catch (const platform::RuntimeError &e) {
         throw Failure(QStringLiteral("error %1: %2").arg(e.number()).arg(oneLine(e.description())));
     }
+    return 0;
+}
+
+int report(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Writes the agreement register as PDF without a window: one agreement (by its id, as the list's "
+        "Preview selects it), or every agreement of the department."));
+    parser.addOption(databaseOption());
+    parser.addOption({QStringLiteral("user"), QStringLiteral("The user named on the register (default 1)."),
+                      QStringLiteral("N")});
+    parser.addOption(
+        {QStringLiteral("department"), QStringLiteral("The department (default 1)."), QStringLiteral("N")});
+    parser.addOption(
+        {QStringLiteral("agreement"), QStringLiteral("The agreement id."), QStringLiteral("ID")});
+    parser.addOption(
+        {QStringLiteral("pdf"), QStringLiteral("The PDF file to write."), QStringLiteral("FILE")});
+    parser.addPositionalArgument(QStringLiteral("report"), QStringLiteral("The command."));
+    parseArguments(parser, arguments);
+    noMorePositionals(parser, 1);
+    if (!parser.isSet(QStringLiteral("pdf")) || parser.value(QStringLiteral("pdf")).isEmpty())
+        throw Failure(QStringLiteral("report: give the file to write with --pdf FILE"), ExitUsage);
+    const qint32 user = int32Option(parser, QStringLiteral("user"), 1);
+    const qint16 department = int16Option(parser, QStringLiteral("department"), 1);
+    const qint32 agreement = int32Option(parser, QStringLiteral("agreement"), 0);
+    const QString pdf = QFileInfo(parser.value(QStringLiteral("pdf"))).absoluteFilePath();
+
+    platform::Connection con;
+    const QString url = databaseUrl(parser);
+    openDatabase(con, url, false);
+    platform::setHostDatabaseUrl(con.url());
+    ensureRegistered({QLatin1String(agr::progid::ReportEngine)}, componentLibrary(QStringLiteral("suite")));
+    try {
+        std::unique_ptr<QObject> object(
+            platform::ComponentRegistry::instance().create(QLatin1String(agr::progid::ReportEngine)));
+        auto *engine = platform::required(qobject_cast<agr::IReportEngine *>(object.get()),
+                                          QLatin1String(agr::progid::ReportEngine));
+        // The module's data source name: a site's configuration may name a database for it; otherwise the
+        // database given here is used.
+        engine->LogOnServer(QStringLiteral("pdsodbc.dll"), QStringLiteral("admindsnv2"),
+                            QStringLiteral("adminv2"), QString(), QString());
+        agr::IReport *report =
+            engine->OpenReport(QFileInfo(componentLibrary(QStringLiteral("zrtp1003"))).absolutePath() +
+                               QStringLiteral("/reports/rptAgreementRegister.rpt"));
+        report->setTextSlot(1, QStringLiteral("Agreement Register"));
+        report->setTextSlot(2, QStringLiteral(" "));
+        platform::Recordset name =
+            con.Execute(QStringLiteral("select UserName from aUsers where userid=") + QString::number(user));
+        report->setTextSlot(3, name.isEOF() ? QString() : name.Fields(0).joinEmpty());
+        report->setRecordSelectionFormula(
+            agreement != 0
+                ? QStringLiteral("{AgreementRegister.agragreementid}=") + QString::number(agreement)
+                : QStringLiteral("{AgreementRegister.agrDepartmentid}=") + QString::number(department));
+        report->ExportPdf(pdf);
+    } catch (const platform::RuntimeError &e) {
+        throw Failure(QStringLiteral("report: error %1: %2").arg(e.number()).arg(oneLine(e.description())));
+    }
+    printOut(QStringLiteral("Wrote the register to ") + pdf);
     return 0;
 }
 

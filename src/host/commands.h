@@ -13,6 +13,8 @@ int runModule(const QStringList &arguments);
 int initDb(const QStringList &arguments);
 // agreement-register sql [--database URL] "STATEMENT"
 int sql(const QStringList &arguments);
+// agreement-register report [--database URL] [--user N] [--department N] [--agreement ID] --pdf FILE
+int report(const QStringList &arguments);
 // agreement-register register|unregister [LIBRARY...]
 int registration(const QStringList &arguments, bool doRegister);
 

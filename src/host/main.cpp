@@ -6,6 +6,7 @@
 #include "platform/runtime/application.h"
 
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <cstring>
 #include <initializer_list>
 
@@ -16,6 +17,7 @@ enum class Command
     Module,
     InitDb,
     Sql,
+    Report,
     Register,
     Unregister
 };
@@ -29,6 +31,8 @@ Command commandOf(int argc, char **argv)
         return Command::InitDb;
     if (std::strcmp(word, "sql") == 0)
         return Command::Sql;
+    if (std::strcmp(word, "report") == 0)
+        return Command::Report;
     if (std::strcmp(word, "register") == 0)
         return Command::Register;
     if (std::strcmp(word, "unregister") == 0)
@@ -101,6 +105,15 @@ int main(int argc, char **argv)
         name();
         return guarded([&] { return host::runModule(QCoreApplication::arguments()); });
     }
+    if (command == Command::Report) {
+        // Fonts and pages need the GUI classes, but never a window: offscreen where there is no display.
+        if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM") && !qEnvironmentVariableIsSet("DISPLAY") &&
+            !qEnvironmentVariableIsSet("WAYLAND_DISPLAY"))
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        QGuiApplication app(argc, argv);
+        name();
+        return guarded([&] { return host::report(QCoreApplication::arguments()); });
+    }
     QCoreApplication app(argc, argv);
     name();
     return guarded([&] {
@@ -115,6 +128,7 @@ int main(int argc, char **argv)
         case Command::Unregister:
             return host::registration(arguments, false);
         case Command::Module:
+        case Command::Report:
             break;
         }
         return host::ExitUsage;

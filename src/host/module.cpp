@@ -27,6 +27,7 @@ const QStringList suiteProgIds = {
     QLatin1String(agr::progid::DbService),         QLatin1String(agr::progid::GeneralService),
     QLatin1String(agr::progid::AuditService),      QLatin1String(agr::progid::ThemeService),
     QLatin1String(agr::progid::GridLayoutService), QLatin1String(agr::progid::FaultService),
+    QLatin1String(agr::progid::ReportEngine),
 };
 
 void setProperty(QObject *object, const char *name, const QVariant &value)
@@ -159,6 +160,8 @@ int runModule(const QStringList &arguments)
                 .arg(QLatin1String(agr::progid::Module), e.description(), oneLine(registry.lastFailure())));
     }
 
+    // The report engine logs on by itself; where no data source of its own names a database, it uses this.
+    platform::setHostDatabaseUrl(con.url());
     // By name, as a host of the suite binds to the class late.
     setProperty(module.get(), "adocon", QVariant::fromValue(&con));
     setProperty(module.get(), "dtProcessDate", QDateTime(date, QTime(0, 0)));

@@ -7,6 +7,7 @@
 #include "faultservice.h"
 #include "generalservice.h"
 #include "gridlayoutservice.h"
+#include "reportengine.h"
 #include "themeservice.h"
 
 #include "platform/runtime/registry.h"
@@ -28,6 +29,7 @@ const platform::ClassEntry classes[] = {
     {agr::progid::GridLayoutService, "{5B1E0C21-7A43-4D0E-9F61-2C8D3A90B105}",
      &make<suite::GridLayoutService>},
     {agr::progid::FaultService, "{5B1E0C21-7A43-4D0E-9F61-2C8D3A90B106}", &make<suite::FaultService>},
+    {agr::progid::ReportEngine, "{5B1E0C21-7A43-4D0E-9F61-2C8D3A90B107}", &make<suite::ReportEngine>},
 };
 
 } // namespace

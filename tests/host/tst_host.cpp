@@ -52,6 +52,8 @@ private Q_SLOTS:
     void missingTables_data() { agrtest::addBackends(); }
     void missingTables();
     void oneLineErrors();
+    void reportPdf_data() { agrtest::addBackends(); }
+    void reportPdf();
     void registration();
 
 private:
@@ -243,6 +245,58 @@ void tst_host::registration()
     QCOMPARE(missing.status, 1);
     QVERIFY(missing.out.first().contains(QStringLiteral("0x80004005 (E_FAIL)")));
     qputenv("AGR_COMPONENT_REGISTRY", m_dir.filePath(QStringLiteral("components.json")).toLocal8Bit());
+}
+
+// The register written as PDF without a window: one agreement, or the department's; bad arguments and a
+// missing database each end with one line.
+void tst_host::reportPdf()
+{
+    AGR_FETCH_URL();
+    const QString db = agrtest::freshUrl(url);
+    if (db.isEmpty())
+        return;
+    QCOMPARE(
+        run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo")}).status,
+        0);
+    QTemporaryDir folder;
+    const QString pdf = folder.filePath(QStringLiteral("register.pdf"));
+    const auto text = [&pdf] {
+        QProcess pdftotext;
+        pdftotext.start(QStringLiteral("pdftotext"), {pdf, QStringLiteral("-")});
+        pdftotext.waitForFinished(60000);
+        return QString::fromUtf8(pdftotext.readAllStandardOutput());
+    };
+
+    Run one = run({QStringLiteral("report"), QStringLiteral("--database"), db, QStringLiteral("--user"),
+                   QStringLiteral("2"), QStringLiteral("--agreement"), QStringLiteral("3"),
+                   QStringLiteral("--pdf"), pdf});
+    QCOMPARE(one.status, 0);
+    QCOMPARE(one.out, QStringList({QStringLiteral("Wrote the register to ") + pdf}));
+    const QString page = text();
+    QVERIFY2(page.contains(QLatin1String("AG/3")), qPrintable(page.left(400)));
+    QVERIFY(page.contains(QLatin1String("by admin")));
+    QVERIFY(!page.contains(QLatin1String("AG/4")));
+
+    Run department = run({QStringLiteral("report"), QStringLiteral("--database"), db,
+                          QStringLiteral("--department"), QStringLiteral("2"), QStringLiteral("--pdf"), pdf});
+    QCOMPARE(department.status, 0);
+    const QString second = text();
+    QVERIFY(second.contains(QLatin1String("Sparkle Cleaners")));
+    QVERIFY(!second.contains(QLatin1String("Market Road Shop")));
+
+    Run noFile = run({QStringLiteral("report"), QStringLiteral("--database"), db});
+    QCOMPARE(noFile.status, 2);
+    QCOMPARE(noFile.err.size(), 1);
+    QVERIFY(noFile.err.first().contains(QLatin1String("--pdf")));
+    Run badNumber = run({QStringLiteral("report"), QStringLiteral("--database"), db,
+                         QStringLiteral("--agreement"), QStringLiteral("x"), QStringLiteral("--pdf"), pdf});
+    QCOMPARE(badNumber.status, 2);
+    QCOMPARE(badNumber.err.size(), 1);
+    Run noDatabase = run({QStringLiteral("report"), QStringLiteral("--database"),
+                          folder.filePath(QStringLiteral("missing.db")), QStringLiteral("--pdf"), pdf});
+    QCOMPARE(noDatabase.status, 1);
+    QCOMPARE(noDatabase.err.size(), 1);
+    QVERIFY(noDatabase.err.first().contains(QLatin1String("not found")));
 }
 
 QTEST_MAIN(tst_host)

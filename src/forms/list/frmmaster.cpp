@@ -801,9 +801,32 @@ void FrmMaster::CmdDelete_Click()
 void FrmMaster::cmdPreview_Click()
 {
     bas::Trap(this, "cmdPreview_Click", [&] {
+        // One engine per click; the log-on values are the module's own constants, which a site's data
+        // source configuration overrides in the engine.
         m_reportEngine.reset();
         m_reportEngine.reset(
             platform::ComponentRegistry::instance().create(QLatin1String(progid::ReportEngine)));
+        IReportEngine *engine = platform::required(qobject_cast<IReportEngine *>(m_reportEngine.get()),
+                                                   QLatin1String(progid::ReportEngine));
+        engine->LogOnServer(QStringLiteral("pdsodbc.dll"), QStringLiteral("admindsnv2"),
+                            QStringLiteral("adminv2"), QStringLiteral("admin"),
+                            QStringLiteral("kormantle517"));
+        IReport *report =
+            engine->OpenReport(appPath() + QStringLiteral("\\reports\\rptAgreementRegister.rpt"));
+        report->setTextSlot(1, QStringLiteral("Agreement Register"));
+        report->setTextSlot(2, QStringLiteral(" "));
+        dbService->setStrTableName(QStringLiteral("aUsers"));
+        report->setTextSlot(
+            3, dbService
+                   ->fnReturnField(QStringLiteral("UserName"),
+                                   QStringLiteral(" userid=") + QString::number(context().userId))
+                   .toString());
+        const QString id = mfgMaster->TextMatrix(mfgMaster->Row(), col(ListCol::AgreementId));
+        if (!id.isEmpty())
+            report->setRecordSelectionFormula(QStringLiteral("{AgreementRegister.agragreementid}=") + id);
+        for (int option : {7, 8, 10, 12, 14})
+            report->setPrintWindowOption(option, true);
+        report->Preview(QStringLiteral("Agreement Register Report"), 0, 0, 0, 0, 0x010B0000);
     });
 }
 

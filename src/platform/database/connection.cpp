@@ -850,6 +850,24 @@ Recordset Command::Execute(const QVariantList &values)
     return rs;
 }
 
+namespace {
+QString &hostUrl()
+{
+    static QString url;
+    return url;
+}
+} // namespace
+
+void setHostDatabaseUrl(const QString &url)
+{
+    hostUrl() = url;
+}
+
+QString hostDatabaseUrl()
+{
+    return hostUrl();
+}
+
 Backend backendOfUrl(const QString &url)
 {
     return parseUrl(url).backend;

@@ -279,6 +279,19 @@ QString ShowOpen(const FileDialogCall &call, QWidget *parent)
     return withDefaultExt(chosen, call.defaultExt);
 }
 
+QString ShowSave(const FileDialogCall &call, QWidget *parent)
+{
+    QString chosen;
+    if (const FileDialogResponder &responder = fileDialogResponder()) {
+        chosen = responder(call);
+    } else {
+        const QString title = call.title.isEmpty() ? QStringLiteral("Save As") : call.title;
+        chosen = QFileDialog::getSaveFileName(parent ? parent : placementWindow(), title, QString(),
+                                              qtFilter(call.filter));
+    }
+    return withDefaultExt(chosen, call.defaultExt);
+}
+
 void setFileDialogResponder(FileDialogResponder responder)
 {
     fileDialogResponder() = std::move(responder);

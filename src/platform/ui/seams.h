@@ -62,6 +62,8 @@ struct FileDialogCall
 };
 using FileDialogResponder = std::function<QString(const FileDialogCall &)>;
 QString ShowOpen(const FileDialogCall &call, QWidget *parent = nullptr);
+// The common dialog's Save; the same responder answers it (tests tell the two by the call's title).
+QString ShowSave(const FileDialogCall &call, QWidget *parent = nullptr);
 void setFileDialogResponder(FileDialogResponder responder);
 
 // MousePointer: 11 shows the hourglass over the widget, 0 restores the default.

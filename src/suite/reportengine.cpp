@@ -1,0 +1,198 @@
+#include "reportengine.h"
+
+#include "selectionformula.h"
+
+#include "platform/database/connection.h"
+#include "platform/runtime/errors.h"
+#include "platform/ui/seams.h"
+
+#include <QAction>
+#include <QFileInfo>
+#include <QPageLayout>
+#include <QPageSize>
+#include <QPdfWriter>
+#include <QPrintPreviewDialog>
+#include <QPrinter>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QToolBar>
+#include <QUrl>
+
+namespace suite {
+
+namespace {
+
+const QString Source = QStringLiteral("Crystal.CRPE.Application");
+constexpr int CannotOpenServer = 20599;
+constexpr int CannotExport = 20545;
+constexpr qint32 Maximised = 0x01000000;
+
+void setUpPage(QPagedPaintDevice &device)
+{
+    device.setPageLayout(QPageLayout(QPageSize(QPageSize::A4), QPageLayout::Portrait,
+                                     QMarginsF(15, 12, 15, 12), QPageLayout::Millimeter));
+}
+
+} // namespace
+
+// ---- Report ------------------------------------------------------------------------------------------
+
+Report::Report(ReportEngine *engine, const QString &path) : QObject(engine), m_engine(engine)
+{
+    m_document.load(path);
+}
+
+void Report::setTextSlot(int position, const QString &text)
+{
+    if (position < 1 || position > m_document.textSlots.size())
+        platform::Raise(9, Source, QStringLiteral("Subscript out of range"));
+    m_document.textSlots[position - 1] = text;
+}
+
+void Report::setRecordSelectionFormula(const QString &formula)
+{
+    // Checked here, so that a wrong formula is reported where it is set.
+    translateSelectionFormula(formula, m_document.tables());
+    m_formula = formula;
+}
+
+void Report::setPrintWindowOption(int dispatchId, bool on)
+{
+    m_windowOptions.insert(dispatchId, on);
+}
+
+int Report::build()
+{
+    return m_document.build(m_engine->connection(), m_formula);
+}
+
+void Report::ExportPdf(const QString &path)
+{
+    build();
+    QPdfWriter writer(path);
+    writer.setResolution(300);
+    writer.setTitle(m_document.textSlots.value(0));
+    writer.setCreator(Source);
+    setUpPage(writer);
+    m_document.paint(writer);
+    if (!QFileInfo(path).isFile() || QFileInfo(path).size() == 0)
+        platform::Raise(CannotExport, Source, QStringLiteral("Cannot write the report to ") + path);
+}
+
+void Report::Preview(const QString &title, int left, int top, int width, int height, qint32 windowStyle)
+{
+    build();
+    auto *printer = new QPrinter(QPrinter::HighResolution);
+    setUpPage(*printer);
+    auto *preview = new QPrintPreviewDialog(printer);
+    preview->setAttribute(Qt::WA_DeleteOnClose);
+    QObject::connect(preview, &QObject::destroyed, [printer] { delete printer; });
+    preview->setObjectName(QStringLiteral("ReportPreview"));
+    preview->setWindowTitle(title);
+    if (width > 0 && height > 0)
+        preview->setGeometry(left, top, width, height);
+    if (windowStyle & Maximised)
+        preview->setWindowState(Qt::WindowMaximized);
+    const ReportDocument document = m_document;
+    QObject::connect(preview, &QPrintPreviewDialog::paintRequested, preview,
+                     [document](QPrinter *target) { document.paint(*target); });
+    // The toolbar also saves the report as PDF.
+    if (auto *toolbar = preview->findChild<QToolBar *>()) {
+        QAction *pdf = toolbar->addAction(QStringLiteral("Save as PDF"));
+        pdf->setObjectName(QStringLiteral("savePdf"));
+        pdf->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_S));
+        QObject::connect(pdf, &QAction::triggered, preview, [document, preview] {
+            const QString file =
+                platform::ShowSave({QStringLiteral("Save the report as PDF"),
+                                    QStringLiteral("PDF Files (*.pdf)|*.pdf"), QStringLiteral("pdf")},
+                                   preview);
+            if (file.isEmpty())
+                return;
+            QPdfWriter writer(file);
+            writer.setResolution(300);
+            setUpPage(writer);
+            document.paint(writer);
+        });
+    }
+    platform::showModal(preview);
+}
+
+// ---- Engine ------------------------------------------------------------------------------------------
+
+ReportEngine::ReportEngine(QObject *parent) : QObject(parent) {}
+
+ReportEngine::~ReportEngine() = default;
+
+QString ReportEngine::dataSourceUrl(const QString &server, const QString &user, const QString &password,
+                                    QString *foundIn)
+{
+    const QString file = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+                         QStringLiteral("/agreement-register/datasources.ini");
+    if (!server.isEmpty() && QFileInfo::exists(file)) {
+        QSettings sources(file, QSettings::IniFormat);
+        if (sources.childGroups().contains(server, Qt::CaseInsensitive)) {
+            for (const QString &group : sources.childGroups()) {
+                if (group.compare(server, Qt::CaseInsensitive) != 0)
+                    continue;
+                sources.beginGroup(group);
+                QUrl url(sources.value(QStringLiteral("url")).toString());
+                // The site's own credentials win over what the program passes.
+                const QString siteUser = sources.value(QStringLiteral("user")).toString();
+                const QString sitePassword = sources.value(QStringLiteral("password")).toString();
+                if (url.scheme().startsWith(QLatin1String("postgres"))) {
+                    if (!siteUser.isEmpty())
+                        url.setUserName(siteUser);
+                    else if (url.userName().isEmpty() && !user.isEmpty())
+                        url.setUserName(user);
+                    if (!sitePassword.isEmpty())
+                        url.setPassword(sitePassword);
+                    else if (url.password().isEmpty() && !password.isEmpty() && siteUser.isEmpty())
+                        url.setPassword(password);
+                }
+                if (foundIn)
+                    *foundIn = file;
+                return url.toString();
+            }
+        }
+    }
+    if (foundIn)
+        *foundIn = QStringLiteral("host");
+    return platform::hostDatabaseUrl();
+}
+
+void ReportEngine::LogOnServer(const QString &dllName, const QString &server, const QString &database,
+                               const QString &user, const QString &password)
+{
+    Q_UNUSED(dllName);
+    Q_UNUSED(database);
+    const QString url = dataSourceUrl(server, user, password);
+    if (url.isEmpty())
+        platform::Raise(CannotOpenServer, Source,
+                        QStringLiteral("Cannot open SQL server: no data source named ") + server);
+    auto con = std::make_unique<platform::Connection>();
+    con->setStatementLogEnabled(false);
+    try {
+        con->Open(url);
+    } catch (const platform::RuntimeError &e) {
+        platform::Raise(CannotOpenServer, Source,
+                        QStringLiteral("Cannot open SQL server ") + platform::printableUrl(url) +
+                            QStringLiteral(": ") + e.description());
+    }
+    m_connection = std::move(con);
+}
+
+agr::IReport *ReportEngine::OpenReport(const QString &path)
+{
+    QString file = path;
+    file.replace(QLatin1Char('\\'), QLatin1Char('/'));
+    return new Report(this, file);
+}
+
+platform::Connection &ReportEngine::connection()
+{
+    if (!m_connection)
+        LogOnServer(QString(), QString(), QString(), QString(), QString());
+    return *m_connection;
+}
+
+} // namespace suite

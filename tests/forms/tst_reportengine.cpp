@@ -1,0 +1,255 @@
+// The report engine and the list's Preview, on the demo data of SQLite and PostgreSQL: the PDF it writes
+// read back with pdftotext, the preview window the list opens and its own PDF, and the failures that the
+// list logs through the fault service with nothing shown.
+
+#include "data/basagreementreg.h"
+#include "data/contracts.h"
+#include "data/schema.h"
+#include "entry/modulecontext.h"
+#include "forms/list/frmmaster.h"
+#include "platform/database/connection.h"
+#include "platform/grid/flexgrid.h"
+#include "platform/runtime/registry.h"
+#include "platform/ui/seams.h"
+#include "suite/reportengine.h"
+#include "suite/selectionformula.h"
+#include "suite/suite.h"
+#include "support/formtest.h"
+#include "support/testdb.h"
+#include "support/testsupport.h"
+
+#include <QAction>
+#include <QDir>
+#include <QPrintPreviewDialog>
+#include <QProcess>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace demo = agr::schema::demo;
+using agrtest::countRows;
+
+namespace {
+
+const QDate Today(2026, 11, 15);
+
+// The text of a PDF, as pdftotext reads it.
+QString pdfText(const QString &path)
+{
+    QProcess process;
+    process.start(QStringLiteral("pdftotext"), {QStringLiteral("-layout"), path, QStringLiteral("-")});
+    if (!process.waitForFinished(60000) || process.exitCode() != 0)
+        return QStringLiteral("pdftotext failed: ") + QString::fromLocal8Bit(process.readAllStandardError());
+    return QString::fromUtf8(process.readAllStandardOutput());
+}
+
+QString reportFile()
+{
+    return QCoreApplication::applicationDirPath() + QStringLiteral("/reports/rptAgreementRegister.rpt");
+}
+
+} // namespace
+
+class tst_ReportEngine : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<platform::Connection> m_con;
+    QTemporaryDir m_folder;
+    QList<QWidget *> m_shown;
+    QString m_saveTo;
+
+    bool openDemo(const QString &url);
+    // The fault rows the list's Preview left.
+    int faults(int number);
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void pdfOfOneAgreement_data() { agrtest::addBackends(); }
+    void pdfOfOneAgreement();
+    void previewFromTheList_data() { agrtest::addBackends(); }
+    void previewFromTheList();
+    void failuresLoggedNothingShown_data() { agrtest::addBackends(); }
+    void failuresLoggedNothingShown();
+};
+
+void tst_ReportEngine::initTestCase()
+{
+    suite::registerInProcess();
+    QVERIFY(m_folder.isValid());
+    // No site configuration of the test machine's user may name a data source here.
+    qputenv("XDG_CONFIG_HOME", m_folder.filePath(QStringLiteral("config")).toLocal8Bit());
+    qunsetenv("AGR_APP_PATH");
+    QVERIFY2(QFile::exists(reportFile()), qPrintable(reportFile()));
+}
+
+void tst_ReportEngine::init()
+{
+    m_shown.clear();
+    m_saveTo.clear();
+    platform::setModalHandler([this](QWidget *window) { m_shown << window; });
+    platform::setMsgBoxResponder([](const platform::MsgBoxCall &) { return platform::vb::OK; });
+    platform::setFileDialogResponder([this](const platform::FileDialogCall &) { return m_saveTo; });
+}
+
+void tst_ReportEngine::cleanup()
+{
+    for (QWidget *window : std::as_const(m_shown))
+        window->close();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    platform::setFileDialogResponder({});
+    platform::setHostDatabaseUrl(QString());
+    agrtest::endFormTest(m_con);
+}
+
+bool tst_ReportEngine::openDemo(const QString &url)
+{
+    m_con = agrtest::openFresh(url, true, true, Today);
+    if (!m_con)
+        return false;
+    platform::setHostDatabaseUrl(m_con->url());
+    agrtest::setDemoContext(m_con.get());
+    return true;
+}
+
+int tst_ReportEngine::faults(int number)
+{
+    return countRows(*m_con, QStringLiteral("aFaultLog"),
+                     QStringLiteral("ProcedureName='cmdPreview_Click' and ErrorNumber=") +
+                         QString::number(number));
+}
+
+// Agreement 1 of the demo: its number, parties, detail lines, payments and the user's name on the page.
+void tst_ReportEngine::pdfOfOneAgreement()
+{
+    AGR_FETCH_URL();
+    if (!openDemo(url))
+        return;
+    suite::ReportEngine engine;
+    engine.LogOnServer(QStringLiteral("pdsodbc.dll"), QStringLiteral("admindsnv2"), QStringLiteral("adminv2"),
+                       QStringLiteral("admin"), QString());
+    agr::IReport *report = engine.OpenReport(reportFile());
+    report->setTextSlot(1, QStringLiteral("Agreement Register"));
+    report->setTextSlot(2, QStringLiteral(" "));
+    report->setTextSlot(3, QStringLiteral("clerk"));
+    report->setRecordSelectionFormula(QStringLiteral("{AgreementRegister.agragreementid}=1 and "
+                                                     "{AgreementRegister.agrDepartmentid}=1"));
+    const QString pdf = m_folder.filePath(QStringLiteral("one.pdf"));
+    report->ExportPdf(pdf);
+    const QString text = pdfText(pdf);
+    for (const char *expected : {"Agreement Register", "by clerk", "Page 1 of 1", "AG/1", "Market Road Shop",
+                                 "Sri Ganesh Estates", "Ravi Kumar", "Anil Shetty", "Lease deed",
+                                 "Premises of 1200 sq ft", "Monthly rent 45,000", "HQPV/101", "270000.00"})
+        QVERIFY2(text.contains(QLatin1String(expected)), expected);
+    QVERIFY(!text.contains(QLatin1String("AG/2 ")));
+    QVERIFY(!text.contains(QLatin1String("Sparkle Cleaners"))); // department 2's agreement 1
+
+    // Every agreement of the department: one page each at least.
+    report->setRecordSelectionFormula(QStringLiteral("{AgreementRegister.agrDepartmentid}=1"));
+    report->ExportPdf(pdf);
+    const QString all = pdfText(pdf);
+    for (int n = 1; n <= 12; ++n)
+        QVERIFY(all.contains(QStringLiteral("AG/%1 ").arg(n)));
+    QVERIFY(all.count(QStringLiteral("Agreement Register")) >= 12);
+
+    // A formula the language does not have is refused where it is set.
+    QCOMPARE(agrtest::errorOf([&] { report->setRecordSelectionFormula(QStringLiteral("{Payments.x}=1")); }),
+             suite::FormulaError);
+}
+
+// Preview from the list: the selected agreement's register, with the id alone in the formula, in a preview
+// window that saves its own PDF; an empty selected row lists every agreement.
+void tst_ReportEngine::previewFromTheList()
+{
+    AGR_FETCH_URL();
+    if (!openDemo(url))
+        return;
+    // Agreement 17 of department 1, dated today so that the list shows it.
+    QVERIFY(
+        m_con
+            ->Execute(QStringLiteral("insert into agreementregister (agragreementid, agrDepartmentid, "
+                                     "agragreementNo, agragreementdate, agragreementdesc, agragreementtype) "
+                                     "values (17, 1, 'AG/17', '15/11/2026', 'Seventeenth', 'Lease')"))
+            .RecordsAffected() == 1);
+    agr::FrmMaster *list = agr::frmMaster();
+    platform::FlexGrid *grid = list->mfgMaster;
+    for (int row = 1; row < grid->Rows(); ++row) {
+        if (grid->TextMatrix(row, 0) == QLatin1String("17"))
+            grid->setRow(row);
+    }
+    QCOMPARE(grid->TextMatrix(grid->Row(), 0), "17");
+    QVERIFY(list->cmdPreview->isEnabled());
+    QTest::mouseClick(list->cmdPreview, Qt::LeftButton);
+    QCOMPARE(m_shown.size(), 1);
+    auto *preview = qobject_cast<QPrintPreviewDialog *>(m_shown.first());
+    QVERIFY(preview);
+    QCOMPARE(preview->windowTitle(), "Agreement Register Report");
+    QVERIFY(preview->windowState() & Qt::WindowMaximized);
+    QCOMPARE(countRows(*m_con, QStringLiteral("aFaultLog"), QStringLiteral("1=1")), 0);
+
+    // The toolbar's PDF.
+    m_saveTo = m_folder.filePath(QStringLiteral("preview"));
+    auto *save = preview->findChild<QAction *>(QStringLiteral("savePdf"));
+    QVERIFY(save);
+    save->trigger();
+    const QString text = pdfText(m_saveTo + QStringLiteral(".pdf"));
+    QVERIFY2(text.contains(QLatin1String("AG/17")), qPrintable(text.left(300)));
+    QVERIFY(text.contains(QLatin1String("Seventeenth")));
+    QVERIFY(text.contains(QLatin1String("by clerk")));
+    QVERIFY(!text.contains(QLatin1String("AG/1 ")));
+
+    // The list's blank row (a department without agreements): every agreement, both departments'.
+    agr::unloadFrmMaster();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    agr::context().departmentId = 3;
+    list = agr::frmMaster();
+    QCOMPARE(list->mfgMaster->TextMatrix(list->mfgMaster->Row(), 0), "");
+    list->cmdPreview_Click();
+    QCOMPARE(m_shown.size(), 2);
+    m_saveTo = m_folder.filePath(QStringLiteral("all.pdf"));
+    m_shown.last()->findChild<QAction *>(QStringLiteral("savePdf"))->trigger();
+    const QString all = pdfText(m_saveTo);
+    for (const char *expected : {"AG/12 ", "AG/17", "Sparkle Cleaners"})
+        QVERIFY2(all.contains(QLatin1String(expected)), expected);
+}
+
+// A missing engine, a failed log-on and a missing report file: each logged, nothing shown.
+void tst_ReportEngine::failuresLoggedNothingShown()
+{
+    AGR_FETCH_URL();
+    if (!openDemo(url))
+        return;
+    agr::FrmMaster *list = agr::frmMaster();
+
+    auto &registry = platform::ComponentRegistry::instance();
+    registry.unregisterInProcess(QLatin1String(agr::progid::ReportEngine));
+    QVERIFY(!registry.isRegistered(QLatin1String(agr::progid::ReportEngine)));
+    list->cmdPreview_Click();
+    suite::registerInProcess();
+    QCOMPARE(faults(429), 1);
+
+    // The site names the data source, and it cannot be opened.
+    QDir().mkpath(m_folder.filePath(QStringLiteral("config/agreement-register")));
+    {
+        QFile ini(m_folder.filePath(QStringLiteral("config/agreement-register/datasources.ini")));
+        QVERIFY(ini.open(QIODevice::WriteOnly));
+        ini.write("[admindsnv2]\nurl=sqlite:" +
+                  m_folder.filePath(QStringLiteral("no/such/folder/x.db")).toUtf8() + "\n");
+    }
+    list->cmdPreview_Click();
+    QFile::remove(m_folder.filePath(QStringLiteral("config/agreement-register/datasources.ini")));
+    QCOMPARE(faults(20599), 1);
+
+    // The module's folder without its reports.
+    qputenv("AGR_APP_PATH", m_folder.filePath(QStringLiteral("empty")).toLocal8Bit());
+    list->cmdPreview_Click();
+    qunsetenv("AGR_APP_PATH");
+    QCOMPARE(faults(20507), 1);
+    QVERIFY(m_shown.isEmpty());
+}
+
+QTEST_MAIN(tst_ReportEngine)
+#include "tst_reportengine.moc"
