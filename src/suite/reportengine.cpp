@@ -7,6 +7,7 @@
 #include "platform/ui/seams.h"
 
 #include <QAction>
+#include <QDir>
 #include <QFileInfo>
 #include <QPageLayout>
 #include <QPageSize>
@@ -31,6 +32,46 @@ void setUpPage(QPagedPaintDevice &device)
 {
     device.setPageLayout(QPageLayout(QPageSize(QPageSize::A4), QPageLayout::Portrait,
                                      QMarginsF(15, 12, 15, 12), QPageLayout::Millimeter));
+}
+
+// A data source of unixODBC: the user's odbc.ini ($ODBCINI, else ~/.odbc.ini), then the system's
+// ($ODBCSYSINI/odbc.ini, else /etc/odbc.ini). Found, it gives "odbc:NAME" when the data source carries its
+// own user (which wins), else a connection string with the caller's user and password.
+QString odbcDataSource(const QString &server, const QString &user, const QString &password, QString *foundIn)
+{
+    if (server.isEmpty())
+        return QString();
+    QString userFile = qEnvironmentVariable("ODBCINI");
+    if (userFile.isEmpty())
+        userFile = QDir::homePath() + QStringLiteral("/.odbc.ini");
+    QString systemFolder = qEnvironmentVariable("ODBCSYSINI");
+    if (systemFolder.isEmpty())
+        systemFolder = QStringLiteral("/etc");
+    for (const QString &file : QStringList{userFile, systemFolder + QStringLiteral("/odbc.ini")}) {
+        if (!QFileInfo::exists(file))
+            continue;
+        QSettings sources(file, QSettings::IniFormat);
+        for (const QString &group : sources.childGroups()) {
+            if (group.compare(server, Qt::CaseInsensitive) != 0)
+                continue;
+            sources.beginGroup(group);
+            bool ownUser = false;
+            for (const QString &key : sources.childKeys()) {
+                const QString k = key.toLower();
+                ownUser = ownUser || ((k == QLatin1String("uid") || k == QLatin1String("username") ||
+                                       k == QLatin1String("user")) &&
+                                      !sources.value(key).toString().isEmpty());
+            }
+            if (foundIn)
+                *foundIn = file;
+            if (ownUser || user.isEmpty())
+                return QStringLiteral("odbc:") + group;
+            return QStringLiteral("odbc://") + QString::fromUtf8(QUrl::toPercentEncoding(user)) +
+                   QLatin1Char(':') + QString::fromUtf8(QUrl::toPercentEncoding(password)) +
+                   QLatin1Char('@') + group;
+        }
+    }
+    return QString();
 }
 
 } // namespace
@@ -126,6 +167,9 @@ ReportEngine::~ReportEngine() = default;
 QString ReportEngine::dataSourceUrl(const QString &server, const QString &user, const QString &password,
                                     QString *foundIn)
 {
+    const QString odbc = odbcDataSource(server, user, password, foundIn);
+    if (!odbc.isEmpty())
+        return odbc;
     const QString file = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
                          QStringLiteral("/agreement-register/datasources.ini");
     if (!server.isEmpty() && QFileInfo::exists(file)) {

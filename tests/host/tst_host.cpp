@@ -1,6 +1,7 @@
 // The host program run as a user runs it: init-db, sql, register, the module's window rendered headless, and
 // a one-line error with a non-zero status for whatever is wrong.
 
+#include "platform/database/connection.h"
 #include "support/testdb.h"
 
 #include "platform/runtime/registry.h"
@@ -10,8 +11,11 @@
 #include <QFile>
 #include <QImage>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTextStream>
+#include <QUrl>
 
 namespace {
 
@@ -54,6 +58,8 @@ private Q_SLOTS:
     void oneLineErrors();
     void reportPdf_data() { agrtest::addBackends(); }
     void reportPdf();
+    void reportThroughOdbc_data() { agrtest::addBackends(); }
+    void reportThroughOdbc();
     void registration();
 
 private:
@@ -297,6 +303,65 @@ void tst_host::reportPdf()
     QCOMPARE(noDatabase.status, 1);
     QCOMPARE(noDatabase.err.size(), 1);
     QVERIFY(noDatabase.err.first().contains(QLatin1String("not found")));
+}
+
+// The module's data source name as a unixODBC data source written for this run. It names another
+// database than --database, in which agreement 1 has a signatory of its own, so the register shows
+// which one the engine read; the data source's own user wins over the program's.
+void tst_host::reportThroughOdbc()
+{
+    AGR_FETCH_URL();
+    const QString named = agrtest::freshUrl(url);
+    const QString given = agrtest::freshUrl(url);
+    if (named.isEmpty() || given.isEmpty())
+        return;
+    for (const QString &db : {named, given})
+        QCOMPARE(run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo")})
+                     .status,
+                 0);
+    QCOMPARE(run({QStringLiteral("sql"), QStringLiteral("--database"), named,
+                  QStringLiteral(
+                      "update AgreementSignedDetails set agsSignedBy='Through ODBC' where agsagreementid=1 "
+                      "and agsDepartmentid=1 and agsDetailid=1")})
+                 .status,
+             0);
+
+    QTemporaryDir folder;
+    QFile ini(folder.filePath(QStringLiteral("odbc.ini")));
+    QVERIFY(ini.open(QIODevice::WriteOnly));
+    QTextStream out(&ini);
+    out << "[admindsnv2]\n";
+    if (url.startsWith(QLatin1String("postgres"))) {
+        // postgresql://USER@SOCKETFOLDER:PORT/DATABASE
+        const QRegularExpression parts(
+            QStringLiteral("^postgres(?:ql)?://([^@:/]+)@([^:/]+):(\\d+)/([^?]+)"));
+        const QRegularExpressionMatch m = parts.match(named);
+        QVERIFY2(m.hasMatch(), qPrintable(named));
+        out << "Driver=/usr/lib/x86_64-linux-gnu/odbc/psqlodbcw.so\nServername="
+            << QUrl::fromPercentEncoding(m.captured(2).toUtf8()) << "\nPort=" << m.captured(3)
+            << "\nDatabase=" << m.captured(4) << "\nUsername=" << m.captured(1) << "\n";
+    } else {
+        out << "Driver=/usr/lib/x86_64-linux-gnu/odbc/libsqlite3odbc.so\nDatabase="
+            << platform::sqliteFileOf(named) << "\n";
+    }
+    out.flush();
+    ini.close();
+
+    const QString pdf = folder.filePath(QStringLiteral("odbc.pdf"));
+    QProcess host;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("ODBCINI"), ini.fileName());
+    host.setProcessEnvironment(environment);
+    host.start(m_host, {QStringLiteral("report"), QStringLiteral("--database"), given,
+                        QStringLiteral("--agreement"), QStringLiteral("1"), QStringLiteral("--pdf"), pdf});
+    QVERIFY(host.waitForFinished(120000));
+    QVERIFY2(host.exitCode() == 0, host.readAllStandardError().constData());
+    QProcess pdftotext;
+    pdftotext.start(QStringLiteral("pdftotext"), {pdf, QStringLiteral("-")});
+    QVERIFY(pdftotext.waitForFinished(60000));
+    const QString text = QString::fromUtf8(pdftotext.readAllStandardOutput());
+    QVERIFY2(text.contains(QLatin1String("Through ODBC")), qPrintable(text.left(600)));
+    QVERIFY(text.contains(QLatin1String("Sri Ganesh Estates")));
 }
 
 QTEST_MAIN(tst_host)
