@@ -115,7 +115,7 @@ void Report::ExportPdf(const QString &path)
     writer.setTitle(m_document.textSlots.value(0));
     writer.setCreator(Source);
     setUpPage(writer);
-    m_document.paint(writer);
+    m_pages = m_document.paint(writer);
     if (!QFileInfo(path).isFile() || QFileInfo(path).size() == 0)
         platform::Raise(CannotExport, Source, QStringLiteral("Cannot write the report to ") + path);
 }

@@ -35,6 +35,8 @@ public:
     void ExportPdf(const QString &path) override;
 
     QString recordSelectionFormula() const { return m_formula; }
+    // The pages the last export wrote.
+    int pageCount() const { return m_pages; }
     const ReportDocument &document() const { return m_document; }
     // Reads the report's data as the selection formula says; returns the record count.
     int build();
@@ -44,6 +46,7 @@ private:
     ReportDocument m_document;
     QString m_formula;
     QHash<int, bool> m_windowOptions;
+    int m_pages = 0;
 };
 
 class ReportEngine : public QObject, public agr::IReportEngine
