@@ -14,6 +14,8 @@
 #include <QTextDocument>
 
 #include <functional>
+#include <memory>
+#include <vector>
 
 namespace suite {
 
@@ -154,7 +156,7 @@ int ReportDocument::build(platform::Connection &con, const QString &selectionFor
     }
 
     const QString section = joined(m_definition.value(QStringLiteral("section")));
-    QString body;
+    QStringList sections;
     int records = 0;
     for (platform::Recordset rs = run(m_definition.value(QStringLiteral("records")).toString()); !rs.isEOF();
          rs.MoveNext()) {
@@ -184,15 +186,12 @@ int ReportDocument::build(platform::Connection &con, const QString &selectionFor
             const QStringList field = placeholder.split(QLatin1Char('|'));
             return shown(rs[field.value(0)], field.value(1)).toHtmlEscaped();
         };
-        // Every agreement starts a page of its own.
-        body +=
-            records == 0 ? QStringLiteral("<div>") : QStringLiteral("<div style='page-break-before:always'>");
-        body += fill(section, value) + QStringLiteral("</div>");
+        sections << fill(section, value);
         ++records;
     }
     if (records == 0)
-        body = QStringLiteral("<p>No agreement matches the selection.</p>");
-    m_body = body;
+        sections << QStringLiteral("<p>No agreement matches the selection.</p>");
+    m_sections = sections;
     return records;
 }
 
@@ -210,13 +209,8 @@ int ReportDocument::paint(QPagedPaintDevice &device) const
     header.setDocumentMargin(0);
     header.setTextWidth(area.width());
 
-    QTextDocument body;
-    body.documentLayout()->setPaintDevice(&device);
-    body.setDefaultFont(font);
-    body.setDocumentMargin(0);
-    body.setHtml(m_body);
-
-    // The header's height with the longest page numbers it will show.
+    // Every record starts a page and is laid out as a document of its own, so that the work grows with the
+    // pages and not with their square. The page count comes first, for "Page n of m".
     const auto headerHtml = [&](int pageNo, int pages) -> QString {
         const QString printedText = printed.toString(QStringLiteral("dd/MM/yyyy HH:mm"));
         return fill(m_definition.value(QStringLiteral("header")).toString(),
@@ -239,19 +233,50 @@ int ReportDocument::paint(QPagedPaintDevice &device) const
     };
     header.setHtml(headerHtml(99999, 99999));
     const qreal headerHeight = header.size().height() + device.logicalDpiY() / 10.0;
-    body.setPageSize(QSizeF(area.width(), area.height() - headerHeight));
-    const int pages = std::max(1, body.pageCount());
     const qreal bodyHeight = area.height() - headerHeight;
+    const auto laidOut = [&](QTextDocument &section, const QString &html) {
+        section.documentLayout()->setPaintDevice(&device);
+        section.setDefaultFont(font);
+        section.setDocumentMargin(0);
+        section.setHtml(html);
+        section.setPageSize(QSizeF(area.width(), bodyHeight));
+        return std::max(1, section.pageCount());
+    };
 
-    for (int i = 0; i < pages; ++i) {
-        if (i > 0)
-            device.newPage();
-        painter.save();
-        header.setHtml(headerHtml(i + 1, pages));
-        header.drawContents(&painter);
-        painter.translate(0, headerHeight - i * bodyHeight);
-        body.drawContents(&painter, QRectF(0, i * bodyHeight, area.width(), bodyHeight));
-        painter.restore();
+    // Up to a thousand records stay laid out between the two passes; a longer register is laid out again.
+    constexpr qsizetype KeptSections = 1000;
+    const bool keep = m_sections.size() <= KeptSections;
+    std::vector<std::unique_ptr<QTextDocument>> kept;
+    std::vector<int> sectionPages;
+    sectionPages.reserve(size_t(m_sections.size()));
+    int pages = 0;
+    for (const QString &html : m_sections) {
+        auto section = std::make_unique<QTextDocument>();
+        sectionPages.push_back(laidOut(*section, html));
+        pages += sectionPages.back();
+        if (keep)
+            kept.push_back(std::move(section));
+    }
+    int pageNo = 0;
+    for (qsizetype s = 0; s < m_sections.size(); ++s) {
+        std::unique_ptr<QTextDocument> again;
+        QTextDocument *section = keep ? kept[size_t(s)].get() : nullptr;
+        if (!section) {
+            again = std::make_unique<QTextDocument>();
+            laidOut(*again, m_sections.at(s));
+            section = again.get();
+        }
+        for (int i = 0; i < sectionPages[size_t(s)]; ++i) {
+            if (pageNo > 0)
+                device.newPage();
+            ++pageNo;
+            painter.save();
+            header.setHtml(headerHtml(pageNo, pages));
+            header.drawContents(&painter);
+            painter.translate(0, headerHeight - i * bodyHeight);
+            section->drawContents(&painter, QRectF(0, i * bodyHeight, area.width(), bodyHeight));
+            painter.restore();
+        }
     }
     return pages;
 }

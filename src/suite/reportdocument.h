@@ -28,7 +28,8 @@ public:
 
     // Reads the records the formula selects and their lists, and makes the body. Returns the record count.
     int build(platform::Connection &con, const QString &selectionFormula);
-    QString body() const { return m_body; }
+    // One piece of HTML per record; each starts a page.
+    QStringList sections() const { return m_sections; }
 
     // The three text slots, and the time printed on every page.
     QStringList textSlots = {QString(), QString(), QString()};
@@ -40,7 +41,7 @@ public:
 private:
     QString m_path;
     QJsonObject m_definition;
-    QString m_body;
+    QStringList m_sections;
 };
 
 } // namespace suite
