@@ -1,5 +1,6 @@
 #include "forms/formevents.h"
 
+#include "entry/modulecontext.h"
 #include "platform/ui/seams.h"
 
 #include <QAbstractSpinBox>
@@ -103,6 +104,11 @@ void onKeyPress(QWidget *control, std::function<void(qint16 &)> handler)
 void onKeyDown(QWidget *control, std::function<void(qint16 &, int)> handler)
 {
     KeyEvents::of(control)->keyDown = std::move(handler);
+}
+
+void Inform(const QString &prompt)
+{
+    platform::MsgBox(prompt, platform::vb::OKOnly | platform::vb::Information, context().msgBoxCaption);
 }
 
 void onOptionClick(QRadioButton *option, std::function<void()> handler)

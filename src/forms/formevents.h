@@ -24,6 +24,9 @@ void onKeyDown(QWidget *control, std::function<void(qint16 &keyCode, int shift)>
 // the user clicks it while it is already set. Setting an option that is already set runs nothing.
 void onOptionClick(QRadioButton *option, std::function<void()> handler);
 
+// A validation message: information icon, OK only, under the module's caption.
+void Inform(const QString &prompt);
+
 // The forms use the platform's conversions by their short names.
 using platform::CDate;
 using platform::CDbl;

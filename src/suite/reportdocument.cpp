@@ -24,6 +24,7 @@ namespace {
 const QString Source = QStringLiteral("Crystal.CRPE.Application");
 constexpr int InvalidFileName = 20507;
 constexpr int UnableToLoad = 20525;
+constexpr int CannotPaint = 20545;
 
 QString joined(const QJsonValue &value)
 {
@@ -198,6 +199,9 @@ int ReportDocument::build(platform::Connection &con, const QString &selectionFor
 int ReportDocument::paint(QPagedPaintDevice &device) const
 {
     QPainter painter(&device);
+    if (!painter.isActive())
+        platform::Raise(CannotPaint, Source,
+                        QStringLiteral("Cannot print the report: the printer or file refused it"));
     const QRect page = device.pageLayout().paintRectPixels(device.logicalDpiX());
     const QSizeF area(page.width(), page.height());
 

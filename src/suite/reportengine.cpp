@@ -8,6 +8,7 @@
 
 #include <QAction>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QPageLayout>
 #include <QPageSize>
@@ -18,6 +19,8 @@
 #include <QStandardPaths>
 #include <QToolBar>
 #include <QUrl>
+
+#include <memory>
 
 namespace suite {
 
@@ -74,6 +77,24 @@ QString odbcDataSource(const QString &server, const QString &user, const QString
     return QString();
 }
 
+// A file that cannot be written is said before the report is read and laid out.
+void requireWritable(const QString &path)
+{
+    QFile target(path);
+    if (QFileInfo(path).isDir() || !target.open(QIODevice::WriteOnly))
+        platform::Raise(CannotExport, Source, QStringLiteral("Cannot write the report to ") + path);
+}
+
+int writePdf(const ReportDocument &document, const QString &path)
+{
+    QPdfWriter writer(path);
+    writer.setResolution(300);
+    writer.setTitle(document.textSlots.value(0));
+    writer.setCreator(Source);
+    setUpPage(writer);
+    return document.paint(writer);
+}
+
 } // namespace
 
 // ---- Report ------------------------------------------------------------------------------------------
@@ -109,15 +130,9 @@ int Report::build()
 
 void Report::ExportPdf(const QString &path)
 {
+    requireWritable(path);
     build();
-    QPdfWriter writer(path);
-    writer.setResolution(300);
-    writer.setTitle(m_document.textSlots.value(0));
-    writer.setCreator(Source);
-    setUpPage(writer);
-    m_pages = m_document.paint(writer);
-    if (!QFileInfo(path).isFile() || QFileInfo(path).size() == 0)
-        platform::Raise(CannotExport, Source, QStringLiteral("Cannot write the report to ") + path);
+    m_pages = writePdf(m_document, path);
 }
 
 void Report::Preview(const QString &title, int left, int top, int width, int height, qint32 windowStyle)
@@ -134,9 +149,10 @@ void Report::Preview(const QString &title, int left, int top, int width, int hei
         preview->setGeometry(left, top, width, height);
     if (windowStyle & Maximised)
         preview->setWindowState(Qt::WindowMaximized);
-    const ReportDocument document = m_document;
+    // One copy of the laid-out data for the window's painting and its PDF, however long the register.
+    const auto document = std::make_shared<const ReportDocument>(m_document);
     QObject::connect(preview, &QPrintPreviewDialog::paintRequested, preview,
-                     [document](QPrinter *target) { document.paint(*target); });
+                     [document](QPrinter *target) { document->paint(*target); });
     // The toolbar also saves the report as PDF.
     if (auto *toolbar = preview->findChild<QToolBar *>()) {
         QAction *pdf = toolbar->addAction(QStringLiteral("Save as PDF"));
@@ -149,10 +165,15 @@ void Report::Preview(const QString &title, int left, int top, int width, int hei
                                    preview);
             if (file.isEmpty())
                 return;
-            QPdfWriter writer(file);
-            writer.setResolution(300);
-            setUpPage(writer);
-            document.paint(writer);
+            platform::Trap(
+                [&] {
+                    requireWritable(file);
+                    writePdf(*document, file);
+                },
+                [preview](const platform::RuntimeError &e) {
+                    platform::MsgBox(e.description(), platform::vb::OKOnly | platform::vb::Critical,
+                                     preview->windowTitle());
+                });
         });
     }
     platform::showModal(preview);

@@ -288,6 +288,10 @@ void tst_DetailGrids::eachGridFilledSavedAndReadBack()
     QCOMPARE(m_popups, 5);
 
     saveAndReopen(form, 13);
+    if (const QString shots = qEnvironmentVariable("AGR_TEST_SHOTS"); !shots.isEmpty()) {
+        QVERIFY(activate(form));
+        form->grab().save(shots + QStringLiteral("/EntryForm.png"));
+    }
     QCOMPARE(countRows(*m_con, QStringLiteral("AgreementSignedDetails"), QStringLiteral("agsagreementid=13")),
              3);
     QCOMPARE(countRows(*m_con, QStringLiteral("AgreementSignedDetails"),

@@ -66,6 +66,7 @@ QStringList formState(FrmAgreementreg *form)
                         .arg(combo->currentIndex())
                         .arg(combo->currentText());
         if (auto *grid = qobject_cast<FlexGrid *>(control)) {
+            line += QStringLiteral("|top %1").arg(grid->TopRow());
             line += QStringLiteral("|%1x%2 at %3,%4 sel %5,%6 format %7 widths")
                         .arg(grid->Rows())
                         .arg(grid->Cols())
@@ -667,6 +668,13 @@ void TestFrmAgreementreg::keptFormOpensAsNew()
         QTest::mouseClick(form->optgodown, Qt::LeftButton);
         form->SSTab1->setCurrentIndex(3);
         form->mfgsummary->setRow(form->mfgsummary->Rows() - 1);
+        // Scrolled down in a visible grid, as a clerk leaves it.
+        if (id == 1) {
+            form->SSTab1->setCurrentIndex(0);
+            form->mfgwitnessdetails->flush();
+            form->mfgwitnessdetails->setTopRow(2);
+            QCOMPARE(form->mfgwitnessdetails->TopRow(), 2);
+        }
         form->mfgsummary->setCellBackColor(platform::vbRed);
         form->txtalertremarks->setFocus();
         QVERIFY(agr::unloadFrmAgreementreg());

@@ -21,27 +21,17 @@
 #include <QAction>
 #include <QDir>
 #include <QPrintPreviewDialog>
-#include <QProcess>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
 
 namespace demo = agr::schema::demo;
 using agrtest::countRows;
+using agrtest::pdfText;
 
 namespace {
 
 const QDate Today(2026, 11, 15);
-
-// The text of a PDF, as pdftotext reads it.
-QString pdfText(const QString &path)
-{
-    QProcess process;
-    process.start(QStringLiteral("pdftotext"), {QStringLiteral("-layout"), path, QStringLiteral("-")});
-    if (!process.waitForFinished(60000) || process.exitCode() != 0)
-        return QStringLiteral("pdftotext failed: ") + QString::fromLocal8Bit(process.readAllStandardError());
-    return QString::fromUtf8(process.readAllStandardOutput());
-}
 
 QString reportFile()
 {

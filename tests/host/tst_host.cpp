@@ -3,6 +3,7 @@
 
 #include "platform/database/connection.h"
 #include "support/testdb.h"
+#include "support/testsupport.h"
 
 #include "platform/runtime/registry.h"
 
@@ -266,12 +267,7 @@ void tst_host::reportPdf()
         0);
     QTemporaryDir folder;
     const QString pdf = folder.filePath(QStringLiteral("register.pdf"));
-    const auto text = [&pdf] {
-        QProcess pdftotext;
-        pdftotext.start(QStringLiteral("pdftotext"), {pdf, QStringLiteral("-")});
-        pdftotext.waitForFinished(60000);
-        return QString::fromUtf8(pdftotext.readAllStandardOutput());
-    };
+    const auto text = [&pdf] { return agrtest::pdfText(pdf); };
 
     Run one = run({QStringLiteral("report"), QStringLiteral("--database"), db, QStringLiteral("--user"),
                    QStringLiteral("2"), QStringLiteral("--agreement"), QStringLiteral("3"),
@@ -303,6 +299,12 @@ void tst_host::reportPdf()
     QCOMPARE(noDatabase.status, 1);
     QCOMPARE(noDatabase.err.size(), 1);
     QVERIFY(noDatabase.err.first().contains(QLatin1String("not found")));
+    // A file that cannot be written is said at once, in one line.
+    Run unwritable = run({QStringLiteral("report"), QStringLiteral("--database"), db, QStringLiteral("--pdf"),
+                          folder.filePath(QStringLiteral("no/such/folder/x.pdf"))});
+    QCOMPARE(unwritable.status, 1);
+    QCOMPARE(unwritable.err.size(), 1);
+    QVERIFY(unwritable.err.first().contains(QLatin1String("Cannot write the report")));
 }
 
 // The module's data source name as a unixODBC data source written for this run. It names another
@@ -356,10 +358,7 @@ void tst_host::reportThroughOdbc()
                         QStringLiteral("--agreement"), QStringLiteral("1"), QStringLiteral("--pdf"), pdf});
     QVERIFY(host.waitForFinished(120000));
     QVERIFY2(host.exitCode() == 0, host.readAllStandardError().constData());
-    QProcess pdftotext;
-    pdftotext.start(QStringLiteral("pdftotext"), {pdf, QStringLiteral("-")});
-    QVERIFY(pdftotext.waitForFinished(60000));
-    const QString text = QString::fromUtf8(pdftotext.readAllStandardOutput());
+    const QString text = agrtest::pdfText(pdf);
     QVERIFY2(text.contains(QLatin1String("Through ODBC")), qPrintable(text.left(600)));
     QVERIFY(text.contains(QLatin1String("Sri Ganesh Estates")));
 }

@@ -7,6 +7,7 @@
 #include "platform/runtime/errors.h"
 
 #include <QDateTime>
+#include <QProcess>
 #include <functional>
 
 namespace agrtest {
@@ -21,6 +22,16 @@ inline int errorOf(const std::function<void()> &body, platform::RuntimeError *ra
             *raised = e;
     });
     return number;
+}
+
+// The text of a PDF as pdftotext reads it (columns kept in place), or what went wrong.
+inline QString pdfText(const QString &path)
+{
+    QProcess process;
+    process.start(QStringLiteral("pdftotext"), {QStringLiteral("-layout"), path, QStringLiteral("-")});
+    if (!process.waitForFinished(60000) || process.exitCode() != 0)
+        return QStringLiteral("pdftotext failed: ") + QString::fromLocal8Bit(process.readAllStandardError());
+    return QString::fromUtf8(process.readAllStandardOutput());
 }
 
 // The module context for the demo data: the user in department 1 of company 1 under interface 1003,

@@ -23,12 +23,6 @@ namespace {
 
 using platform::FlexGrid;
 
-// Validation messages: information icon, OK only, the module's caption.
-void inform(const QString &prompt)
-{
-    platform::MsgBox(prompt, platform::vb::OKOnly | platform::vb::Information, context().msgBoxCaption);
-}
-
 int agencyFlag(const QString &cell)
 {
     return cell == QLatin1String("Y") ? 1 : 0;
@@ -94,17 +88,17 @@ void FrmAgreementreg::cmdOK_Click()
     platform::Trap(
         [this] {
             if (cbotype->currentText().isEmpty()) {
-                inform(QStringLiteral("Enter Type"));
+                Inform(QStringLiteral("Enter Type"));
                 cbotype->setFocus();
                 return;
             }
             if (dtpsigned->date() > dtpvalidfrom->date()) {
-                inform(QStringLiteral("Signed Date Should be Less than Valid Date"));
+                Inform(QStringLiteral("Signed Date Should be Less than Valid Date"));
                 dtpsigned->setFocus();
                 return;
             }
             if (dtpvalidto->date() < dtpvalidfrom->date()) {
-                inform(QStringLiteral("Valid From Date Should be Less than Vaild To Date"));
+                Inform(QStringLiteral("Valid From Date Should be Less than Vaild To Date"));
                 dtpvalidfrom->setFocus();
                 return;
             }
@@ -127,7 +121,7 @@ void FrmAgreementreg::cmdOK_Click()
             qint16 applicabilityId = 0;
             if (optShop->isChecked() || optgodown->isChecked()) {
                 if (cboapplicable->currentIndex() < 0) {
-                    inform(optShop->isChecked() ? QStringLiteral("Select Shop")
+                    Inform(optShop->isChecked() ? QStringLiteral("Select Shop")
                                                 : QStringLiteral("Select Godown"));
                     cboapplicable->setFocus();
                     cmdOK->setEnabled(true);
@@ -138,7 +132,7 @@ void FrmAgreementreg::cmdOK_Click()
             qint16 partyId = 0;
             if (optcustomer->isChecked() || optsupplier->isChecked()) {
                 if (cboagency->currentIndex() < 0) {
-                    inform(optcustomer->isChecked() ? QStringLiteral("Select Customer")
+                    Inform(optcustomer->isChecked() ? QStringLiteral("Select Customer")
                                                     : QStringLiteral("Select Supplier"));
                     cboagency->setFocus();
                     cmdOK->setEnabled(true);

@@ -275,7 +275,7 @@ void Frmpopup::setNavigation(bool enabled)
 bool Frmpopup::fieldsGiven()
 {
     const auto missing = [this](QWidget *field, const QString &prompt) {
-        platform::MsgBox(prompt, platform::vb::OKOnly | platform::vb::Information, context().msgBoxCaption);
+        Inform(prompt);
         field->setFocus();
         return false;
     };

@@ -37,20 +37,6 @@ QString agreementId()
     return QString::number(bas::currentAgreementId());
 }
 
-// The wait cursor for as long as the scope runs, also when it ends with an error.
-struct Hourglass
-{
-    Hourglass() { platform::setScreenMousePointer(platform::vbHourglass); }
-    ~Hourglass() { platform::setScreenMousePointer(platform::vbDefault); }
-    Hourglass(const Hourglass &) = delete;
-    Hourglass &operator=(const Hourglass &) = delete;
-};
-
-void inform(const QString &prompt)
-{
-    platform::MsgBox(prompt, platform::vb::OKOnly | platform::vb::Information, context().msgBoxCaption);
-}
-
 } // namespace
 
 FrmScanCopies::FrmScanCopies(QWidget *parent) : QDialog(parent)
@@ -169,7 +155,7 @@ void FrmScanCopies::Form_Load()
     mfgDetails->setTextMatrix(0, col(ScanCol::SlNo), QStringLiteral("Sl No"));
     mfgDetails->setTextMatrix(0, col(ScanCol::DocName), QStringLiteral("Doc Name"));
 
-    const Hourglass wait;
+    const platform::Hourglass wait;
     platform::Recordset rs;
     rs.Open(QStringLiteral("Select * from AgreementScanCopyDetails where agsAgreementID = ") + agreementId(),
             *context().connection());
@@ -213,12 +199,12 @@ void FrmScanCopies::cmdBrowse_Click()
 void FrmScanCopies::cmdAdd_Click()
 {
     if (txtName->text().isEmpty()) {
-        inform(QStringLiteral("Enter name."));
+        Inform(QStringLiteral("Enter name."));
         txtName->setFocus();
         return;
     }
     if (txtBrowse->text().isEmpty()) {
-        inform(QStringLiteral("Select a Picture."));
+        Inform(QStringLiteral("Select a Picture."));
         cmdBrowse->setFocus();
         return;
     }
@@ -310,7 +296,7 @@ void FrmScanCopies::cmdOK_Click()
     // Nothing here rolls back: a failure after the delete leaves the transaction open, as the module
     // always has.
     platform::Connection &con = *context().connection();
-    const Hourglass wait;
+    const platform::Hourglass wait;
     con.BeginTrans();
     // By the agreement id alone: every stored copy of that id is replaced, whatever its department.
     con.Execute(QStringLiteral("Delete from AgreementScanCopyDetails where agsAgreementID = ") +

@@ -843,6 +843,9 @@ void FlexGrid::resetToNew()
     d->model->setFixedCols(1);
     d->sel() = FlexGridModel::Selection{};
     d->pendingTopRow = -1;
+    // Scrolled back to the start, as a new grid stands.
+    verticalScrollBar()->setValue(0);
+    horizontalScrollBar()->setValue(0);
 }
 
 void FlexGrid::ensureRowVisible(int row)

@@ -104,7 +104,8 @@ public:
     int CellHeight() const;
 
     // Back to a new grid, firing no event: 2 rows and 2 columns with one fixed of each, Row = Col = 1, no
-    // texts, colours, widths or remembered order. For a form that keeps its controls between two openings.
+    // texts, colours, widths or remembered order, scrolled to the start. For a form that keeps its controls
+    // between two openings.
     void resetToNew();
 
     // Scrolls as little as needed to show the row; Row, Col and TopRow keep their meaning.

@@ -17,9 +17,11 @@ PictureBox::PictureBox(QWidget *parent) : QWidget(parent)
 bool PictureBox::LoadPicture(const QString &path)
 {
     m_path = path;
-    setScreenMousePointer(vbHourglass);
-    const bool shown = decode();
-    setScreenMousePointer(vbDefault);
+    bool shown = false;
+    {
+        const Hourglass wait;
+        shown = decode();
+    }
     update();
     return shown;
 }

@@ -73,6 +73,16 @@ void setMousePointer(QWidget *widget, int pointer);
 // Screen.MousePointer: the application-wide wait cursor.
 void setScreenMousePointer(int pointer);
 
+// The wait cursor over the application for as long as a scope runs, also when it ends with an error.
+class Hourglass
+{
+public:
+    Hourglass() { setScreenMousePointer(vbHourglass); }
+    ~Hourglass() { setScreenMousePointer(vbDefault); }
+    Hourglass(const Hourglass &) = delete;
+    Hourglass &operator=(const Hourglass &) = delete;
+};
+
 // SendKeys "{tab}": moves the focus to the next control in tab order of the active window.
 void SendKeysTab();
 
