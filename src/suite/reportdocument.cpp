@@ -5,17 +5,9 @@
 #include "platform/database/connection.h"
 #include "platform/runtime/errors.h"
 
-#include <QAbstractTextDocumentLayout>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QPagedPaintDevice>
-#include <QPainter>
-#include <QTextDocument>
-
-#include <functional>
-#include <memory>
-#include <vector>
 
 namespace suite {
 
@@ -24,21 +16,9 @@ namespace {
 const QString Source = QStringLiteral("Crystal.CRPE.Application");
 constexpr int InvalidFileName = 20507;
 constexpr int UnableToLoad = 20525;
-constexpr int CannotPaint = 20545;
-
-QString joined(const QJsonValue &value)
-{
-    if (value.isArray()) {
-        QStringList lines;
-        for (const QJsonValue &line : value.toArray())
-            lines << line.toString();
-        return lines.join(QLatin1Char('\n'));
-    }
-    return value.toString();
-}
 
 // A field's text as the report shows it: "name" or "name|yesno" / "name|money".
-QString shown(const platform::Field &field, const QString &format)
+QString shown(const platform::Field &field, QStringView format)
 {
     if (field.isNull())
         return QString();
@@ -49,10 +29,17 @@ QString shown(const platform::Field &field, const QString &format)
     return field.joinEmpty().trimmed();
 }
 
-// One record's fields by lower-cased name.
-using Row = QHash<QString, QString>;
+QString fieldText(const platform::Recordset &rs, QStringView placeholder)
+{
+    const qsizetype bar = placeholder.indexOf(QLatin1Char('|'));
+    if (bar < 0)
+        return shown(rs[placeholder.toString()], {});
+    return shown(rs[placeholder.left(bar).toString()], placeholder.mid(bar + 1));
+}
 
-QString fill(const QString &templ, const std::function<QString(const QString &)> &value)
+} // namespace
+
+QString fillPlaceholders(const QString &templ, const std::function<QString(QStringView)> &value)
 {
     QString out;
     out.reserve(templ.size() * 2);
@@ -65,26 +52,11 @@ QString fill(const QString &templ, const std::function<QString(const QString &)>
             break;
         }
         out += QStringView(templ).mid(i, open - i);
-        out += value(templ.mid(open + 1, close - open - 1));
+        out += value(QStringView(templ).mid(open + 1, close - open - 1));
         i = close + 1;
     }
     return out;
 }
-
-struct Column
-{
-    QString caption;
-    QString field;
-    QString format;
-    int widthPercent = 0; // 0: shared out by the table
-    QString cell() const
-    {
-        return format == QLatin1String("money") ? QStringLiteral("<td align='right'>")
-                                                : QStringLiteral("<td>");
-    }
-};
-
-} // namespace
 
 void ReportDocument::load(const QString &path)
 {
@@ -93,13 +65,81 @@ void ReportDocument::load(const QString &path)
         platform::Raise(InvalidFileName, Source, QStringLiteral("Invalid file name: ") + path);
     QJsonParseError error;
     const QJsonDocument json = QJsonDocument::fromJson(file.readAll(), &error);
-    if (json.isNull() || !json.isObject() || !json.object().value(QStringLiteral("records")).isString())
-        platform::Raise(
-            UnableToLoad, Source,
-            QStringLiteral("Unable to load report: ") + path +
-                (json.isNull() ? QStringLiteral(" (") + error.errorString() + QLatin1Char(')') : QString()));
+    const auto refuse = [&](const QString &why) {
+        platform::Raise(UnableToLoad, Source,
+                        QStringLiteral("Unable to load report: ") + path + QStringLiteral(" (") + why +
+                            QLatin1Char(')'));
+    };
+    if (json.isNull())
+        refuse(error.errorString());
+    const QJsonObject def = json.object();
+    if (!def.value(QStringLiteral("records")).isString() || !def.value(QStringLiteral("section")).isArray())
+        refuse(QStringLiteral("it has no records or no section"));
+
+    QList<List> lists;
+    for (const QJsonValue &value : def.value(QStringLiteral("lists")).toArray()) {
+        const QJsonObject l = value.toObject();
+        List list{l.value(QStringLiteral("name")).toString(),
+                  l.value(QStringLiteral("sql")).toString(),
+                  {},
+                  {},
+                  {}};
+        for (const QJsonValue &c : l.value(QStringLiteral("columns")).toArray()) {
+            const QJsonArray column = c.toArray();
+            const QStringList field = column.at(1).toString().split(QLatin1Char('|'));
+            list.columns.append(
+                {column.at(0).toString(), field.value(0), field.value(1), column.at(2).toInt()});
+        }
+        const QJsonObject match = l.value(QStringLiteral("match")).toObject();
+        for (auto it = match.begin(); it != match.end(); ++it) {
+            list.listKey << it.key();
+            list.recordKey << it.value().toString();
+        }
+        if (list.columns.isEmpty())
+            refuse(QStringLiteral("list ") + list.name + QStringLiteral(" has no columns"));
+        lists.append(list);
+    }
+
+    QList<Part> parts;
+    for (const QJsonValue &value : def.value(QStringLiteral("section")).toArray()) {
+        const QJsonObject p = value.toObject();
+        Part part;
+        if (p.contains(QStringLiteral("title"))) {
+            const QJsonArray title = p.value(QStringLiteral("title")).toArray();
+            part.kind = Part::Kind::Title;
+            part.texts = {title.at(0).toString(), title.at(1).toString()};
+        } else if (p.contains(QStringLiteral("line"))) {
+            part.texts = {p.value(QStringLiteral("line")).toString()};
+        } else if (p.contains(QStringLiteral("fields"))) {
+            part.kind = Part::Kind::Fields;
+            for (const QJsonValue &pair : p.value(QStringLiteral("fields")).toArray())
+                part.texts << pair.toArray().at(0).toString() << pair.toArray().at(1).toString();
+        } else if (p.contains(QStringLiteral("list"))) {
+            part.kind = Part::Kind::List;
+            part.texts = {p.value(QStringLiteral("heading")).toString()};
+            const QString name = p.value(QStringLiteral("list")).toString();
+            for (qsizetype i = 0; i < lists.size(); ++i)
+                if (lists.at(i).name == name)
+                    part.list = int(i);
+            if (part.list < 0)
+                refuse(QStringLiteral("no list named ") + name);
+        } else {
+            refuse(QStringLiteral("a part of the section is neither title, line, fields nor list"));
+        }
+        parts.append(part);
+    }
+
+    const QJsonObject header = def.value(QStringLiteral("header")).toObject();
+    m_headerTitle = header.value(QStringLiteral("title")).toString();
+    m_headerSubtitle = header.value(QStringLiteral("subtitle")).toString();
+    m_headerRight.clear();
+    for (const QJsonValue &line : header.value(QStringLiteral("right")).toArray())
+        m_headerRight << line.toString();
     m_path = path;
-    m_definition = json.object();
+    m_definition = def;
+    m_lists = lists;
+    m_parts = parts;
+    m_records.clear();
 }
 
 QHash<QString, QString> ReportDocument::tables() const
@@ -121,168 +161,52 @@ int ReportDocument::build(platform::Connection &con, const QString &selectionFor
         cmd.ParametersRefresh();
         return cmd.Execute(condition.values);
     };
+    const QChar separator(0x1f);
 
     // Each list is read once for all records and handed out by the fields it matches on.
-    struct List
-    {
-        QList<Column> columns;
-        QStringList listKey, recordKey;
-        QHash<QString, QString> tables; // record key -> rendered rows
-    };
-    QHash<QString, List> lists;
-    for (const QJsonValue &value : m_definition.value(QStringLiteral("lists")).toArray()) {
-        const QJsonObject def = value.toObject();
-        List list;
-        for (const QJsonValue &c : def.value(QStringLiteral("columns")).toArray()) {
-            const QStringList field = c.toArray().at(1).toString().split(QLatin1Char('|'));
-            list.columns.append(
-                {c.toArray().at(0).toString(), field.value(0), field.value(1), c.toArray().at(2).toInt()});
-        }
-        const QJsonObject match = def.value(QStringLiteral("match")).toObject();
-        for (auto it = match.begin(); it != match.end(); ++it) {
-            list.listKey << it.key();
-            list.recordKey << it.value().toString();
-        }
-        for (platform::Recordset rs = run(def.value(QStringLiteral("sql")).toString()); !rs.isEOF();
-             rs.MoveNext()) {
-            QStringList key;
+    QList<QHash<QString, QList<QStringList>>> rowsByKey(m_lists.size());
+    for (qsizetype l = 0; l < m_lists.size(); ++l) {
+        const List &list = m_lists.at(l);
+        for (platform::Recordset rs = run(list.sql); !rs.isEOF(); rs.MoveNext()) {
+            QString key;
             for (const QString &k : list.listKey)
-                key << rs[k].joinEmpty().trimmed();
-            QString row = QStringLiteral("<tr>");
+                key += rs[k].joinEmpty().trimmed() + separator;
+            QStringList row;
+            row.reserve(list.columns.size());
             for (const Column &c : list.columns)
-                row += c.cell() + shown(rs[c.field], c.format).toHtmlEscaped() + QStringLiteral("</td>");
-            list.tables[key.join(QLatin1Char('\x1f'))] += row + QStringLiteral("</tr>");
+                row << shown(rs[c.field], c.format);
+            rowsByKey[l][key].append(row);
         }
-        lists.insert(def.value(QStringLiteral("name")).toString(), list);
     }
 
-    const QString section = joined(m_definition.value(QStringLiteral("section")));
-    QStringList sections;
-    int records = 0;
+    QList<Record> records;
     for (platform::Recordset rs = run(m_definition.value(QStringLiteral("records")).toString()); !rs.isEOF();
          rs.MoveNext()) {
-        const auto value = [&](const QString &placeholder) -> QString {
-            if (placeholder.startsWith(QLatin1String("list:"))) {
-                const auto found = lists.constFind(placeholder.mid(5));
-                if (found == lists.constEnd())
-                    return QString();
-                QStringList key;
-                for (const QString &k : found->recordKey)
-                    key << rs[k].joinEmpty().trimmed();
-                const QString rows = found->tables.value(key.join(QLatin1Char('\x1f')));
-                if (rows.isEmpty())
-                    return QStringLiteral("<p><i>None.</i></p>");
-                QString head = QStringLiteral("<tr>");
-                for (const Column &c : found->columns)
-                    head += QStringLiteral("<th align='%1' bgcolor='#dbe5f0'%2>")
-                                .arg(c.format == QLatin1String("money") ? QStringLiteral("right")
-                                                                        : QStringLiteral("left"),
-                                     c.widthPercent > 0 ? QStringLiteral(" width='%1%'").arg(c.widthPercent)
-                                                        : QString()) +
-                            c.caption.toHtmlEscaped() + QStringLiteral("</th>");
-                return QStringLiteral("<table width='100%' cellspacing='0' cellpadding='3' border='1' "
-                                      "style='border-collapse:collapse; border-color:#c3cfdc'>") +
-                       head + QStringLiteral("</tr>") + rows + QStringLiteral("</table>");
+        const auto value = [&](QStringView placeholder) { return fieldText(rs, placeholder); };
+        Record record;
+        record.texts.reserve(m_parts.size());
+        for (const Part &part : m_parts) {
+            QStringList texts;
+            if (part.kind == Part::Kind::List) {
+                const List &list = m_lists.at(part.list);
+                QString key;
+                for (const QString &k : list.recordKey)
+                    key += rs[k].joinEmpty().trimmed() + separator;
+                record.rows.append(rowsByKey.at(part.list).value(key));
+                texts = part.texts;
+            } else if (part.kind == Part::Kind::Fields) {
+                for (qsizetype i = 0; i < part.texts.size(); ++i)
+                    texts << (i % 2 == 0 ? part.texts.at(i) : fillPlaceholders(part.texts.at(i), value));
+            } else {
+                for (const QString &t : part.texts)
+                    texts << fillPlaceholders(t, value);
             }
-            const QStringList field = placeholder.split(QLatin1Char('|'));
-            return shown(rs[field.value(0)], field.value(1)).toHtmlEscaped();
-        };
-        sections << fill(section, value);
-        ++records;
-    }
-    if (records == 0)
-        sections << QStringLiteral("<p>No agreement matches the selection.</p>");
-    m_sections = sections;
-    return records;
-}
-
-int ReportDocument::paint(QPagedPaintDevice &device) const
-{
-    QPainter painter(&device);
-    if (!painter.isActive())
-        platform::Raise(CannotPaint, Source,
-                        QStringLiteral("Cannot print the report: the printer or file refused it"));
-    const QRect page = device.pageLayout().paintRectPixels(device.logicalDpiX());
-    const QSizeF area(page.width(), page.height());
-
-    QFont font(QStringLiteral("DejaVu Sans"));
-    font.setPointSizeF(9);
-    QTextDocument header;
-    header.documentLayout()->setPaintDevice(&device);
-    header.setDefaultFont(font);
-    header.setDocumentMargin(0);
-    header.setTextWidth(area.width());
-
-    // Every record starts a page and is laid out as a document of its own, so that the work grows with the
-    // pages and not with their square. The page count comes first, for "Page n of m".
-    const auto headerHtml = [&](int pageNo, int pages) -> QString {
-        const QString printedText = printed.toString(QStringLiteral("dd/MM/yyyy HH:mm"));
-        return fill(m_definition.value(QStringLiteral("header")).toString(),
-                    [&](const QString &name) {
-                        if (name == QLatin1String("text1"))
-                            return textSlots.value(0).toHtmlEscaped();
-                        if (name == QLatin1String("text2"))
-                            return textSlots.value(1).toHtmlEscaped();
-                        if (name == QLatin1String("text3"))
-                            return textSlots.value(2).toHtmlEscaped();
-                        if (name == QLatin1String("printdate"))
-                            return printedText;
-                        if (name == QLatin1String("page"))
-                            return QString::number(pageNo);
-                        if (name == QLatin1String("pages"))
-                            return QString::number(pages);
-                        return QString();
-                    }) +
-               QStringLiteral("<hr/>");
-    };
-    header.setHtml(headerHtml(99999, 99999));
-    const qreal headerHeight = header.size().height() + device.logicalDpiY() / 10.0;
-    const qreal bodyHeight = area.height() - headerHeight;
-    const auto laidOut = [&](QTextDocument &section, const QString &html) {
-        section.documentLayout()->setPaintDevice(&device);
-        section.setDefaultFont(font);
-        section.setDocumentMargin(0);
-        section.setHtml(html);
-        section.setPageSize(QSizeF(area.width(), bodyHeight));
-        return std::max(1, section.pageCount());
-    };
-
-    // Up to a thousand records stay laid out between the two passes; a longer register is laid out again.
-    constexpr qsizetype KeptSections = 1000;
-    const bool keep = m_sections.size() <= KeptSections;
-    std::vector<std::unique_ptr<QTextDocument>> kept;
-    std::vector<int> sectionPages;
-    sectionPages.reserve(size_t(m_sections.size()));
-    int pages = 0;
-    for (const QString &html : m_sections) {
-        auto section = std::make_unique<QTextDocument>();
-        sectionPages.push_back(laidOut(*section, html));
-        pages += sectionPages.back();
-        if (keep)
-            kept.push_back(std::move(section));
-    }
-    int pageNo = 0;
-    for (qsizetype s = 0; s < m_sections.size(); ++s) {
-        std::unique_ptr<QTextDocument> again;
-        QTextDocument *section = keep ? kept[size_t(s)].get() : nullptr;
-        if (!section) {
-            again = std::make_unique<QTextDocument>();
-            laidOut(*again, m_sections.at(s));
-            section = again.get();
+            record.texts.append(texts);
         }
-        for (int i = 0; i < sectionPages[size_t(s)]; ++i) {
-            if (pageNo > 0)
-                device.newPage();
-            ++pageNo;
-            painter.save();
-            header.setHtml(headerHtml(pageNo, pages));
-            header.drawContents(&painter);
-            painter.translate(0, headerHeight - i * bodyHeight);
-            section->drawContents(&painter, QRectF(0, i * bodyHeight, area.width(), bodyHeight));
-            painter.restore();
-        }
+        records.append(record);
     }
-    return pages;
+    m_records = records;
+    return int(records.size());
 }
 
 } // namespace suite

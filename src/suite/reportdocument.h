@@ -1,13 +1,17 @@
 #pragma once
 // A report of our own definition format (docs/report-format.md): the queries that read its records and
-// their lists, and the HTML that lays out each record, which Qt's text document paginates. Painting puts
-// the page header (the three text slots, the print date, "Page n of m") above each page's body.
+// their lists, and the parts that each record prints (a title, lines of text, captioned fields, lists as
+// tables). The layout is the engine's own: it measures text from cached glyph advances and paints straight
+// onto the device, so that a register of thousands of pages costs little more than printing its text.
 
 #include <QDateTime>
 #include <QHash>
 #include <QJsonObject>
+#include <QList>
 #include <QString>
 #include <QStringList>
+
+#include <functional>
 
 class QPagedPaintDevice;
 
@@ -16,6 +20,9 @@ class Connection;
 }
 
 namespace suite {
+
+// Replaces each {name} of a template by what value() gives for name.
+QString fillPlaceholders(const QString &templ, const std::function<QString(QStringView)> &value);
 
 class ReportDocument
 {
@@ -26,10 +33,8 @@ public:
     // The report's tables as the selection formula names them: lower-cased name -> name in the queries.
     QHash<QString, QString> tables() const;
 
-    // Reads the records the formula selects and their lists, and makes the body. Returns the record count.
+    // Reads the records the formula selects and their lists. Returns the record count.
     int build(platform::Connection &con, const QString &selectionFormula);
-    // One piece of HTML per record; each starts a page.
-    QStringList sections() const { return m_sections; }
 
     // The three text slots, and the time printed on every page.
     QStringList textSlots = {QString(), QString(), QString()};
@@ -38,10 +43,51 @@ public:
     // Paints every page onto a PDF writer or a printer; returns the page count.
     int paint(QPagedPaintDevice &device) const;
 
+    // What the definition declares, read once by load().
+    struct Column
+    {
+        QString caption;
+        QString field;
+        QString format;       // "", "yesno" or "money"
+        int widthPercent = 0; // 0: an equal share of what the others leave
+    };
+    struct List
+    {
+        QString name;
+        QString sql;
+        QStringList listKey, recordKey;
+        QList<Column> columns;
+    };
+    struct Part
+    {
+        enum class Kind
+        {
+            Title,
+            Line,
+            Fields,
+            List
+        };
+        Kind kind = Kind::Line;
+        // Title: the bold text and the plain text after it; Line: the text; Fields: caption, text, caption,
+        // text ...; List: the heading.
+        QStringList texts;
+        int list = -1; // List: index into lists
+    };
+    // One record as printed: the filled texts of its parts in order, and the rows of each list part.
+    struct Record
+    {
+        QList<QStringList> texts;
+        QList<QList<QStringList>> rows;
+    };
+
 private:
     QString m_path;
     QJsonObject m_definition;
-    QStringList m_sections;
+    QList<List> m_lists;
+    QList<Part> m_parts;
+    QString m_headerTitle, m_headerSubtitle;
+    QStringList m_headerRight;
+    QList<Record> m_records;
 };
 
 } // namespace suite

@@ -22,6 +22,7 @@
 #include <QDir>
 #include <QPrintPreviewDialog>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -60,6 +61,8 @@ private Q_SLOTS:
 
     void pdfOfOneAgreement_data() { agrtest::addBackends(); }
     void pdfOfOneAgreement();
+    void longTextsWrapAcrossPages_data() { agrtest::addBackends(); }
+    void longTextsWrapAcrossPages();
     void previewFromTheList_data() { agrtest::addBackends(); }
     void previewFromTheList();
     void failuresLoggedNothingShown_data() { agrtest::addBackends(); }
@@ -148,6 +151,73 @@ void tst_ReportEngine::pdfOfOneAgreement()
     // A formula the language does not have is refused where it is set.
     QCOMPARE(agrtest::errorOf([&] { report->setRecordSelectionFormula(QStringLiteral("{Payments.x}=1")); }),
              suite::FormulaError);
+}
+
+// Long texts wrap inside the page and their columns, a list runs on over pages under its caption row again,
+// and "Page n of m" counts every page: nothing is cut off or lost.
+void tst_ReportEngine::longTextsWrapAcrossPages()
+{
+    AGR_FETCH_URL();
+    if (!openDemo(url))
+        return;
+    QString description;
+    for (int i = 1; i <= 120; ++i)
+        description += QStringLiteral("clause%1 of the lease ").arg(i);
+    // Letters outside the Latin ones are measured by shaping (this machine may have no font for them).
+    description += QString(300, QLatin1Char('W')) + QStringLiteral(" தமிழ் 中文 end-of-description");
+    platform::Command header(*m_con);
+    header.setCommandText(QStringLiteral(
+        "insert into agreementregister (agragreementid,agrDepartmentid,agragreementNo,agragreementdate,"
+        "agragreementdesc,agragreementwith) values (50,1,'AG/50','01/11/2026',?,'Long Party')"));
+    header.ParametersRefresh();
+    header.Execute({description});
+    platform::Command content(*m_con);
+    content.setCommandText(QStringLiteral("insert into AgreementContents (agcAgreementid,agcDepartmentid,"
+                                          "agcDetailid,agcContentdesc) values (50,1,?,?)"));
+    content.ParametersRefresh();
+    for (int row = 1; row <= 90; ++row)
+        content.Execute({row, row == 45 ? description.left(2000) + QStringLiteral(" middle-row-end")
+                                        : QStringLiteral("content row %1").arg(row)});
+
+    suite::ReportEngine engine;
+    agr::IReport *report = engine.OpenReport(reportFile());
+    report->setTextSlot(1, QStringLiteral("Agreement Register"));
+    report->setRecordSelectionFormula(QStringLiteral("{AgreementRegister.agragreementid}=50"));
+    const QString pdf = m_folder.filePath(QStringLiteral("long.pdf"));
+    report->ExportPdf(pdf);
+
+    const QString text = pdfText(pdf);
+    const int pages = int(text.count(QLatin1Char('\f')));
+    QVERIFY2(pages >= 3, qPrintable(QString::number(pages)));
+    for (int page = 1; page <= pages; ++page)
+        QVERIFY(text.contains(QStringLiteral("Page %1 of %2").arg(page).arg(pages)));
+    for (const char *expected :
+         {"clause120", "end-of-description", "content row 1", "content row 90", "middle-row-end"})
+        QVERIFY2(text.contains(QLatin1String(expected)), expected);
+    // The contents' caption row comes again on each page the list goes on to.
+    int listPages = 0;
+    for (const QString &page : text.split(QLatin1Char('\f'))) {
+        if (!page.contains(QLatin1String("content row")))
+            continue;
+        ++listPages;
+        QVERIFY(page.contains(QLatin1String("SNo")));
+    }
+    QVERIFY(listPages >= 2);
+
+    // Every word lies inside the printed area (A4, 15 mm either side).
+    QProcess boxes;
+    boxes.start(QStringLiteral("pdftotext"), {QStringLiteral("-bbox"), pdf, QStringLiteral("-")});
+    QVERIFY(boxes.waitForFinished(60000));
+    const QString html = QString::fromUtf8(boxes.readAllStandardOutput());
+    const QRegularExpression word(QStringLiteral("xMin=\"([0-9.]+)\".*xMax=\"([0-9.]+)\""));
+    const double left = 15 / 25.4 * 72, right = (210 - 15) / 25.4 * 72;
+    int words = 0;
+    for (auto it = word.globalMatch(html); it.hasNext(); ++words) {
+        const auto m = it.next();
+        QVERIFY2(m.captured(1).toDouble() >= left - 1 && m.captured(2).toDouble() <= right + 1,
+                 qPrintable(m.captured(0)));
+    }
+    QVERIFY(words > 500);
 }
 
 // Preview from the list: the selected agreement's register, with the id alone in the formula, in a preview
