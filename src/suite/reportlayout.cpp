@@ -9,11 +9,15 @@
 #include "platform/runtime/errors.h"
 
 #include <QFontMetricsF>
+#include <QGlyphRun>
 #include <QPagedPaintDevice>
 #include <QPainter>
+#include <QRawFont>
+#include <QTextLayout>
 
 #include <array>
 #include <cmath>
+#include <vector>
 
 namespace suite {
 
@@ -25,33 +29,58 @@ constexpr int CannotPaint = 20545;
 const QColor CaptionBack(0xdb, 0xe5, 0xf0);
 const QColor Rule(0xc3, 0xcf, 0xdc);
 
-// A font at the device's resolution, with the advances of the Latin letters kept after their first use.
-// Text with other letters is measured by shaping it, as combining marks and ligatures change its width.
+// A font at the device's resolution. Text of the Latin letters is measured and set from each letter's
+// glyph and advance, kept after the letter's first use: no shaping, and the width measured is the width
+// drawn. Text with other letters is shaped, as combining marks and ligatures change its glyphs and width.
 class Face
 {
 public:
     Face(QPaintDevice &device, qreal points, bool bold = false, bool italic = false)
-        : font(sized(points, bold, italic)), m_metrics(font, &device)
+        : font(sized(points, bold, italic)), raw(QRawFont::fromFont(font)), m_metrics(font, &device)
     {
-        m_cache.fill(-1);
+        raw.setPixelSize(points * device.logicalDpiY() / 72.0);
         ascent = m_metrics.ascent();
         lineSpacing = m_metrics.lineSpacing();
     }
+
+    struct Glyph
+    {
+        quint32 index = 0;
+        qreal advance = -1;
+    };
+    bool simple(QStringView text) const
+    {
+        if (!raw.isValid())
+            return false;
+        for (const QChar c : text)
+            if (c.unicode() >= m_glyphs.size())
+                return false;
+        return true;
+    }
+    // A letter of simple text; a control character is set as a blank.
+    const Glyph &glyph(char16_t u) const
+    {
+        Glyph &g = m_glyphs[u];
+        if (g.advance < 0) {
+            const QList<quint32> index = raw.glyphIndexesForString(QString(QChar(u < 0x20 ? u' ' : u)));
+            const QList<QPointF> advance = raw.advancesForGlyphIndexes(index);
+            g.index = index.value(0);
+            g.advance = advance.isEmpty() ? 0 : advance.first().x();
+        }
+        return g;
+    }
     qreal advance(QStringView text) const
     {
+        if (!simple(text))
+            return m_metrics.horizontalAdvance(text.toString());
         qreal width = 0;
-        for (const QChar c : text) {
-            const char16_t u = c.unicode();
-            if (u >= m_cache.size())
-                return m_metrics.horizontalAdvance(text.toString());
-            if (m_cache[u] < 0)
-                m_cache[u] = m_metrics.horizontalAdvance(c);
-            width += m_cache[u];
-        }
+        for (const QChar c : text)
+            width += glyph(c.unicode()).advance;
         return width;
     }
 
     const QFont font;
+    QRawFont raw;
     qreal ascent = 0;
     qreal lineSpacing = 0;
 
@@ -64,7 +93,7 @@ private:
     }
 
     QFontMetricsF m_metrics;
-    mutable std::array<qreal, 0x250> m_cache;
+    mutable std::array<Glyph, 0x250> m_glyphs;
 };
 
 // Breaks text into lines no wider than width (the first line firstWidth): at line breaks, then between
@@ -148,6 +177,7 @@ public:
 
     void newPage()
     {
+        flush();
         if (m_painter && m_pageNo > 0)
             m_device.newPage();
         ++m_pageNo;
@@ -162,21 +192,55 @@ public:
             newPage();
     }
 
+    // Text is gathered for the page and set when the page is done, all of one font at once.
     void text(const Face &face, qreal x, qreal top, const QString &line, Qt::Alignment align = Qt::AlignLeft)
     {
         if (!m_painter || line.isEmpty())
             return;
-        if (m_font != &face) {
-            m_painter->setFont(face.font);
-            m_font = &face;
+        if (align & Qt::AlignRight)
+            x -= face.advance(line);
+        if (face.simple(line)) {
+            Run &run = runOf(face.raw);
+            const qreal baseline = top + face.ascent;
+            for (const QChar c : line) {
+                const Face::Glyph &g = face.glyph(c.unicode());
+                run.glyphs.append(g.index);
+                run.positions.append(QPointF(x, baseline));
+                x += g.advance;
+            }
+            return;
         }
+        QTextLayout layout(line, face.font, &m_device);
+        layout.beginLayout();
+        layout.createLine();
+        layout.endLayout();
+        for (const QGlyphRun &shaped : layout.glyphRuns()) {
+            Run &run = runOf(shaped.rawFont());
+            run.glyphs.append(shaped.glyphIndexes());
+            for (const QPointF &p : shaped.positions())
+                run.positions.append(p + QPointF(x, top));
+        }
+    }
+    // Sets the page's gathered text.
+    void flush()
+    {
+        if (!m_painter)
+            return;
         if (m_ruling) {
             m_painter->setPen(Qt::black);
             m_ruling = false;
         }
-        if (align & Qt::AlignRight)
-            x -= face.advance(line);
-        m_painter->drawText(QPointF(x, top + face.ascent), line);
+        for (Run &run : m_runs) {
+            if (run.glyphs.isEmpty())
+                continue;
+            QGlyphRun glyphs;
+            glyphs.setRawFont(run.font);
+            glyphs.setGlyphIndexes(run.glyphs);
+            glyphs.setPositions(run.positions);
+            m_painter->drawGlyphRun(QPointF(), glyphs);
+            run.glyphs.clear();
+            run.positions.clear();
+        }
     }
     void rule(QPointF from, QPointF to, const QColor &colour)
     {
@@ -233,7 +297,22 @@ private:
     const QString &m_headerSubtitle;
     const QStringList &m_headerRight;
     const int m_pageCount;
-    const Face *m_font = nullptr;
+    struct Run
+    {
+        QRawFont font;
+        QList<quint32> glyphs;
+        QList<QPointF> positions;
+    };
+    Run &runOf(const QRawFont &font)
+    {
+        for (Run &run : m_runs)
+            if (run.font == font)
+                return run;
+        m_runs.push_back({font, {}, {}});
+        return m_runs.back();
+    }
+
+    std::vector<Run> m_runs;
     bool m_ruling = true;
     int m_pageNo = 0;
     qreal m_top = 0, m_rule = 0, m_bottom = 0;
@@ -485,6 +564,7 @@ int ReportDocument::paint(QPagedPaintDevice &device) const
             pages.newPage();
             pages.text(faces.text, 0, pages.y, QStringLiteral("No agreement matches the selection."));
         }
+        pages.flush();
         return pages.pages();
     };
     // The page count first, for "Page n of m"; the measuring is the same both times.
