@@ -3,9 +3,9 @@
 set -euo pipefail
 
 packages=(g++ cmake ninja-build pkg-config qt6-base-dev libqt6sql6-sqlite libqt6sql6-psql libqt6sql6-odbc
-          libsqlite3-dev libgl-dev fonts-dejavu-core)
+          libsqlite3-dev libgl-dev fonts-dejavu-core libxlsxwriter-dev)
 if [[ ${1:-} == --tests ]]; then
-    packages+=(postgresql poppler-utils unixodbc odbc-postgresql libsqliteodbc)
+    packages+=(postgresql poppler-utils unixodbc odbc-postgresql libsqliteodbc python3-openpyxl)
 fi
 
 missing=()

@@ -231,6 +231,20 @@ void loadAgreements(platform::Connection &con, const QDate &today)
                                "agragreementid=%2")
                     .arg(demo::DepartmentId)
                     .arg(demo::CancelledAgreementId));
+
+    // A few near the end of their term, so that opening the register has something due to show.
+    platform::Command ends(con);
+    ends.setCommandText(QStringLiteral("update agreementregister set agrValidTodate=?, alertremarks=? where "
+                                       "agrDepartmentid=? and agragreementid=?"));
+    ends.ParametersRefresh();
+    ends.Execute({today.addDays(demo::DueInDays),
+                  QStringLiteral("Ask for the revised price list before renewing"), demo::DepartmentId,
+                  demo::DueAgreementId});
+    ends.Execute({today.addDays(-demo::ExpiredDaysAgo), QStringLiteral("Guards stay on a monthly extension"),
+                  demo::DepartmentId, demo::ExpiredAgreementId});
+    ends.Execute({today.addDays(3), QStringLiteral("Cancelled: not to be renewed"), demo::DepartmentId,
+                  demo::CancelledAgreementId});
+    ends.Execute({today.addDays(7), QStringLiteral("Renew before expiry"), demo::OtherDepartmentId, 1});
 }
 
 void loadDetails(platform::Connection &con, const QDate &today)

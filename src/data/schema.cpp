@@ -77,7 +77,8 @@ const std::vector<Table> &tables()
           // The save never writes it, so a new agreement starts live.
           {"agrcancelled", SmallInt, "NOT NULL DEFAULT 0"}},
          "UNIQUE (agrDepartmentid, agragreementid)",
-         {"agrDepartmentid, agragreementdate"}},
+         // The list reads from a date on; what is due for renewal is found from a valid-to date on.
+         {"agrDepartmentid, agragreementdate", "agrDepartmentid, agrValidTodate"}},
         {"AgreementDetails",
          {{"agdAgreementid", Integer, "NOT NULL"},
           {"agdDepartmentid", SmallInt, "NOT NULL"},

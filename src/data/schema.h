@@ -56,6 +56,13 @@ inline constexpr int OtherDepartmentAgreements = 2; // department 2: ids 1 and 2
 inline constexpr int CancelledAgreementId = 6;      // department 1
 inline constexpr int PaidAgreementId = 1;           // two payment vouchers are booked against it
 inline constexpr int DetailedAgreementId = 1;       // rows in all five detail tables
+// Near the end of their term on the day the data is dated from: department 1's agreement 7 ends in 10
+// days (due for renewal), agreement 4 ended 2 days ago (expired); the cancelled agreement 6 would end in 3
+// days and department 2's agreement 1 ends in 7.
+inline constexpr int DueAgreementId = 7;
+inline constexpr int DueInDays = 10;
+inline constexpr int ExpiredAgreementId = 4;
+inline constexpr int ExpiredDaysAgo = 2;
 } // namespace demo
 
 } // namespace agr::schema

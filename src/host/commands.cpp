@@ -15,12 +15,6 @@ namespace host {
 
 namespace {
 
-QString databaseUrl(const QCommandLineParser &parser)
-{
-    return parser.isSet(QStringLiteral("database")) ? parser.value(QStringLiteral("database"))
-                                                    : defaultDatabasePath();
-}
-
 // A value as one cell of tab-separated output.
 QString cellText(const platform::Field &field)
 {
@@ -34,13 +28,6 @@ QString cellText(const platform::Field &field)
     text.replace(QLatin1Char('\n'), QStringLiteral("\\n"));
     text.replace(QLatin1Char('\r'), QStringLiteral("\\r"));
     return text;
-}
-
-void noMorePositionals(const QCommandLineParser &parser, int allowed)
-{
-    const QStringList extra = parser.positionalArguments().mid(allowed);
-    if (!extra.isEmpty())
-        throw Failure(QStringLiteral("unexpected argument '%1'").arg(extra.first()), ExitUsage);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // agreement-register: the stand-alone host of the agreement register.
 
+#include "alertcommands.h"
 #include "commands.h"
 #include "hostsupport.h"
 
@@ -19,7 +20,9 @@ enum class Command
     Sql,
     Report,
     Register,
-    Unregister
+    Unregister,
+    Alerts,
+    Export
 };
 
 Command commandOf(int argc, char **argv)
@@ -37,6 +40,10 @@ Command commandOf(int argc, char **argv)
         return Command::Register;
     if (std::strcmp(word, "unregister") == 0)
         return Command::Unregister;
+    if (std::strcmp(word, "alerts") == 0)
+        return Command::Alerts;
+    if (std::strcmp(word, "export") == 0)
+        return Command::Export;
     return Command::Module;
 }
 
@@ -127,6 +134,10 @@ int main(int argc, char **argv)
             return host::registration(arguments, true);
         case Command::Unregister:
             return host::registration(arguments, false);
+        case Command::Alerts:
+            return host::alerts(arguments);
+        case Command::Export:
+            return host::exportCommand(arguments);
         case Command::Module:
         case Command::Report:
             break;

@@ -3,6 +3,7 @@
 
 #include "commands.h"
 
+#include "duewindow.h"
 #include "hostsupport.h"
 #include "options.h"
 
@@ -76,7 +77,8 @@ int runModule(const QStringList &arguments)
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Opens the agreement register for a user, company and department.\n"
-        "Other commands: init-db, sql, register, unregister (agreement-register COMMAND --help)."));
+        "Other commands: init-db, sql, report, alerts, export, register, unregister (agreement-register "
+        "COMMAND --help)."));
     using agr::schema::demo::ClerkUserId, agr::schema::demo::CompanyId, agr::schema::demo::DepartmentId,
         agr::schema::demo::InterfaceId;
     parser.addOption(databaseOption());
@@ -99,10 +101,13 @@ int runModule(const QStringList &arguments)
                            QStringLiteral("text"), QStringLiteral("Agreement Register")));
     parser.addOption(QCommandLineOption(
         QStringLiteral("screenshot"),
-        QStringLiteral("Render the agreement list into this PNG file and exit."), QStringLiteral("file")));
+        QStringLiteral("Render the agreement list into this PNG file (and what is due for renewal into "
+                       "FILE-due-for-renewal.png) and exit."),
+        QStringLiteral("file")));
     parseArguments(parser, arguments);
     if (!parser.positionalArguments().isEmpty())
-        throw Failure(QStringLiteral("unknown command '%1' (commands: init-db, sql, register, unregister)")
+        throw Failure(QStringLiteral("unknown command '%1' (commands: init-db, sql, report, alerts, export, "
+                                     "register, unregister)")
                           .arg(parser.positionalArguments().first()),
                       ExitUsage);
 
@@ -175,6 +180,10 @@ int runModule(const QStringList &arguments)
     bool saved = false;
     if (!screenshot.isEmpty())
         installScreenshotSeams(screenshot, saved);
+
+    // What is due for renewal comes first; a screenshot run renders it beside the list's picture.
+    showDueForRenewal(con, user, department, date,
+                      screenshot.isEmpty() ? QString() : dueForRenewalScreenshot(screenshot));
 
     try {
         if (!QMetaObject::invokeMethod(module.get(), "Show", Qt::DirectConnection))

@@ -77,6 +77,19 @@ QCommandLineOption databaseOption()
         QStringLiteral("url"));
 }
 
+QString databaseUrl(const QCommandLineParser &parser)
+{
+    return parser.isSet(QStringLiteral("database")) ? parser.value(QStringLiteral("database"))
+                                                    : defaultDatabasePath();
+}
+
+void noMorePositionals(const QCommandLineParser &parser, int allowed)
+{
+    const QStringList extra = parser.positionalArguments().mid(allowed);
+    if (!extra.isEmpty())
+        throw Failure(QStringLiteral("unexpected argument '%1'").arg(extra.first()), ExitUsage);
+}
+
 QCommandLineOption dateOptionFor(const QString &what)
 {
     return QCommandLineOption(QStringLiteral("date"), what + QStringLiteral(" (yyyy-mm-dd). Default: today."),

@@ -15,6 +15,10 @@ qint32 int32Option(const QCommandLineParser &parser, const QString &name, qint32
 QDate dateOption(const QCommandLineParser &parser, const QString &name, const QDate &fallback);
 
 QCommandLineOption databaseOption();
+// The --database value, or the embedded database of this user.
+QString databaseUrl(const QCommandLineParser &parser);
+// Ends the command with a usage error when more than `allowed` positional arguments were given.
+void noMorePositionals(const QCommandLineParser &parser, int allowed);
 QCommandLineOption dateOptionFor(const QString &what);
 
 } // namespace host

@@ -11,6 +11,9 @@
 #include <QDir>
 #include <QFile>
 #include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -62,6 +65,10 @@ private Q_SLOTS:
     void reportThroughOdbc_data() { agrtest::addBackends(); }
     void reportThroughOdbc();
     void registration();
+    void alertsCommand_data() { agrtest::addBackends(); }
+    void alertsCommand();
+    void exportCommand_data() { agrtest::addBackends(); }
+    void exportCommand();
 
 private:
     Run run(const QStringList &arguments);
@@ -172,6 +179,11 @@ void tst_host::showRendersTheList()
     QImage image(png);
     QVERIFY(!image.isNull());
     QVERIFY(image.width() > 200 && image.height() > 100);
+    // The demo has agreements due: their window is rendered first, beside the list, and never waited for.
+    const QString due = m_dir.filePath(
+        QStringLiteral("list-%1-due-for-renewal.png").arg(QLatin1String(QTest::currentDataTag())));
+    QVERIFY(shown.out.join(QLatin1Char('\n')).contains(due));
+    QVERIFY(QImage(due).width() > 200);
 }
 
 void tst_host::missingTables()
@@ -361,6 +373,110 @@ void tst_host::reportThroughOdbc()
     const QString text = agrtest::pdfText(pdf);
     QVERIFY2(text.contains(QLatin1String("Through ODBC")), qPrintable(text.left(600)));
     QVERIFY(text.contains(QLatin1String("Sri Ganesh Estates")));
+}
+
+// The exit status tells cron whether anything is due: 3 when something is, 0 when nothing is; the same rows
+// in each format.
+void tst_host::alertsCommand()
+{
+    AGR_FETCH_URL();
+    const QString db = agrtest::freshUrl(url);
+    if (db.isEmpty())
+        return;
+    QCOMPARE(run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo"),
+                  QStringLiteral("--date"), QStringLiteral("2026-11-15")})
+                 .status,
+             0);
+    const auto alerts = [&](const QStringList &more) {
+        return run(QStringList{QStringLiteral("alerts"), QStringLiteral("--database"), db} + more);
+    };
+    const QStringList onDemoDay = {QStringLiteral("--date"), QStringLiteral("2026-11-15")};
+
+    Run text = alerts(onDemoDay);
+    QCOMPARE(text.status, 3);
+    QVERIFY(text.err.isEmpty());
+    QCOMPARE(text.out.size(), 5); // the title, a blank line, the captions, then AG/4 and AG/7
+    QVERIFY(text.out.at(0).contains(QStringLiteral("1 due, 1 expired")));
+    QVERIFY(text.out.at(3).startsWith(QStringLiteral("Expired  AG/4")));
+    QVERIFY(text.out.at(4).startsWith(QStringLiteral("Due      AG/7")));
+
+    Run csv = alerts(onDemoDay + QStringList{QStringLiteral("--format"), QStringLiteral("csv")});
+    QCOMPARE(csv.status, 3);
+    QCOMPARE(csv.out.size(), 3);
+    QVERIFY(csv.out.at(1).startsWith(QStringLiteral("Expired,AG/4,")));
+    QVERIFY(csv.out.at(2).endsWith(
+        QStringLiteral(",2026-11-25,10,Ask for the revised price list before renewing\r")));
+
+    Run json = alerts(onDemoDay + QStringList{QStringLiteral("--format"), QStringLiteral("JSON"),
+                                              QStringLiteral("--department"), QStringLiteral("2")});
+    QCOMPARE(json.status, 3);
+    const QJsonObject document = QJsonDocument::fromJson(json.out.join(QLatin1Char('\n')).toUtf8()).object();
+    QCOMPARE(document.value(QStringLiteral("department")).toInt(), 2);
+    QCOMPARE(document.value(QStringLiteral("agreements")).toArray().size(), 1);
+
+    // Nothing due long before, nor in a department without agreements.
+    Run none = alerts({QStringLiteral("--date"), QStringLiteral("2026-06-01")});
+    QCOMPARE(none.status, 0);
+    QCOMPARE(none.out.size(), 1);
+    QVERIFY(none.out.first().startsWith(QStringLiteral("Nothing is due")));
+    QCOMPARE(alerts(onDemoDay + QStringList{QStringLiteral("--department"), QStringLiteral("9"),
+                                            QStringLiteral("--format"), QStringLiteral("csv")})
+                 .status,
+             0);
+
+    // Bad input: usage 2, a database that is not there 1; never 3.
+    for (const QStringList &bad : {QStringList{QStringLiteral("--format"), QStringLiteral("xml")},
+                                   QStringList{QStringLiteral("--date"), QStringLiteral("15/11/2026")},
+                                   QStringList{QStringLiteral("--department"), QStringLiteral("x")},
+                                   QStringList{QStringLiteral("extra")}}) {
+        Run failed = alerts(bad);
+        QCOMPARE(failed.status, 2);
+        QCOMPARE(failed.err.size(), 1);
+    }
+    Run missing = run({QStringLiteral("alerts"), QStringLiteral("--database"), m_dir.filePath("none.db")});
+    QCOMPARE(missing.status, 1);
+    QCOMPARE(missing.err.size(), 1);
+}
+
+// The command writes what its extension says; the files themselves are read back in tst_renewals.
+void tst_host::exportCommand()
+{
+    AGR_FETCH_URL();
+    const QString db = agrtest::freshUrl(url);
+    if (db.isEmpty())
+        return;
+    QCOMPARE(
+        run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo")}).status,
+        0);
+    QTemporaryDir folder;
+    const QString xlsx = folder.filePath(QStringLiteral("register.xlsx"));
+    Run book =
+        run({QStringLiteral("export"), QStringLiteral("--database"), db, QStringLiteral("--out"), xlsx});
+    QCOMPARE(book.status, 0);
+    QCOMPARE(book.out,
+             QStringList{QStringLiteral("Wrote 12 agreements, 22 detail rows and 2 payments to ") + xlsx});
+    QFile zip(xlsx);
+    QVERIFY(zip.open(QIODevice::ReadOnly));
+    QVERIFY(zip.read(2) == "PK");
+
+    const QString csv = folder.filePath(QStringLiteral("register.csv"));
+    Run text = run({QStringLiteral("export"), QStringLiteral("--database"), db,
+                    QStringLiteral("--department"), QStringLiteral("2"), QStringLiteral("--out"), csv});
+    QCOMPARE(text.status, 0);
+    QCOMPARE(text.out, QStringList{QStringLiteral("Wrote 2 agreements to ") + csv});
+
+    for (const QStringList &bad :
+         {QStringList{}, QStringList{QStringLiteral("--out"), folder.filePath(QStringLiteral("r.pdf"))},
+          QStringList{QStringLiteral("--out"), csv, QStringLiteral("--from"), QStringLiteral("yesterday")}}) {
+        Run failed = run(QStringList{QStringLiteral("export"), QStringLiteral("--database"), db} + bad);
+        QCOMPARE(failed.status, 2);
+        QCOMPARE(failed.err.size(), 1);
+    }
+    Run nowhere = run({QStringLiteral("export"), QStringLiteral("--database"), db, QStringLiteral("--out"),
+                       folder.filePath(QStringLiteral("no/such/folder/r.xlsx"))});
+    QCOMPARE(nowhere.status, 1);
+    QCOMPARE(nowhere.err.size(), 1);
+    QVERIFY(nowhere.err.first().contains(QStringLiteral("does not exist")));
 }
 
 QTEST_MAIN(tst_host)

@@ -118,6 +118,13 @@ void tst_dialect::rewrite()
     QCOMPARE(platform::renameFunctions(QStringLiteral("select s.isnull(a) from t where a isnull"), names),
              QStringLiteral("select s.isnull(a) from t where a isnull"));
 
+    // The date part of datediff is a bare word to the suite and a literal to the engines.
+    QCOMPARE(
+        platform::quoteDateParts(QStringLiteral(
+            "select DateDiff(Day, a, b), 'datediff(day, x' from t where datediff ( dd ,x,y) > t.day")),
+        QStringLiteral(
+            "select DateDiff('day', a, b), 'datediff(day, x' from t where datediff ( 'dd' ,x,y) > t.day"));
+
     QCOMPARE(platform::countParameterMarkers(QStringLiteral("insert into t values (?, '?', \"?\", ?) -- ?")),
              2);
 }
@@ -237,6 +244,13 @@ void tst_dialect::functions()
     for (const QString &text : notNumeric)
         QVERIFY2(value("isnumeric('" + text + "')") == QLatin1String("0"), qPrintable(text));
     QCOMPARE(value(QStringLiteral("isnumeric(ItemName)"), 2), QStringLiteral("0"));
+
+    // Whole days between dates in any of the forms the register stores; NULL where a date is missing.
+    QCOMPARE(value(QStringLiteral("datediff(day, '20261115', '16/11/2026')")), QStringLiteral("1"));
+    QCOMPARE(value(QStringLiteral("datediff(day, '2026-12-31', '20260101')")), QStringLiteral("-364"));
+    QCOMPARE(value(QStringLiteral("datediff(dd, '20240228', '20240301')")), QStringLiteral("2"));
+    QCOMPARE(value(QStringLiteral("case when datediff(day, '20261115', null) is null then 'none' end")),
+             QStringLiteral("none"));
 
     // Identifiers in any case, and fields found by any case whatever case the engine returns.
     Recordset rs =

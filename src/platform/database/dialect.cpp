@@ -320,6 +320,32 @@ QString renameFunctions(const QString &sql, const QHash<QString, QString> &lower
     return out;
 }
 
+QString quoteDateParts(const QString &sql)
+{
+    if (!sql.contains(QLatin1String("datediff"), Qt::CaseInsensitive))
+        return sql;
+    const std::vector<Token> tokens = tokenize(sql);
+    QString out;
+    out.reserve(sql.size() + 8);
+    size_t quoteAt = tokens.size(); // the token to write as a literal
+    for (size_t i = 0; i < tokens.size(); ++i) {
+        const Token &t = tokens[i];
+        const QStringView text = QStringView(sql).mid(t.start, t.length);
+        if (i == quoteAt) {
+            out += QLatin1Char('\'') + text.toString().toLower() + QLatin1Char('\'');
+            continue;
+        }
+        if (t.kind == TokenKind::Word && text.compare(QLatin1String("datediff"), Qt::CaseInsensitive) == 0 &&
+            isCall(sql, tokens, i)) {
+            const size_t part = nextSignificant(tokens, nextSignificant(tokens, i + 1) + 1);
+            if (part < tokens.size() && tokens[part].kind == TokenKind::Word)
+                quoteAt = part;
+        }
+        out += text;
+    }
+    return out;
+}
+
 int countParameterMarkers(const QString &sql)
 {
     int count = 0;

@@ -72,6 +72,9 @@ protected:
 // where type' is the engine's spelling, and renames functions (only where a name is followed by "(").
 QString rewriteConvert(const QString &sql, const std::function<QString(const QString &)> &mapType);
 QString renameFunctions(const QString &sql, const QHash<QString, QString> &lowerNameToNew);
+// datediff(day, start, end): the date part, a bare word in the suite's dialect, becomes a text literal
+// ('day') that the engines' own datediff functions take.
+QString quoteDateParts(const QString &sql);
 // The number of "?" markers outside string literals, quoted identifiers and comments.
 int countParameterMarkers(const QString &sql);
 

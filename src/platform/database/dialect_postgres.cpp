@@ -12,7 +12,7 @@ namespace platform {
 namespace {
 
 // Raised whenever the functions below change, so that an older installation is replaced.
-const char InstalledVersion[] = "agr-dialect 1";
+const char InstalledVersion[] = "agr-dialect 2";
 
 const char *const InstallStatements[] = {
     "create or replace function len(text) returns integer language sql immutable as "
@@ -25,6 +25,10 @@ const char *const InstallStatements[] = {
     "then 1 else 0 end $$",
     "create or replace function isnumeric(numeric) returns integer language sql immutable as "
     "$$ select case when $1 is null then 0 else 1 end $$",
+    // Days from the second date to the third, as the suite's datediff(day, ...) counts them; other parts
+    // give NULL.
+    "create or replace function datediff(text, date, date) returns integer language sql immutable as "
+    "$$ select case when lower($1) in ('day', 'dd', 'd') then $3 - $2 end $$",
     "create or replace function isnull(text, text) returns text language sql immutable as "
     "$$ select coalesce($1, $2) $$",
     "create or replace function isnull(text, integer) returns text language sql immutable as "
@@ -82,7 +86,10 @@ public:
                 return;
     }
 
-    QString translate(const QString &sql) const override { return rewriteConvert(sql, mapType); }
+    QString translate(const QString &sql) const override
+    {
+        return quoteDateParts(rewriteConvert(sql, mapType));
+    }
 
     QString columnType(ColumnType type) const override
     {

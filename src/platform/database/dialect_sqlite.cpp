@@ -254,6 +254,34 @@ void fnIsNumeric(sqlite3_context *ctx, int, sqlite3_value **argv)
     sqlite3_result_int(ctx, numericText(s, sqlite3_value_bytes(argv[0])) ? 1 : 0);
 }
 
+// datediff('day', start, end): whole days from start to end; NULL when either is no date. Other parts
+// give NULL, as on the other engines.
+void fnDateDiff(sqlite3_context *ctx, int, sqlite3_value **argv)
+{
+    const auto dayNumber = [](sqlite3_value *value, qint64 &day) {
+        if (sqlite3_value_type(value) != SQLITE_TEXT)
+            return false;
+        ParsedDate d;
+        if (!parseDate(reinterpret_cast<const char *>(sqlite3_value_text(value)), sqlite3_value_bytes(value),
+                       d))
+            return false;
+        const QDate date(d.year, d.month, d.day);
+        day = date.toJulianDay();
+        return date.isValid();
+    };
+    const auto *part = sqlite3_value_text(argv[0]);
+    const bool days = part && (qstricmp(reinterpret_cast<const char *>(part), "day") == 0 ||
+                               qstricmp(reinterpret_cast<const char *>(part), "dd") == 0 ||
+                               qstricmp(reinterpret_cast<const char *>(part), "d") == 0);
+    qint64 start = 0;
+    qint64 end = 0;
+    if (!days || !dayNumber(argv[1], start) || !dayNumber(argv[2], end)) {
+        sqlite3_result_null(ctx);
+        return;
+    }
+    sqlite3_result_int64(ctx, end - start);
+}
+
 void fnIsNull(sqlite3_context *ctx, int, sqlite3_value **argv)
 {
     sqlite3_result_value(ctx, sqlite3_value_type(argv[0]) != SQLITE_NULL ? argv[0] : argv[1]);
@@ -299,6 +327,7 @@ public:
         add("agr_left", 2, fnSide<false>);
         add("isnumeric", 1, fnIsNumeric);
         add("agr_isnull", 2, fnIsNull);
+        add("datediff", 3, fnDateDiff);
         if (rc == SQLITE_OK)
             rc = sqlite3_create_collation_v2(h, DateCollation, SQLITE_UTF8, nullptr, compareDates, nullptr);
         if (rc != SQLITE_OK)
@@ -316,7 +345,7 @@ public:
             {QStringLiteral("right"), QStringLiteral("agr_right")},
             {QStringLiteral("left"), QStringLiteral("agr_left")},
         };
-        return renameFunctions(rewriteConvert(sql, mapType), renamed);
+        return quoteDateParts(renameFunctions(rewriteConvert(sql, mapType), renamed));
     }
 
     QString columnType(ColumnType type) const override

@@ -1,0 +1,116 @@
+#include "alertcommands.h"
+
+#include "hostsupport.h"
+#include "options.h"
+#include "registerexport.h"
+#include "renewals.h"
+
+#include "platform/database/connection.h"
+#include "platform/runtime/errors.h"
+
+#include <QFileInfo>
+#include <cstdio>
+
+namespace host {
+
+namespace {
+
+QCommandLineOption departmentOption()
+{
+    return {QStringLiteral("department"), QStringLiteral("The department (default 1)."), QStringLiteral("N")};
+}
+
+void printRaw(const QString &text)
+{
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int alerts(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Prints the department's agreements that are due for renewal or have expired within the list's back "
+        "period. Exit status 0 when there are none, 3 when there are."));
+    parser.addPositionalArgument(QStringLiteral("alerts"), QStringLiteral("The command."));
+    parser.addOption(databaseOption());
+    parser.addOption(departmentOption());
+    parser.addOption(dateOptionFor(QStringLiteral("Processing date")));
+    parser.addOption({QStringLiteral("format"), QStringLiteral("text (default), csv or json."),
+                      QStringLiteral("format"), QStringLiteral("text")});
+    parseArguments(parser, arguments);
+    noMorePositionals(parser, 1);
+    const qint16 department = int16Option(parser, QStringLiteral("department"), 1);
+    const QDate date = dateOption(parser, QStringLiteral("date"), QDate::currentDate());
+    const QString format = parser.value(QStringLiteral("format")).trimmed().toLower();
+    if (format != QLatin1String("text") && format != QLatin1String("csv") && format != QLatin1String("json"))
+        throw Failure(QStringLiteral("--format: '%1' is not text, csv or json")
+                          .arg(parser.value(QStringLiteral("format"))),
+                      ExitUsage);
+
+    platform::Connection con;
+    const QString url = databaseUrl(parser);
+    openDatabase(con, url, false);
+    QList<RenewalRow> rows;
+    try {
+        rows = dueForRenewal(con, department, date);
+    } catch (const platform::RuntimeError &e) {
+        throw Failure(QStringLiteral("alerts: error %1: %2").arg(e.number()).arg(oneLine(e.description())));
+    }
+    if (format == QLatin1String("csv"))
+        printRaw(renewalsAsCsv(rows));
+    else if (format == QLatin1String("json"))
+        printRaw(renewalsAsJson(rows, department, date));
+    else
+        printRaw(renewalsAsText(rows, department, date));
+    return rows.isEmpty() ? 0 : ExitSomethingDue;
+}
+
+int exportCommand(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Writes the department's agreements to a spreadsheet: every header field, and in an XLSX workbook "
+        "one more sheet for each detail list and one for the payments. A CSV file holds the agreements."));
+    parser.addPositionalArgument(QStringLiteral("export"), QStringLiteral("The command."));
+    parser.addOption(databaseOption());
+    parser.addOption(departmentOption());
+    parser.addOption(
+        {QStringLiteral("from"),
+         QStringLiteral("Only agreements dated on or after this day (yyyy-mm-dd). Default: all."),
+         QStringLiteral("date")});
+    parser.addOption({QStringLiteral("out"), QStringLiteral("The file to write: FILE.xlsx or FILE.csv."),
+                      QStringLiteral("file")});
+    parseArguments(parser, arguments);
+    noMorePositionals(parser, 1);
+    const QString out = parser.value(QStringLiteral("out"));
+    if (out.trimmed().isEmpty())
+        throw Failure(QStringLiteral("export: give the file to write with --out FILE.xlsx or --out FILE.csv"),
+                      ExitUsage);
+    const qint16 department = int16Option(parser, QStringLiteral("department"), 1);
+    const QDate from = dateOption(parser, QStringLiteral("from"), QDate());
+    const QString file = QFileInfo(out).absoluteFilePath();
+
+    platform::Connection con;
+    openDatabase(con, databaseUrl(parser), false);
+    ExportCounts counts;
+    try {
+        counts = exportRegister(con, department, from, file);
+    } catch (const platform::RuntimeError &e) {
+        throw Failure(QStringLiteral("export: error %1: %2").arg(e.number()).arg(oneLine(e.description())));
+    }
+    if (file.endsWith(QLatin1String(".csv"), Qt::CaseInsensitive))
+        printOut(QStringLiteral("Wrote %1 agreements to %2").arg(counts.agreements).arg(file));
+    else
+        printOut(QStringLiteral("Wrote %1 agreements, %2 detail rows and %3 payments to %4")
+                     .arg(counts.agreements)
+                     .arg(counts.detailRows)
+                     .arg(counts.payments)
+                     .arg(file));
+    return 0;
+}
+
+} // namespace host

@@ -1,0 +1,50 @@
+#pragma once
+// Agreements due for renewal and agreements that have expired, as the host shows them before the list and
+// the alerts command prints them.
+//
+// An agreement of the department that is not cancelled is due when its valid-to date less its alert days
+// is on or before the processing date and the valid-to date is not yet past; it has expired when the
+// valid-to date is past but still within the list's back period. Alert days that are null or not a number
+// count as 0; an agreement without a valid-to date is never listed.
+
+#include <QDate>
+#include <QList>
+#include <QString>
+
+namespace platform {
+class Connection;
+}
+
+namespace host {
+
+struct RenewalRow
+{
+    qint32 agreementId = 0;
+    QString number;
+    QString description;
+    QString with;
+    QDate validTo;
+    int daysLeft = 0; // valid-to less the processing date: negative once expired
+    QString alertRemarks;
+
+    bool expired() const { return daysLeft < 0; }
+};
+
+// The list's back period: BackNoOfDays of the package settings' first row, 0 when there is none.
+int backPeriod(platform::Connection &con);
+
+// The statement that selects the rows, sorted by days left (expired first), in the suite's dialect.
+QString renewalStatement(qint16 department, const QDate &processDate, int backDays);
+
+// The department's due and expired agreements on the processing date. Raises on a database error.
+QList<RenewalRow> dueForRenewal(platform::Connection &con, qint16 department, const QDate &processDate);
+
+// "5 days left", "expires today", "1 day past".
+QString daysText(int daysLeft);
+
+// The rows for a terminal, a spreadsheet (RFC 4180) or a monitoring system.
+QString renewalsAsText(const QList<RenewalRow> &rows, qint16 department, const QDate &processDate);
+QString renewalsAsCsv(const QList<RenewalRow> &rows);
+QString renewalsAsJson(const QList<RenewalRow> &rows, qint16 department, const QDate &processDate);
+
+} // namespace host
