@@ -17,7 +17,6 @@
 // --linger-ms keeps the process alive that long after its last save. The description of each agreement
 // says how many rows each detail list got: "<tag> <i> rows s,w,c,m,f".
 
-#include "data/schema.h"
 #include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"

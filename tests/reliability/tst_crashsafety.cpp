@@ -59,12 +59,14 @@ bool readUntil(QProcess &process, QByteArray &out, const QString &word)
     }
 }
 
-// Lets ms pass while the worker's output is read.
-void readFor(QProcess &process, QByteArray &out, qint64 ms)
+// Lets ms pass while the worker's output is read, or less when it prints stopWord first (a worker faster
+// than the one measured must not end before it is killed).
+void readFor(QProcess &process, QByteArray &out, qint64 ms, const QString &stopWord = QString())
 {
     QElapsedTimer timer;
     timer.start();
-    while (timer.elapsed() < ms && process.state() != QProcess::NotRunning) {
+    while (timer.elapsed() < ms && process.state() != QProcess::NotRunning &&
+           (stopWord.isEmpty() || agrtest::markers(out, stopWord).isEmpty())) {
         process.waitForReadyRead(1);
         out += process.readAllStandardOutput();
     }
@@ -143,13 +145,14 @@ void tst_CrashSafety::killedWhileSaving()
         QByteArray out;
         switch (aim) {
         case Aim::Before:
-            readFor(process, out, qint64(random.bounded(quint32(toDrawn))));
+            readFor(process, out, qint64(random.bounded(quint32(toDrawn))), QStringLiteral("drawn"));
             break;
         case Aim::Inside:
             // Half of these aim at the rows being written, the others anywhere up to the commit.
             QVERIFY2(readUntil(process, out, QStringLiteral("drawn")), out.constData());
             readFor(process, out,
-                    qint64(random.bounded(quint32(round % 2 ? writing + 1 : transaction + hold + 1))));
+                    qint64(random.bounded(quint32(round % 2 ? writing + 1 : transaction + hold + 1))),
+                    QStringLiteral("saved"));
             break;
         case Aim::After:
             QVERIFY2(readUntil(process, out, QStringLiteral("saved")), out.constData());
