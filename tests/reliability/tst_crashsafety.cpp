@@ -138,8 +138,6 @@ void tst_CrashSafety::killedWhileSaving()
         const auto aim = Aim(round % 3);
         const int hold = aim == Aim::Inside ? int(random.bounded(0, 30)) : 0;
         QProcess process;
-        QElapsedTimer timer;
-        timer.start();
         agrtest::startSaveWorker(process, workerArguments(round, hold));
         QVERIFY(process.waitForStarted(-1));
         QByteArray out;
