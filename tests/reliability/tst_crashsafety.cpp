@@ -2,7 +2,7 @@
 // transaction, inside it (while rows are written, or with every row written and the commit still to come)
 // and after it. After every kill the register holds each agreement whole, with all its detail rows and its
 // audit entry, or not at all; SQLite's integrity check passes; and a program that starts next connects and
-// reads. The kill points come from a seeded random generator: AGR_CRASH_SEED repeats a run.
+// reads. The kill points come from a seeded random generator: AGR_CRASH_SEED repeats the aims and delays.
 
 #include "registerstate.h"
 #include "support/testdb.h"
@@ -96,7 +96,7 @@ void tst_CrashSafety::killedWhileSaving()
     bool seeded = false;
     const quint32 seed = qEnvironmentVariableIntValue("AGR_CRASH_SEED", &seeded);
     const quint32 used = seeded ? seed : quint32(QDateTime::currentMSecsSinceEpoch() & 0x7fffffff);
-    qInfo("%s: seed %u (AGR_CRASH_SEED=%u repeats this run)", QTest::currentDataTag(), used, used);
+    qInfo("%s: seed %u (AGR_CRASH_SEED=%u repeats its aims and delays)", QTest::currentDataTag(), used, used);
     QRandomGenerator random(used);
 
     const auto workerArguments = [&](int round, int holdMs) {
