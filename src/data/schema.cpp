@@ -215,6 +215,13 @@ const std::vector<Table> &tables()
           {"ColumnIndex", Integer, "NOT NULL"},
           {"ColumnWidth", Integer}},
          "UNIQUE (UserID, CompanyID, GridName, ColumnIndex)"},
+        // The database service draws keys here, one row per table and key column, so that two callers
+        // never receive the same value.
+        {table::KeyCounters,
+         {{"TableName", Text, "NOT NULL"},
+          {"KeyColumn", Text, "NOT NULL"},
+          {"LastValue", Integer, "NOT NULL"}},
+         "PRIMARY KEY (TableName, KeyColumn)"},
     };
     return all;
 }

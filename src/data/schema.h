@@ -35,10 +35,13 @@ bool LoadDemoData(platform::Connection &con, const QDate &today);
 //                  ErrorDescription, EntryMode, LoggedAt datetime)
 //   aGridSettings (UserID, CompanyID, GridName, ColumnIndex, ColumnWidth integer twips),
 //                  one row per user, company, grid and column
+//   aKeyCounters  (TableName, KeyColumn text, LastValue integer): the last key the database service
+//                  handed out for a table (as its table name reads) and key column
 namespace table {
 inline constexpr char ActivityLog[] = "aActivityLog";
 inline constexpr char FaultLog[] = "aFaultLog";
 inline constexpr char GridSettings[] = "aGridSettings";
+inline constexpr char KeyCounters[] = "aKeyCounters";
 } // namespace table
 
 namespace demo {

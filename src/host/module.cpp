@@ -70,6 +70,56 @@ void installScreenshotSeams(const QString &file, bool &saved)
     });
 }
 
+// A save that fails after it has begun its transaction leaves it open on the host's connection: the module
+// never rolls back. What the save wrote is undone here, before any later statement on the connection could
+// commit half an agreement, and the fault is recorded through the fault service and on stderr.
+void rollBackLeftTransaction(platform::Connection &con, qint16 user)
+{
+    if (!con.isOpen() || con.transactionLevel() == 0)
+        return;
+    QString description = QStringLiteral("the module left a transaction open on the host's connection");
+    const bool rolledBack = platform::Trap([&] { con.RollbackTrans(); },
+                                           [&](const platform::RuntimeError &e) {
+                                               description += QStringLiteral("; the rollback failed: ") +
+                                                              oneLine(e.description());
+                                           });
+    if (rolledBack)
+        description += QStringLiteral("; rolled back");
+    printErr(description);
+
+    platform::Trap(
+        [&] {
+            std::unique_ptr<QObject> object(
+                platform::ComponentRegistry::instance().create(QLatin1String(agr::progid::FaultService)));
+            auto *fault = qobject_cast<agr::IFaultService *>(object.get());
+            if (!fault)
+                platform::Raise(platform::err::CantCreateObject, QStringLiteral("agreement-register"),
+                                QLatin1String(agr::progid::FaultService) +
+                                    QStringLiteral(" does not record faults"));
+            object->setProperty("adocon", QVariant::fromValue(&con));
+            QString userName;
+            platform::Trap(
+                [&] {
+                    platform::Recordset rs = con.Execute(
+                        QStringLiteral("select UserName from aUsers where userid=") + QString::number(user));
+                    if (!rs.isEOF())
+                        userName = rs.Fields(0).joinEmpty();
+                },
+                {});
+            QString form = QLatin1String(agr::progid::Module);
+            QString procedure = QStringLiteral("Show");
+            qint32 number = platform::err::DatabaseError;
+            QString source = QStringLiteral("agreement-register");
+            QString mode;
+            if (!fault->ErrorTrack(form, userName, procedure, number, source, description, mode, true))
+                printErr(QStringLiteral("the open transaction was not recorded in the fault log"));
+        },
+        [&](const platform::RuntimeError &e) {
+            printErr(QStringLiteral("the open transaction was not recorded in the fault log: ") +
+                     oneLine(e.description()));
+        });
+}
+
 } // namespace
 
 int runModule(const QStringList &arguments)
@@ -186,12 +236,18 @@ int runModule(const QStringList &arguments)
                       screenshot.isEmpty() ? QString() : dueForRenewalScreenshot(screenshot));
 
     try {
-        if (!QMetaObject::invokeMethod(module.get(), "Show", Qt::DirectConnection))
+        const bool shown = QMetaObject::invokeMethod(module.get(), "Show", Qt::DirectConnection);
+        rollBackLeftTransaction(con, user);
+        if (!shown)
             throw Failure(QStringLiteral("the module has no method Show"));
     } catch (const platform::RuntimeError &e) {
+        rollBackLeftTransaction(con, user);
         throw Failure(QStringLiteral("Show failed: run-time error %1 (%2): %3")
                           .arg(e.number())
                           .arg(e.source(), oneLine(e.description())));
+    } catch (...) {
+        rollBackLeftTransaction(con, user);
+        throw;
     }
 
     if (!screenshot.isEmpty()) {

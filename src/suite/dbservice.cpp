@@ -23,6 +23,14 @@ bool carriesWhere(const QString &tableName)
     return where.match(tableName).hasMatch();
 }
 
+// A text as an SQL string literal.
+QString quoted(const QString &text)
+{
+    QString literal = text;
+    literal.replace(QLatin1Char('\''), QStringLiteral("''"));
+    return QLatin1Char('\'') + literal + QLatin1Char('\'');
+}
+
 bool isSerialNumber(const QString &expression)
 {
     return expression.trimmed().compare(QLatin1String("slno"), Qt::CaseInsensitive) == 0;
@@ -102,10 +110,38 @@ QVariant DbService::fnReturnField(const QString &field, const QString &where)
     return rs.Fields(0).Value();
 }
 
+platform::Connection &DbService::drawingConnection()
+{
+    platform::Connection &con = connection();
+    // Outside a transaction each statement commits at once. On SQLite a caller's open transaction holds
+    // the only write lock, so nobody can draw meanwhile; on a server the counter row would stay locked
+    // (and go back on a rollback) until the caller ends its transaction, so the key is drawn on a
+    // connection of the service's own.
+    if (con.transactionLevel() == 0 || con.backend() == platform::Backend::SQLite)
+        return con;
+    if (!m_ownConnection || !m_ownConnection->isOpen() || m_ownConnection->url() != con.url()) {
+        m_ownConnection = std::make_unique<platform::Connection>();
+        m_ownConnection->Open(con.url());
+    }
+    return *m_ownConnection;
+}
+
 qint32 DbService::fnGetNextMaxNo(const QString &keyColumn)
 {
-    platform::Recordset rs = connection().Execute(QStringLiteral("select isnull(max(") + keyColumn +
-                                                  QStringLiteral("),0)+1") + fromClause(QString()));
+    platform::Connection &con = drawingConnection();
+    // One statement, so the database serialises the callers on the counter row: the row starts one above
+    // the largest stored key and then moves on by one, but never stays at or below the largest stored key
+    // (keys written by other means count too). A value once handed out is not handed out again, even when
+    // its save stops. The where clause also keeps SQLite from reading "on conflict" as a join.
+    const QString fresh = QStringLiteral("select ") + quoted(m_tableName.simplified().toLower()) +
+                          QLatin1Char(',') + quoted(keyColumn.simplified().toLower()) +
+                          QStringLiteral(",isnull(max(") + keyColumn + QStringLiteral("),0)+1") +
+                          fromClause(QStringLiteral("1=1"));
+    platform::Recordset rs = con.Execute(
+        QStringLiteral("insert into aKeyCounters (TableName,KeyColumn,LastValue) ") + fresh +
+        QStringLiteral(" on conflict (TableName,KeyColumn) do update set LastValue=case when "
+                       "aKeyCounters.LastValue>=excluded.LastValue then aKeyCounters.LastValue+1 else "
+                       "excluded.LastValue end returning LastValue"));
     return rs.Fields(0).toLong();
 }
 

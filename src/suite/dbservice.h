@@ -1,11 +1,13 @@
 #pragma once
 // SharedCore.DbService: reads one table at a time (strTableName) on the connection it is given (adocon).
+// fnGetNextMaxNo hands out each key once, through the counter table aKeyCounters.
 
 #include "data/contracts.h"
 #include "platform/database/connection.h"
 
 #include <QObject>
 #include <QPointer>
+#include <memory>
 
 namespace suite {
 
@@ -34,11 +36,15 @@ public:
 
 private:
     platform::Connection &connection() const;
+    // Where fnGetNextMaxNo draws: the caller's connection, or one of the service's own while the caller
+    // is inside a transaction on a server.
+    platform::Connection &drawingConnection();
     // " from <table>" with the where clause added, or joined by " and " when the table name carries one.
     QString fromClause(const QString &where) const;
 
     QPointer<platform::Connection> m_connection;
     QString m_tableName;
+    std::unique_ptr<platform::Connection> m_ownConnection;
 };
 
 } // namespace suite

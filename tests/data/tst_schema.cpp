@@ -81,7 +81,7 @@ void tst_schema::createTwice()
     QVERIFY(missing.isEmpty());
     for (const char *table :
          {"agreementregister", "AgreementScanCopyDetails", "aHQpaymentvoucherdebitdetails",
-          table::ActivityLog, table::FaultLog, table::GridSettings})
+          table::ActivityLog, table::FaultLog, table::GridSettings, table::KeyCounters})
         QVERIFY2(tableNames().contains(QLatin1String(table)), table);
 
     QVERIFY(LoadDemoData(*con, QDate(2026, 11, 15)));

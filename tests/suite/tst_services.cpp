@@ -147,15 +147,58 @@ void TestServices::dbNextMaxNo()
     auto demo = agrtest::openFresh(url, true, true);
     if (!empty || !demo)
         return;
+    const QString key = QStringLiteral("agragreementid");
     Service<agr::IDbService> db(progid::DbService);
     db->setStrTableName(QStringLiteral("agreementregister"));
     db->setAdocon(empty.get());
-    QCOMPARE(db->fnGetNextMaxNo(QStringLiteral("agragreementid")), 1);
+    QCOMPARE(db->fnGetNextMaxNo(key), 1);
+    // A value is handed out once, whether or not anything was stored with it.
+    QCOMPARE(db->fnGetNextMaxNo(key), 2);
     db->setAdocon(demo.get());
-    QCOMPARE(db->fnGetNextMaxNo(QStringLiteral("agragreementid")), agr::schema::demo::AgreementCount + 1);
+    QCOMPARE(db->fnGetNextMaxNo(key), agr::schema::demo::AgreementCount + 1);
+    // A table name that carries its own where clause counts on its own, from its own largest key.
     db->setStrTableName(QStringLiteral("agreementregister where agrDepartmentid=2"));
-    QCOMPARE(db->fnGetNextMaxNo(QStringLiteral("agragreementid")),
-             agr::schema::demo::OtherDepartmentAgreements + 1);
+    QCOMPARE(db->fnGetNextMaxNo(key), agr::schema::demo::OtherDepartmentAgreements + 1);
+    db->setStrTableName(QStringLiteral("agreementregister where agragreementNo<>'AG/1'"));
+    QCOMPARE(db->fnGetNextMaxNo(key), agr::schema::demo::AgreementCount + 1);
+
+    // A key stored by other means moves the counter past it.
+    demo->Execute(
+        QStringLiteral("insert into agreementregister (agragreementid, agrDepartmentid) values (40, 1)"));
+    db->setStrTableName(QStringLiteral("agreementregister"));
+    QCOMPARE(db->fnGetNextMaxNo(key), 41);
+
+    // Another connection, another service: the two take turns on one counter.
+    platform::Connection other;
+    other.Open(demo->url());
+    Service<agr::IDbService> second(progid::DbService);
+    second->setAdocon(&other);
+    second->setStrTableName(QStringLiteral("agreementregister"));
+    QList<qint32> drawn;
+    for (int i = 0; i < 3; ++i) {
+        drawn << db->fnGetNextMaxNo(key);
+        drawn << second->fnGetNextMaxNo(key);
+    }
+    QCOMPARE(drawn, (QList<qint32>{42, 43, 44, 45, 46, 47}));
+
+    // Inside a caller's transaction on a server the value is drawn apart from it: the other connection is
+    // not kept waiting, and the caller's rollback does not give the value back.
+    if (demo->backend() == platform::Backend::PostgreSQL) {
+        demo->BeginTrans();
+        QCOMPARE(db->fnGetNextMaxNo(key), 48);
+        QCOMPARE(second->fnGetNextMaxNo(key), 49);
+        demo->RollbackTrans();
+        QCOMPARE(db->fnGetNextMaxNo(key), 50);
+    }
+
+    // The largest 32-bit key has no next one.
+    demo->Execute(QStringLiteral(
+        "insert into agreementregister (agragreementid, agrDepartmentid) values (2147483646, 1)"));
+    QCOMPARE(db->fnGetNextMaxNo(key), 2147483647);
+    QVERIFY_THROWS_EXCEPTION(platform::RuntimeError, db->fnGetNextMaxNo(key));
+
+    db->setAdocon(nullptr);
+    QVERIFY_THROWS_EXCEPTION(platform::RuntimeError, db->fnGetNextMaxNo(key));
 }
 
 void TestServices::dbPopulateComboorList()
