@@ -4,6 +4,7 @@
 #include "commands.h"
 
 #include "hostsupport.h"
+#include "identity.h"
 #include "options.h"
 
 #include "data/contracts.h"
@@ -77,17 +78,18 @@ int runModule(const QStringList &arguments)
     parser.setApplicationDescription(QStringLiteral(
         "Opens the agreement register for a user, company and department.\n"
         "Other commands: init-db, sql, register, unregister (agreement-register COMMAND --help)."));
-    using agr::schema::demo::ClerkUserId, agr::schema::demo::CompanyId, agr::schema::demo::DepartmentId,
-        agr::schema::demo::InterfaceId;
+    using agr::schema::demo::CompanyId, agr::schema::demo::InterfaceId;
     parser.addOption(databaseOption());
-    parser.addOption(QCommandLineOption(QStringLiteral("user"),
-                                        QStringLiteral("User id. Default: %1.").arg(ClerkUserId),
-                                        QStringLiteral("id")));
+    parser.addOption(QCommandLineOption(
+        QStringLiteral("user"),
+        QStringLiteral("User id, one of those mapped to the database login. Default: the lowest of them."),
+        QStringLiteral("id")));
     parser.addOption(QCommandLineOption(QStringLiteral("company"),
                                         QStringLiteral("Company id. Default: %1.").arg(CompanyId),
                                         QStringLiteral("id")));
     parser.addOption(QCommandLineOption(QStringLiteral("department"),
-                                        QStringLiteral("Department id. Default: %1.").arg(DepartmentId),
+                                        QStringLiteral("Department id, one of those mapped to the database "
+                                                       "login. Default: the lowest of them."),
                                         QStringLiteral("id")));
     parser.addOption(QCommandLineOption(
         QStringLiteral("interface"),
@@ -106,9 +108,10 @@ int runModule(const QStringList &arguments)
                           .arg(parser.positionalArguments().first()),
                       ExitUsage);
 
-    const qint16 user = int16Option(parser, QStringLiteral("user"), ClerkUserId);
+    const std::optional<qint32> user = optionalOption(int16Option, parser, QStringLiteral("user"));
     const qint16 company = int16Option(parser, QStringLiteral("company"), CompanyId);
-    const qint16 department = int16Option(parser, QStringLiteral("department"), DepartmentId);
+    const std::optional<qint16> department =
+        optionalOption(int16Option, parser, QStringLiteral("department"));
     const qint32 interfaceId = int32Option(parser, QStringLiteral("interface"), InterfaceId);
     const QDate date = dateOption(parser, QStringLiteral("date"), QDate::currentDate());
 
@@ -147,6 +150,8 @@ int runModule(const QStringList &arguments)
                           .arg(missing.join(QStringLiteral(", "))));
     }
 
+    const Identity who = identify(con, user, department);
+
     ensureRegistered({QLatin1String(agr::progid::Module)}, componentLibrary(QStringLiteral("zrtp1003")));
     ensureRegistered(suiteProgIds, componentLibrary(QStringLiteral("suite")));
 
@@ -165,9 +170,9 @@ int runModule(const QStringList &arguments)
     // By name, as a host of the suite binds to the class late.
     setProperty(module.get(), "adocon", QVariant::fromValue(&con));
     setProperty(module.get(), "dtProcessDate", QDateTime(date, QTime(0, 0)));
-    setProperty(module.get(), "intUserID", QVariant::fromValue(user));
+    setProperty(module.get(), "intUserID", QVariant::fromValue(qint16(who.userId)));
     setProperty(module.get(), "intcompanyid", QVariant::fromValue(company));
-    setProperty(module.get(), "intDepartmentID", QVariant::fromValue(department));
+    setProperty(module.get(), "intDepartmentID", QVariant::fromValue(who.departmentId));
     setProperty(module.get(), "interfaceid", QVariant::fromValue(interfaceId));
     setProperty(module.get(), "strMsgBoxCaption", parser.value(QStringLiteral("caption")));
 

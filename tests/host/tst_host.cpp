@@ -54,6 +54,8 @@ private Q_SLOTS:
     void initDbAndSql();
     void showRendersTheList_data() { agrtest::addBackends(); }
     void showRendersTheList();
+    void identityFromLogin_data() { agrtest::addBackends(); }
+    void identityFromLogin();
     void missingTables_data() { agrtest::addBackends(); }
     void missingTables();
     void oneLineErrors();
@@ -120,7 +122,7 @@ void tst_host::initDbAndSql()
     QCOMPARE(second.status, 0);
     QVERIFY2(second.out.first().startsWith(QStringLiteral("Nothing created")),
              qPrintable(second.out.join('\n')));
-    QVERIFY(second.out.last().startsWith(QStringLiteral("Nothing loaded")));
+    QVERIFY(second.out.contains(QStringLiteral("Nothing loaded: the demo company is already there.")));
 
     Run number = run({QStringLiteral("sql"), QStringLiteral("--database"), db, NumberStatement});
     QCOMPARE(number.status, 0);
@@ -172,6 +174,68 @@ void tst_host::showRendersTheList()
     QImage image(png);
     QVERIFY(!image.isNull());
     QVERIFY(image.width() > 200 && image.height() > 100);
+}
+
+// The user and department come from the login's mapping: the installing login (the operating-system
+// account on SQLite) is the demo's clerk in both departments, agr_clerk on PostgreSQL the clerk of
+// department 1; anything else is one line and a non-zero status.
+void tst_host::identityFromLogin()
+{
+    AGR_FETCH_URL();
+    const QString db = agrtest::freshUrl(url);
+    if (db.isEmpty())
+        return;
+    Run init = run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo")});
+    QVERIFY2(init.status == 0, qPrintable(init.err.join(QLatin1Char('\n'))));
+    const bool sqlite = platform::backendOfUrl(db) == platform::Backend::SQLite;
+    if (sqlite) {
+        const QFile::Permissions mode = QFile::permissions(platform::sqliteFileOf(db));
+        QCOMPARE(mode & (QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther),
+                 QFile::Permissions());
+        Run clerk = run({QStringLiteral("init-db"), QStringLiteral("--database"), db,
+                         QStringLiteral("--clerk"), QStringLiteral("someone")});
+        QCOMPARE(clerk.status, 2);
+        QCOMPARE(clerk.err.size(), 1);
+    } else {
+        QVERIFY(init.out.last().startsWith(
+            QStringLiteral("The login agr_clerk works as user 1 for department 1")));
+    }
+
+    const QString png = m_dir.filePath(QStringLiteral("who.png"));
+    const auto refused = [&](const QStringList &arguments, const QString &why) {
+        const Run result = run(arguments);
+        const QByteArray what = arguments.join(QLatin1Char(' ')).toUtf8();
+        QVERIFY2(result.status == 1, what.constData());
+        QVERIFY2(result.err.size() == 1 && result.err.first().contains(why),
+                 QByteArray(what + ": " + result.err.join(QLatin1Char('|')).toUtf8()).constData());
+        QVERIFY(!QFile::exists(png));
+    };
+    const QStringList show = {QStringLiteral("--database"), db, QStringLiteral("--screenshot"), png};
+    refused(show + QStringList{QStringLiteral("--user"), QStringLiteral("2")}, QStringLiteral("as user 1"));
+    refused(show + QStringList{QStringLiteral("--department"), QStringLiteral("3")},
+            QStringLiteral("for department 1, 2"));
+
+    if (!sqlite) {
+        const QString clerkDb = agrtest::withLogin(db, QStringLiteral("agr_clerk"));
+        const QStringList asClerk = {QStringLiteral("--database"), clerkDb, QStringLiteral("--screenshot"),
+                                     png};
+        refused(asClerk + QStringList{QStringLiteral("--department"), QStringLiteral("2")},
+                QStringLiteral("'agr_clerk' may act only for department 1"));
+        Run shown = run(asClerk);
+        QVERIFY2(shown.status == 0, qPrintable(shown.err.join(QLatin1Char('\n'))));
+        QVERIFY(QFile::remove(png));
+    }
+
+    Run shown = run(show);
+    QVERIFY2(shown.status == 0, qPrintable(shown.err.join(QLatin1Char('\n'))));
+    QVERIFY(QFile::remove(png));
+
+    // A login mapped to no user may not start the register at all.
+    QCOMPARE(run({QStringLiteral("sql"), QStringLiteral("--database"), db,
+                  QStringLiteral("delete from aLoginUsers")})
+                 .status,
+             0);
+    refused(show, QStringLiteral("may not use the register"));
 }
 
 void tst_host::missingTables()
@@ -270,14 +334,21 @@ void tst_host::reportPdf()
     const auto text = [&pdf] { return agrtest::pdfText(pdf); };
 
     Run one = run({QStringLiteral("report"), QStringLiteral("--database"), db, QStringLiteral("--user"),
-                   QStringLiteral("2"), QStringLiteral("--agreement"), QStringLiteral("3"),
+                   QStringLiteral("1"), QStringLiteral("--agreement"), QStringLiteral("3"),
                    QStringLiteral("--pdf"), pdf});
     QCOMPARE(one.status, 0);
     QCOMPARE(one.out, QStringList({QStringLiteral("Wrote the register to ") + pdf}));
     const QString page = text();
     QVERIFY2(page.contains(QLatin1String("AG/3")), qPrintable(page.left(400)));
-    QVERIFY(page.contains(QLatin1String("by admin")));
+    QVERIFY(page.contains(QLatin1String("by clerk")));
     QVERIFY(!page.contains(QLatin1String("AG/4")));
+    // The installing login is the demo's clerk, not its administrator.
+    Run admin = run({QStringLiteral("report"), QStringLiteral("--database"), db, QStringLiteral("--user"),
+                     QStringLiteral("2"), QStringLiteral("--pdf"), pdf});
+    QCOMPARE(admin.status, 1);
+    QCOMPARE(admin.err.size(), 1);
+    QVERIFY2(admin.err.first().contains(QLatin1String("may act only as user 1")),
+             qPrintable(admin.err.first()));
 
     Run department = run({QStringLiteral("report"), QStringLiteral("--database"), db,
                           QStringLiteral("--department"), QStringLiteral("2"), QStringLiteral("--pdf"), pdf});
