@@ -139,7 +139,13 @@ QString currentLogin(platform::Connection &con)
     case Backend::ODBC:
         break;
     }
-    return con.Execute(QStringLiteral("select current_user")).Fields(0).text();
+    // A data source on a server knows its user; one on a file (SQLite through ODBC) does not, and the file
+    // is then the account's, as the embedded database is.
+    QString login;
+    if (!platform::Trap([&] { login = con.Execute(QStringLiteral("select current_user")).Fields(0).text(); },
+                        {}))
+        login = operatingSystemAccount();
+    return login;
 }
 
 QList<int> usersOfLogin(platform::Connection &con, const QString &login)

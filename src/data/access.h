@@ -13,7 +13,7 @@ class Connection;
 namespace agr::schema {
 
 // The login the connection acts under: the session's user on a database server, the operating-system
-// account on an embedded SQLite file.
+// account on an embedded SQLite file (and on an ODBC data source that cannot tell its user).
 QString currentLogin(platform::Connection &con);
 QString operatingSystemAccount();
 

@@ -224,6 +224,35 @@ void tst_host::identityFromLogin()
         Run shown = run(asClerk);
         QVERIFY2(shown.status == 0, qPrintable(shown.err.join(QLatin1Char('\n'))));
         QVERIFY(QFile::remove(png));
+
+        // A site's clerk: its own user and departments, and run again, one more department.
+        const QString site = QStringLiteral("agrt_site_clerk");
+        Run made = run({QStringLiteral("init-db"), QStringLiteral("--database"), db,
+                        QStringLiteral("--clerk"), site, QStringLiteral("--clerk-user"), QStringLiteral("2"),
+                        QStringLiteral("--clerk-department"), QStringLiteral("2")});
+        QVERIFY2(made.status == 0, qPrintable(made.err.join(QLatin1Char('\n'))));
+        QCOMPARE(made.out.last(),
+                 QStringLiteral("The login agrt_site_clerk works as user 2 for department 2, "
+                                "with a clerk's privileges only."));
+        QCOMPARE(
+            run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--clerk"), site,
+                 QStringLiteral("--clerk-user"), QStringLiteral("2"), QStringLiteral("--clerk-department"),
+                 QStringLiteral("1"), QStringLiteral("--clerk-department"), QStringLiteral("2")})
+                .status,
+            0);
+        const QStringList asSite = {QStringLiteral("--database"), agrtest::withLogin(db, site),
+                                    QStringLiteral("--screenshot"), png};
+        refused(asSite + QStringList{QStringLiteral("--user"), QStringLiteral("1")},
+                QStringLiteral("as user 2"));
+        refused(asSite + QStringList{QStringLiteral("--department"), QStringLiteral("3")},
+                QStringLiteral("for department 1, 2"));
+        QCOMPARE(run(asSite + QStringList{QStringLiteral("--department"), QStringLiteral("2")}).status, 0);
+        QVERIFY(QFile::remove(png));
+        Run badName = run({QStringLiteral("init-db"), QStringLiteral("--database"), db,
+                           QStringLiteral("--clerk"), QStringLiteral("x; drop table aUsers")});
+        QCOMPARE(badName.status, 1);
+        QCOMPARE(badName.err.size(), 1);
+        QVERIFY(badName.err.first().contains(QLatin1String("not a plain login name")));
     }
 
     Run shown = run(show);
