@@ -115,6 +115,24 @@ public:
                             QString &source, QString &description, QString &entryMode, bool flag) = 0;
 };
 
+// What ActivityLog.AuditService tells of its log: each row carries a SHA-256 over its content and the
+// previous row's hash.
+struct ChainCheck
+{
+    int rows = 0;           // rows read
+    qint64 brokenLogId = 0; // the first row that breaks the chain; 0 when the chain is whole
+    QString reason;         // why it breaks
+    QString headHash;       // the last row's hash, worth noting elsewhere to detect a rewritten tail
+};
+
+class IActivityLogChain
+{
+public:
+    virtual ~IActivityLogChain() = default;
+    // Walks the log on con in LogID order; raises when it cannot be read.
+    virtual ChainCheck VerifyChain(platform::Connection *con) = 0;
+};
+
 // A report opened by the print engine.
 class IReport
 {
@@ -154,6 +172,7 @@ public:
 #define AGR_IGridLayoutService_iid "suite.GridLayout.IGridLayoutService/1.0"
 #define AGR_IFaultService_iid "suite.FaultLog.IFaultService/1.0"
 #define AGR_IReportEngine_iid "suite.Crystal.IReportEngine/1.0"
+#define AGR_IActivityLogChain_iid "suite.ActivityLog.IActivityLogChain/1.0"
 
 Q_DECLARE_INTERFACE(agr::IDbService, AGR_IDbService_iid)
 Q_DECLARE_INTERFACE(agr::IGeneralService, AGR_IGeneralService_iid)
@@ -162,3 +181,4 @@ Q_DECLARE_INTERFACE(agr::IThemeService, AGR_IThemeService_iid)
 Q_DECLARE_INTERFACE(agr::IGridLayoutService, AGR_IGridLayoutService_iid)
 Q_DECLARE_INTERFACE(agr::IFaultService, AGR_IFaultService_iid)
 Q_DECLARE_INTERFACE(agr::IReportEngine, AGR_IReportEngine_iid)
+Q_DECLARE_INTERFACE(agr::IActivityLogChain, AGR_IActivityLogChain_iid)

@@ -1,5 +1,7 @@
 #include "schema.h"
 
+#include "access.h"
+
 #include "platform/database/connection.h"
 #include "platform/runtime/errors.h"
 
@@ -334,6 +336,8 @@ bool LoadDemoData(platform::Connection &con, const QDate &today)
         loadAgreements(con, today);
         loadDetails(con, today);
         loadPayments(con, today);
+        // Whoever installs the demo works as its clerk, in both departments.
+        MapLogin(con, currentLogin(con), demo::ClerkUserId, {demo::DepartmentId, demo::OtherDepartmentId});
     } catch (...) {
         con.RollbackTrans();
         throw;

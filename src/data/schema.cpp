@@ -1,7 +1,10 @@
 #include "schema.h"
 
+#include "access.h"
+
 #include "platform/database/connection.h"
 #include "platform/database/dialect.h"
+#include "platform/runtime/errors.h"
 
 #include <vector>
 
@@ -197,7 +200,10 @@ const std::vector<Table> &tables()
           {"AgreementNo", Text},
           {"ActionCode", Text},
           {"FormName", Text},
-          {"ActionDateTime", DateTime}}},
+          {"ActionDateTime", DateTime},
+          // Each row's SHA-256 over its content and the previous row's hash, in hex.
+          {"PrevHash", Text},
+          {"RowHash", Text}}},
         {table::FaultLog,
          {{"FaultID", Identity},
           {"FormName", Text},
@@ -222,6 +228,14 @@ const std::vector<Table> &tables()
           {"KeyColumn", Text, "NOT NULL"},
           {"LastValue", Integer, "NOT NULL"}},
          "PRIMARY KEY (TableName, KeyColumn)"},
+
+        // Who may use the register: a database login, the users it may act as and its departments.
+        {table::LoginUsers,
+         {{"LoginName", Text, "NOT NULL"}, {"UserID", Integer, "NOT NULL"}},
+         "UNIQUE (LoginName, UserID)"},
+        {table::LoginDepartments,
+         {{"LoginName", Text, "NOT NULL"}, {"DepartmentID", SmallInt, "NOT NULL"}},
+         "UNIQUE (LoginName, DepartmentID)"},
     };
     return all;
 }
@@ -239,6 +253,24 @@ QString createStatement(const Table &table, const platform::Dialect &dialect)
         parts << QLatin1String(table.constraint);
     return QStringLiteral("CREATE TABLE ") % QLatin1String(table.name) % QStringLiteral(" (") %
            parts.join(QStringLiteral(", ")) % QLatin1Char(')');
+}
+
+// Columns that tables created by an earlier version lack.
+void addColumnsAddedLater(platform::Connection &con)
+{
+    const char *const hashColumns[] = {"PrevHash", "RowHash"};
+    for (const char *column : hashColumns) {
+        const bool present = platform::Trap(
+            [&] {
+                con.Execute(QStringLiteral("select ") + QLatin1String(column) + QStringLiteral(" from ") +
+                            QLatin1String(table::ActivityLog) + QStringLiteral(" where 1=0"));
+            },
+            {});
+        if (!present)
+            con.Execute(QStringLiteral("alter table ") + QLatin1String(table::ActivityLog) +
+                        QStringLiteral(" add ") + QLatin1String(column) + QLatin1Char(' ') +
+                        con.dialect().columnType(ColumnType::Text));
+    }
 }
 
 } // namespace
@@ -272,6 +304,8 @@ CreateReport CreateSchema(platform::Connection &con)
         }
         report.created << name;
     }
+    addColumnsAddedLater(con);
+    SecureSchema(con);
     return report;
 }
 

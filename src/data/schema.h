@@ -30,18 +30,23 @@ bool LoadDemoData(platform::Connection &con, const QDate &today);
 
 // Tables of the stand-alone services (not the module's own):
 //   aActivityLog  (LogID identity, CompanyID, DepartmentID, UserID, InterfaceID, AgreementID double,
-//                  AgreementNo text, ActionCode text, FormName text, ActionDateTime datetime)
+//                  AgreementNo text, ActionCode text, FormName text, ActionDateTime datetime,
+//                  PrevHash text, RowHash text: a chain of SHA-256 hashes)
 //   aFaultLog     (FaultID identity, FormName, UserName, ProcedureName, ErrorNumber integer, ErrorSource,
 //                  ErrorDescription, EntryMode, LoggedAt datetime)
 //   aGridSettings (UserID, CompanyID, GridName, ColumnIndex, ColumnWidth integer twips),
 //                  one row per user, company, grid and column
 //   aKeyCounters  (TableName, KeyColumn text, LastValue integer): the last key the database service
 //                  handed out for a table (as its table name reads) and key column
+//   aLoginUsers   (LoginName text, UserID integer): the users a database login may act as
+//   aLoginDepartments (LoginName text, DepartmentID smallint): the departments it may act for
 namespace table {
 inline constexpr char ActivityLog[] = "aActivityLog";
 inline constexpr char FaultLog[] = "aFaultLog";
 inline constexpr char GridSettings[] = "aGridSettings";
 inline constexpr char KeyCounters[] = "aKeyCounters";
+inline constexpr char LoginUsers[] = "aLoginUsers";
+inline constexpr char LoginDepartments[] = "aLoginDepartments";
 } // namespace table
 
 namespace demo {

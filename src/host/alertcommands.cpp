@@ -1,6 +1,7 @@
 #include "alertcommands.h"
 
 #include "hostsupport.h"
+#include "identity.h"
 #include "options.h"
 #include "registerexport.h"
 #include "renewals.h"
@@ -17,7 +18,10 @@ namespace {
 
 QCommandLineOption departmentOption()
 {
-    return {QStringLiteral("department"), QStringLiteral("The department (default 1)."), QStringLiteral("N")};
+    return {QStringLiteral("department"),
+            QStringLiteral("The department, one of those mapped to the database login. Default: the lowest of "
+                           "them."),
+            QStringLiteral("N")};
 }
 
 void printRaw(const QString &text)
@@ -43,7 +47,8 @@ int alerts(const QStringList &arguments)
                       QStringLiteral("format"), QStringLiteral("text")});
     parseArguments(parser, arguments);
     noMorePositionals(parser, 1);
-    const qint16 department = int16Option(parser, QStringLiteral("department"), 1);
+    const std::optional<qint16> askedDepartment =
+        optionalOption(int16Option, parser, QStringLiteral("department"));
     const QDate date = dateOption(parser, QStringLiteral("date"), QDate::currentDate());
     const QString format = parser.value(QStringLiteral("format")).trimmed().toLower();
     if (format != QLatin1String("text") && format != QLatin1String("csv") && format != QLatin1String("json"))
@@ -54,6 +59,7 @@ int alerts(const QStringList &arguments)
     platform::Connection con;
     const QString url = databaseUrl(parser);
     openDatabase(con, url, false);
+    const qint16 department = identify(con, std::nullopt, askedDepartment).departmentId;
     QList<RenewalRow> rows;
     try {
         rows = dueForRenewal(con, department, date);
@@ -90,12 +96,14 @@ int exportCommand(const QStringList &arguments)
     if (out.trimmed().isEmpty())
         throw Failure(QStringLiteral("export: give the file to write with --out FILE.xlsx or --out FILE.csv"),
                       ExitUsage);
-    const qint16 department = int16Option(parser, QStringLiteral("department"), 1);
+    const std::optional<qint16> askedDepartment =
+        optionalOption(int16Option, parser, QStringLiteral("department"));
     const QDate from = dateOption(parser, QStringLiteral("from"), QDate());
     const QString file = QFileInfo(out).absoluteFilePath();
 
     platform::Connection con;
     openDatabase(con, databaseUrl(parser), false);
+    const qint16 department = identify(con, std::nullopt, askedDepartment).departmentId;
     ExportCounts counts;
     try {
         counts = exportRegister(con, department, from, file);

@@ -1,8 +1,10 @@
 #include "commands.h"
 
 #include "hostsupport.h"
+#include "identity.h"
 #include "options.h"
 
+#include "data/access.h"
 #include "data/contracts.h"
 #include "data/schema.h"
 #include "platform/database/connection.h"
@@ -41,13 +43,48 @@ int initDb(const QStringList &arguments)
     parser.addOption(databaseOption());
     parser.addOption(QCommandLineOption(QStringLiteral("demo"), QStringLiteral("Load the demo data.")));
     parser.addOption(dateOptionFor(QStringLiteral("The day the demo agreements are dated back from")));
+    parser.addOption({QStringLiteral("clerk"),
+                      QStringLiteral("PostgreSQL: create this login (without a password) with a clerk's "
+                                     "privileges only. With --demo: %1.")
+                          .arg(QLatin1String(agr::schema::DemoClerkLogin)),
+                      QStringLiteral("login")});
+    parser.addOption({QStringLiteral("clerk-user"),
+                      QStringLiteral("The user id the clerk's login acts as (default %1).")
+                          .arg(agr::schema::demo::ClerkUserId),
+                      QStringLiteral("id")});
+    parser.addOption(
+        {QStringLiteral("clerk-department"),
+         QStringLiteral("A department the clerk's login acts for; repeat for several (default %1).")
+             .arg(agr::schema::demo::DepartmentId),
+         QStringLiteral("id")});
     parseArguments(parser, arguments);
     noMorePositionals(parser, 1);
     const QDate today = dateOption(parser, QStringLiteral("date"), QDate::currentDate());
+    const bool demo = parser.isSet(QStringLiteral("demo"));
+    QString clerk = parser.value(QStringLiteral("clerk"));
+    const qint32 clerkUser =
+        int32Option(parser, QStringLiteral("clerk-user"), agr::schema::demo::ClerkUserId);
+    QList<int> clerkDepartments;
+    for (const QString &text : parser.values(QStringLiteral("clerk-department"))) {
+        bool ok = false;
+        const int department = text.trimmed().toShort(&ok);
+        if (!ok)
+            throw Failure(QStringLiteral("--clerk-department: '%1' is not a 16-bit integer").arg(text),
+                          ExitUsage);
+        clerkDepartments << department;
+    }
+    if (clerkDepartments.isEmpty())
+        clerkDepartments << agr::schema::demo::DepartmentId;
 
     const QString url = databaseUrl(parser);
     platform::Connection con;
     openDatabase(con, url, true);
+    if (clerk.isEmpty() && demo && con.backend() == platform::Backend::PostgreSQL)
+        clerk = QLatin1String(agr::schema::DemoClerkLogin);
+    if (!clerk.isEmpty() && con.backend() != platform::Backend::PostgreSQL)
+        throw Failure(QStringLiteral("--clerk: logins are created on PostgreSQL only; on SQLite the "
+                                     "operating-system account is the login"),
+                      ExitUsage);
     try {
         const agr::schema::CreateReport report = agr::schema::CreateSchema(con);
         if (report.created.isEmpty()) {
@@ -62,7 +99,7 @@ int initDb(const QStringList &arguments)
                 printOut(
                     QStringLiteral("Already there: %1.").arg(report.existing.join(QStringLiteral(", "))));
         }
-        if (parser.isSet(QStringLiteral("demo"))) {
+        if (demo) {
             if (agr::schema::LoadDemoData(con, today))
                 printOut(QStringLiteral(
                              "Loaded the demo data: company %1, departments %2 and %3, agreements dated "
@@ -73,6 +110,17 @@ int initDb(const QStringList &arguments)
                              .arg(today.toString(QStringLiteral("dd/MM/yyyy"))));
             else
                 printOut(QStringLiteral("Nothing loaded: the demo company is already there."));
+        }
+        if (!clerk.isEmpty()) {
+            agr::schema::CreateClerk(con, clerk, clerkUser, clerkDepartments);
+            QStringList departments;
+            for (int department : std::as_const(clerkDepartments))
+                departments << QString::number(department);
+            printOut(QStringLiteral("The login %1 works as user %2 for department %3, with a clerk's "
+                                    "privileges only.")
+                         .arg(clerk)
+                         .arg(clerkUser)
+                         .arg(departments.join(QStringLiteral(", "))));
         }
     } catch (const platform::RuntimeError &e) {
         throw Failure(QStringLiteral("init-db failed on %1: %2")
@@ -127,10 +175,15 @@ int report(const QStringList &arguments)
         "Writes the agreement register as PDF without a window: one agreement (by its id, as the list's "
         "Preview selects it), or every agreement of the department."));
     parser.addOption(databaseOption());
-    parser.addOption({QStringLiteral("user"), QStringLiteral("The user named on the register (default 1)."),
+    parser.addOption({QStringLiteral("user"),
+                      QStringLiteral("The user named on the register, one of those mapped to the database "
+                                     "login (default: the lowest of them)."),
                       QStringLiteral("N")});
     parser.addOption(
-        {QStringLiteral("department"), QStringLiteral("The department (default 1)."), QStringLiteral("N")});
+        {QStringLiteral("department"),
+         QStringLiteral("The department, one of those mapped to the database login (default: the "
+                        "lowest of them)."),
+         QStringLiteral("N")});
     parser.addOption(
         {QStringLiteral("agreement"), QStringLiteral("The agreement id."), QStringLiteral("ID")});
     parser.addOption(
@@ -140,14 +193,18 @@ int report(const QStringList &arguments)
     noMorePositionals(parser, 1);
     if (!parser.isSet(QStringLiteral("pdf")) || parser.value(QStringLiteral("pdf")).isEmpty())
         throw Failure(QStringLiteral("report: give the file to write with --pdf FILE"), ExitUsage);
-    const qint32 user = int32Option(parser, QStringLiteral("user"), 1);
-    const qint16 department = int16Option(parser, QStringLiteral("department"), 1);
+    const std::optional<qint32> askedUser = optionalOption(int32Option, parser, QStringLiteral("user"));
+    const std::optional<qint16> askedDepartment =
+        optionalOption(int16Option, parser, QStringLiteral("department"));
     const qint32 agreement = int32Option(parser, QStringLiteral("agreement"), 0);
     const QString pdf = QFileInfo(parser.value(QStringLiteral("pdf"))).absoluteFilePath();
 
     platform::Connection con;
     const QString url = databaseUrl(parser);
     openDatabase(con, url, false);
+    const Identity who = identify(con, askedUser, askedDepartment);
+    const qint32 user = who.userId;
+    const qint16 department = who.departmentId;
     platform::setHostDatabaseUrl(con.url());
     ensureRegistered({QLatin1String(agr::progid::ReportEngine)}, componentLibrary(QStringLiteral("suite")));
     try {
@@ -176,6 +233,44 @@ int report(const QStringList &arguments)
         throw Failure(QStringLiteral("report: error %1: %2").arg(e.number()).arg(oneLine(e.description())));
     }
     printOut(QStringLiteral("Wrote the register to ") + pdf);
+    return 0;
+}
+
+int audit(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "audit verify: walks the activity log's chain of hashes and names the first row that breaks it."));
+    parser.addOption(databaseOption());
+    parser.addPositionalArgument(QStringLiteral("audit"), QStringLiteral("The command."));
+    parser.addPositionalArgument(QStringLiteral("verify"), QStringLiteral("What to do."));
+    parseArguments(parser, arguments);
+    if (parser.positionalArguments().value(1) != QLatin1String("verify"))
+        throw Failure(QStringLiteral("audit: say what to do: audit verify [--database URL]"), ExitUsage);
+    noMorePositionals(parser, 2);
+
+    platform::Connection con;
+    const QString url = databaseUrl(parser);
+    openDatabase(con, url, false);
+    ensureRegistered({QLatin1String(agr::progid::AuditService)}, componentLibrary(QStringLiteral("suite")));
+    agr::ChainCheck check;
+    try {
+        std::unique_ptr<QObject> object(
+            platform::ComponentRegistry::instance().create(QLatin1String(agr::progid::AuditService)));
+        auto *chain = platform::required(qobject_cast<agr::IActivityLogChain *>(object.get()),
+                                         QLatin1String(agr::progid::AuditService));
+        check = chain->VerifyChain(&con);
+    } catch (const platform::RuntimeError &e) {
+        throw Failure(
+            QStringLiteral("audit verify: error %1: %2").arg(e.number()).arg(oneLine(e.description())));
+    }
+    if (check.brokenLogId != 0)
+        throw Failure(QStringLiteral("the activity log's chain breaks at row LogID %1: %2")
+                          .arg(check.brokenLogId)
+                          .arg(check.reason));
+    printOut(QStringLiteral("The activity log's chain is whole: %1 rows; the last hash is %2")
+                 .arg(check.rows)
+                 .arg(check.headHash.isEmpty() ? QStringLiteral("(none)") : check.headHash));
     return 0;
 }
 

@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
 
@@ -18,6 +19,22 @@ QString defaultDatabasePath()
            QStringLiteral("/agreement-register/agreements.db");
 }
 
+namespace {
+
+// A new database file is readable and writable by its owner only; SQLite gives its journal the same mode.
+void createPrivateFile(const QString &file)
+{
+    if (QFileInfo::exists(file))
+        return;
+    QFile created(file);
+    if (!created.open(QIODevice::WriteOnly | QIODevice::NewOnly,
+                      QFileDevice::ReadOwner | QFileDevice::WriteOwner))
+        throw Failure(
+            QStringLiteral("cannot create the database file %1: %2").arg(file, created.errorString()));
+}
+
+} // namespace
+
 void openDatabase(platform::Connection &con, const QString &url, bool mayCreate)
 {
     if (url.trimmed().isEmpty())
@@ -27,6 +44,7 @@ void openDatabase(platform::Connection &con, const QString &url, bool mayCreate)
         if (mayCreate) {
             if (!QDir().mkpath(QFileInfo(file).absolutePath()))
                 throw Failure(QStringLiteral("cannot create the folder of ") + file);
+            createPrivateFile(file);
         } else if (!QFileInfo::exists(file)) {
             throw Failure(QStringLiteral("database file not found: ") % file %
                           QStringLiteral(" (create it with: agreement-register init-db --database ") % url %
@@ -114,7 +132,7 @@ void printOut(const QString &line)
 
 void printErr(const QString &line)
 {
-    std::fprintf(stderr, "agreement-register: %s\n", qUtf8Printable(line));
+    std::fprintf(stderr, "agreement-register: %s\n", qUtf8Printable(platform::maskSecrets(line)));
     std::fflush(stderr);
 }
 

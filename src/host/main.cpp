@@ -19,6 +19,7 @@ enum class Command
     InitDb,
     Sql,
     Report,
+    Audit,
     Register,
     Unregister,
     Alerts,
@@ -36,6 +37,8 @@ Command commandOf(int argc, char **argv)
         return Command::Sql;
     if (std::strcmp(word, "report") == 0)
         return Command::Report;
+    if (std::strcmp(word, "audit") == 0)
+        return Command::Audit;
     if (std::strcmp(word, "register") == 0)
         return Command::Register;
     if (std::strcmp(word, "unregister") == 0)
@@ -130,6 +133,8 @@ int main(int argc, char **argv)
             return host::initDb(arguments);
         case Command::Sql:
             return host::sql(arguments);
+        case Command::Audit:
+            return host::audit(arguments);
         case Command::Register:
             return host::registration(arguments, true);
         case Command::Unregister:

@@ -5,6 +5,7 @@
 
 #include "duewindow.h"
 #include "hostsupport.h"
+#include "identity.h"
 #include "options.h"
 
 #include "data/contracts.h"
@@ -127,19 +128,20 @@ int runModule(const QStringList &arguments)
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Opens the agreement register for a user, company and department.\n"
-        "Other commands: init-db, sql, report, alerts, export, register, unregister (agreement-register "
-        "COMMAND --help)."));
-    using agr::schema::demo::ClerkUserId, agr::schema::demo::CompanyId, agr::schema::demo::DepartmentId,
-        agr::schema::demo::InterfaceId;
+        "Other commands: init-db, sql, report, alerts, export, audit, register, unregister "
+        "(agreement-register COMMAND --help)."));
+    using agr::schema::demo::CompanyId, agr::schema::demo::InterfaceId;
     parser.addOption(databaseOption());
-    parser.addOption(QCommandLineOption(QStringLiteral("user"),
-                                        QStringLiteral("User id. Default: %1.").arg(ClerkUserId),
-                                        QStringLiteral("id")));
+    parser.addOption(QCommandLineOption(
+        QStringLiteral("user"),
+        QStringLiteral("User id, one of those mapped to the database login. Default: the lowest of them."),
+        QStringLiteral("id")));
     parser.addOption(QCommandLineOption(QStringLiteral("company"),
                                         QStringLiteral("Company id. Default: %1.").arg(CompanyId),
                                         QStringLiteral("id")));
     parser.addOption(QCommandLineOption(QStringLiteral("department"),
-                                        QStringLiteral("Department id. Default: %1.").arg(DepartmentId),
+                                        QStringLiteral("Department id, one of those mapped to the database "
+                                                       "login. Default: the lowest of them."),
                                         QStringLiteral("id")));
     parser.addOption(QCommandLineOption(
         QStringLiteral("interface"),
@@ -161,9 +163,10 @@ int runModule(const QStringList &arguments)
                           .arg(parser.positionalArguments().first()),
                       ExitUsage);
 
-    const qint16 user = int16Option(parser, QStringLiteral("user"), ClerkUserId);
+    const std::optional<qint32> user = optionalOption(int16Option, parser, QStringLiteral("user"));
     const qint16 company = int16Option(parser, QStringLiteral("company"), CompanyId);
-    const qint16 department = int16Option(parser, QStringLiteral("department"), DepartmentId);
+    const std::optional<qint16> department =
+        optionalOption(int16Option, parser, QStringLiteral("department"));
     const qint32 interfaceId = int32Option(parser, QStringLiteral("interface"), InterfaceId);
     const QDate date = dateOption(parser, QStringLiteral("date"), QDate::currentDate());
 
@@ -202,6 +205,8 @@ int runModule(const QStringList &arguments)
                           .arg(missing.join(QStringLiteral(", "))));
     }
 
+    const Identity who = identify(con, user, department);
+
     ensureRegistered({QLatin1String(agr::progid::Module)}, componentLibrary(QStringLiteral("zrtp1003")));
     ensureRegistered(suiteProgIds, componentLibrary(QStringLiteral("suite")));
 
@@ -220,9 +225,9 @@ int runModule(const QStringList &arguments)
     // By name, as a host of the suite binds to the class late.
     setProperty(module.get(), "adocon", QVariant::fromValue(&con));
     setProperty(module.get(), "dtProcessDate", QDateTime(date, QTime(0, 0)));
-    setProperty(module.get(), "intUserID", QVariant::fromValue(user));
+    setProperty(module.get(), "intUserID", QVariant::fromValue(qint16(who.userId)));
     setProperty(module.get(), "intcompanyid", QVariant::fromValue(company));
-    setProperty(module.get(), "intDepartmentID", QVariant::fromValue(department));
+    setProperty(module.get(), "intDepartmentID", QVariant::fromValue(who.departmentId));
     setProperty(module.get(), "interfaceid", QVariant::fromValue(interfaceId));
     setProperty(module.get(), "strMsgBoxCaption", parser.value(QStringLiteral("caption")));
 
@@ -232,21 +237,21 @@ int runModule(const QStringList &arguments)
         installScreenshotSeams(screenshot, saved);
 
     // What is due for renewal comes first; a screenshot run renders it beside the list's picture.
-    showDueForRenewal(con, user, department, date,
+    showDueForRenewal(con, who.userId, who.departmentId, date,
                       screenshot.isEmpty() ? QString() : dueForRenewalScreenshot(screenshot));
 
     try {
         const bool shown = QMetaObject::invokeMethod(module.get(), "Show", Qt::DirectConnection);
-        rollBackLeftTransaction(con, user);
+        rollBackLeftTransaction(con, qint16(who.userId));
         if (!shown)
             throw Failure(QStringLiteral("the module has no method Show"));
     } catch (const platform::RuntimeError &e) {
-        rollBackLeftTransaction(con, user);
+        rollBackLeftTransaction(con, qint16(who.userId));
         throw Failure(QStringLiteral("Show failed: run-time error %1 (%2): %3")
                           .arg(e.number())
                           .arg(e.source(), oneLine(e.description())));
     } catch (...) {
-        rollBackLeftTransaction(con, user);
+        rollBackLeftTransaction(con, qint16(who.userId));
         throw;
     }
 

@@ -4,6 +4,7 @@
 
 #include <QCommandLineParser>
 #include <QDate>
+#include <optional>
 
 namespace host {
 
@@ -12,6 +13,15 @@ void parseArguments(QCommandLineParser &parser, const QStringList &arguments);
 
 qint16 int16Option(const QCommandLineParser &parser, const QString &name, qint16 fallback);
 qint32 int32Option(const QCommandLineParser &parser, const QString &name, qint32 fallback);
+// The option's value when it is given.
+template <class Parse>
+auto optionalOption(Parse parse, const QCommandLineParser &parser, const QString &name)
+    -> std::optional<decltype(parse(parser, name, 0))>
+{
+    if (!parser.isSet(name))
+        return std::nullopt;
+    return parse(parser, name, 0);
+}
 QDate dateOption(const QCommandLineParser &parser, const QString &name, const QDate &fallback);
 
 QCommandLineOption databaseOption();

@@ -1,5 +1,7 @@
 #include "auditservice.h"
 
+#include "activitychain.h"
+
 #include "data/schema.h"
 #include "platform/runtime/errors.h"
 #include "platform/ui/changetest.h"
@@ -32,14 +34,16 @@ void AuditService::SaveActivityLogInfo(const QVariant &agreementId, const QStrin
 
     bool numeric = false;
     const double id = agreementId.toDouble(&numeric);
-    platform::Command cmd(*con);
-    cmd.setCommandText(
-        QStringLiteral("insert into ") + QLatin1String(agr::schema::table::ActivityLog) +
-        QStringLiteral(" (CompanyID, DepartmentID, UserID, InterfaceID, AgreementID, AgreementNo,"
-                       " ActionCode, FormName, ActionDateTime) values (?,?,?,?,?,?,?,?,?)"));
-    cmd.ParametersRefresh();
-    cmd.Execute({m_companyId, m_departmentId, m_userId, m_interfaceId, numeric ? QVariant(id) : QVariant(),
-                 agreementNo, action, form ? form->objectName() : QString(), QDateTime::currentDateTime()});
+    // Whole seconds: the stamp reads back alike from every engine, and the row's hash covers it.
+    const QDateTime now = QDateTime::currentDateTime();
+    chain::append(*con, {m_companyId, m_departmentId, m_userId, m_interfaceId,
+                         numeric ? QVariant(id) : QVariant(), agreementNo, action,
+                         form ? form->objectName() : QString(), now.addMSecs(-now.time().msec())});
+}
+
+agr::ChainCheck AuditService::VerifyChain(platform::Connection *con)
+{
+    return chain::verify(*platform::required(con, QStringLiteral("ActivityLog.AuditService")));
 }
 
 void AuditService::SaveInToTag(QWidget *form)

@@ -10,10 +10,10 @@
 
 namespace suite {
 
-class AuditService : public QObject, public agr::IAuditService
+class AuditService : public QObject, public agr::IAuditService, public agr::IActivityLogChain
 {
     Q_OBJECT
-    Q_INTERFACES(agr::IAuditService)
+    Q_INTERFACES(agr::IAuditService agr::IActivityLogChain)
 
 public:
     explicit AuditService(QObject *parent = nullptr);
@@ -21,12 +21,15 @@ public:
     // Remembers the connection and the context that every later entry is written with.
     void OpenObject(platform::Connection *&connection, qint32 &companyId, qint32 &userId,
                     qint16 &departmentId, qint32 &interfaceId, const QDateTime &now) override;
-    // One row in aActivityLog, stamped with the present time; flag false records nothing. The form's
-    // object name is the entry's form name. Raises when OpenObject has not been given a connection.
+    // One row in aActivityLog, stamped with the present time and chained to the row before it; flag false
+    // records nothing. The form's object name is the entry's form name. Raises when OpenObject has not
+    // been given a connection.
     void SaveActivityLogInfo(const QVariant &agreementId, const QString &agreementNo, bool flag,
                              QString &action, QWidget *form = nullptr) override;
     void SaveInToTag(QWidget *form) override;
     bool DataChanged(QWidget *form) override;
+
+    agr::ChainCheck VerifyChain(platform::Connection *con) override;
 
 private:
     QPointer<platform::Connection> m_connection;

@@ -11,10 +11,10 @@ namespace suite {
 
 namespace {
 
-// Driver messages run over several lines; the log line stays one line.
+// Driver messages run over several lines; the log line stays one line, without a password in it.
 QString oneLine(const QString &text)
 {
-    return text.simplified();
+    return platform::maskSecrets(text).simplified();
 }
 
 } // namespace
@@ -55,7 +55,8 @@ bool FaultService::ErrorTrack(QString &formName, QString &userName, QString &pro
                 QStringLiteral(" (FormName, UserName, ProcedureName, ErrorNumber, ErrorSource,"
                                " ErrorDescription, EntryMode, LoggedAt) values (?,?,?,?,?,?,?,?)"));
             cmd.ParametersRefresh();
-            cmd.Execute({formName, userName, procedure, number, source, description, entryMode, now});
+            cmd.Execute({formName, userName, procedure, number, source, platform::maskSecrets(description),
+                         entryMode, now});
         },
         [](const platform::RuntimeError &e) {
             std::fprintf(stderr, "FaultLog.FaultService: the fault was not stored: %s\n", e.what());

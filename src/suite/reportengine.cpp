@@ -37,6 +37,23 @@ void setUpPage(QPagedPaintDevice &device)
                                      QMarginsF(15, 12, 15, 12), QPageLayout::Millimeter));
 }
 
+// A configuration file whose data source carries a password is refused while others may read it.
+void requirePrivate(const QString &file, const QSettings &group)
+{
+    bool password = false;
+    for (const QString &key : group.childKeys()) {
+        // password=..., PWD=... or a URL with a password in it: whatever the masking would hide.
+        const QString line = key + QLatin1Char('=') + group.value(key).toString();
+        password =
+            password || (!group.value(key).toString().isEmpty() && platform::maskSecrets(line) != line);
+    }
+    if (password && (QFileInfo(file).permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther)))
+        platform::Raise(CannotOpenServer, Source,
+                        QStringLiteral("Cannot open SQL server: %1 holds a password and others may read it "
+                                       "(chmod 600 %1)")
+                            .arg(file));
+}
+
 // A data source of unixODBC: the user's odbc.ini ($ODBCINI, else ~/.odbc.ini), then the system's
 // ($ODBCSYSINI/odbc.ini, else /etc/odbc.ini). Found, it gives "odbc:NAME" when the data source carries its
 // own user (which wins), else a connection string with the caller's user and password.
@@ -58,6 +75,7 @@ QString odbcDataSource(const QString &server, const QString &user, const QString
             if (group.compare(server, Qt::CaseInsensitive) != 0)
                 continue;
             sources.beginGroup(group);
+            requirePrivate(file, sources);
             bool ownUser = false;
             for (const QString &key : sources.childKeys()) {
                 const QString k = key.toLower();
@@ -200,6 +218,7 @@ QString ReportEngine::dataSourceUrl(const QString &server, const QString &user, 
                 if (group.compare(server, Qt::CaseInsensitive) != 0)
                     continue;
                 sources.beginGroup(group);
+                requirePrivate(file, sources);
                 QUrl url(sources.value(QStringLiteral("url")).toString());
                 // The site's own credentials win over what the program passes.
                 const QString siteUser = sources.value(QStringLiteral("user")).toString();

@@ -4,6 +4,7 @@
 #include "support/testdb.h"
 #include "support/testsupport.h"
 
+#include "data/access.h"
 #include "data/schema.h"
 #include "platform/database/connection.h"
 
@@ -61,6 +62,9 @@ private Q_SLOTS:
     void agreementKey();
     void demoData_data() { agrtest::addBackends(); }
     void demoData();
+    void olderActivityLogGainsItsChain_data() { agrtest::addBackends(); }
+    void olderActivityLogGainsItsChain();
+    void everyTableHasAClerkGrant();
 };
 
 void tst_schema::createTwice()
@@ -276,4 +280,52 @@ void tst_schema::demoData()
 }
 
 QTEST_MAIN(tst_schema)
+// A log made before rows were chained keeps its rows and gains the hash columns; the installing login is
+// mapped to the demo's clerk.
+void tst_schema::olderActivityLogGainsItsChain()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, false);
+    if (!con)
+        return;
+    con->Execute(
+        QStringLiteral("create table aActivityLog (LogID integer, CompanyID integer, AgreementNo text)"));
+    con->Execute(
+        QStringLiteral("insert into aActivityLog (LogID, CompanyID, AgreementNo) values (1, 1, 'AG/1')"));
+    const agr::schema::CreateReport report = agr::schema::CreateSchema(*con);
+    QVERIFY(report.existing.contains(QStringLiteral("aActivityLog")));
+    QCOMPARE(
+        agrtest::countRows(*con, QStringLiteral("aActivityLog"),
+                           QStringLiteral("RowHash is null and PrevHash is null and AgreementNo='AG/1'")),
+        1);
+    agr::schema::CreateSchema(*con); // and once more: nothing to add
+
+    QVERIFY(agr::schema::LoadDemoData(*con, QDate(2026, 11, 15)));
+    const QString login = agr::schema::currentLogin(*con);
+    QVERIFY(!login.isEmpty());
+    QCOMPARE(agr::schema::usersOfLogin(*con, login), QList<int>{demo::ClerkUserId});
+    QCOMPARE(agr::schema::departmentsOfLogin(*con, login),
+             (QList<int>{demo::DepartmentId, demo::OtherDepartmentId}));
+    QVERIFY(agr::schema::usersOfLogin(*con, login + QStringLiteral("'x")).isEmpty());
+}
+
+// A table a clerk's login cannot reach breaks the clerk's work only at run time: every table of the schema
+// is in the clerk's grants, once, and the logs are only appended to.
+void tst_schema::everyTableHasAClerkGrant()
+{
+    QStringList granted;
+    for (const agr::schema::TableGrant &grant : agr::schema::ClerkGrants()) {
+        granted << QLatin1String(grant.table);
+        const QString privileges = QLatin1String(grant.privileges);
+        if (granted.last().endsWith(QLatin1String("Log")))
+            QCOMPARE(privileges, QStringLiteral("SELECT, INSERT"));
+        if (granted.last() == QLatin1String("agreementregister"))
+            QVERIFY(!privileges.contains(QLatin1String("DELETE")));
+    }
+    QStringList tables = agr::schema::tableNames();
+    tables.sort();
+    granted.sort();
+    QCOMPARE(granted, tables);
+}
+
 #include "tst_schema.moc"

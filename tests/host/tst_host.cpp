@@ -57,6 +57,8 @@ private Q_SLOTS:
     void initDbAndSql();
     void showRendersTheList_data() { agrtest::addBackends(); }
     void showRendersTheList();
+    void identityFromLogin_data() { agrtest::addBackends(); }
+    void identityFromLogin();
     void missingTables_data() { agrtest::addBackends(); }
     void missingTables();
     void oneLineErrors();
@@ -127,7 +129,7 @@ void tst_host::initDbAndSql()
     QCOMPARE(second.status, 0);
     QVERIFY2(second.out.first().startsWith(QStringLiteral("Nothing created")),
              qPrintable(second.out.join('\n')));
-    QVERIFY(second.out.last().startsWith(QStringLiteral("Nothing loaded")));
+    QVERIFY(second.out.contains(QStringLiteral("Nothing loaded: the demo company is already there.")));
 
     Run number = run({QStringLiteral("sql"), QStringLiteral("--database"), db, NumberStatement});
     QCOMPARE(number.status, 0);
@@ -184,6 +186,97 @@ void tst_host::showRendersTheList()
         QStringLiteral("list-%1-due-for-renewal.png").arg(QLatin1String(QTest::currentDataTag())));
     QVERIFY(shown.out.join(QLatin1Char('\n')).contains(due));
     QVERIFY(QImage(due).width() > 200);
+}
+
+// The user and department come from the login's mapping: the installing login (the operating-system
+// account on SQLite) is the demo's clerk in both departments, agr_clerk on PostgreSQL the clerk of
+// department 1; anything else is one line and a non-zero status.
+void tst_host::identityFromLogin()
+{
+    AGR_FETCH_URL();
+    const QString db = agrtest::freshUrl(url);
+    if (db.isEmpty())
+        return;
+    Run init = run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo")});
+    QVERIFY2(init.status == 0, qPrintable(init.err.join(QLatin1Char('\n'))));
+    const bool sqlite = platform::backendOfUrl(db) == platform::Backend::SQLite;
+    if (sqlite) {
+        const QFile::Permissions mode = QFile::permissions(platform::sqliteFileOf(db));
+        QCOMPARE(mode & (QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther),
+                 QFile::Permissions());
+        Run clerk = run({QStringLiteral("init-db"), QStringLiteral("--database"), db,
+                         QStringLiteral("--clerk"), QStringLiteral("someone")});
+        QCOMPARE(clerk.status, 2);
+        QCOMPARE(clerk.err.size(), 1);
+    } else {
+        QVERIFY(init.out.last().startsWith(
+            QStringLiteral("The login agr_clerk works as user 1 for department 1")));
+    }
+
+    const QString png = m_dir.filePath(QStringLiteral("who.png"));
+    const auto refused = [&](const QStringList &arguments, const QString &why) {
+        const Run result = run(arguments);
+        const QByteArray what = arguments.join(QLatin1Char(' ')).toUtf8();
+        QVERIFY2(result.status == 1, what.constData());
+        QVERIFY2(result.err.size() == 1 && result.err.first().contains(why),
+                 QByteArray(what + ": " + result.err.join(QLatin1Char('|')).toUtf8()).constData());
+        QVERIFY(!QFile::exists(png));
+    };
+    const QStringList show = {QStringLiteral("--database"), db, QStringLiteral("--screenshot"), png};
+    refused(show + QStringList{QStringLiteral("--user"), QStringLiteral("2")}, QStringLiteral("as user 1"));
+    refused(show + QStringList{QStringLiteral("--department"), QStringLiteral("3")},
+            QStringLiteral("for department 1, 2"));
+
+    if (!sqlite) {
+        const QString clerkDb = agrtest::withLogin(db, QStringLiteral("agr_clerk"));
+        const QStringList asClerk = {QStringLiteral("--database"), clerkDb, QStringLiteral("--screenshot"),
+                                     png};
+        refused(asClerk + QStringList{QStringLiteral("--department"), QStringLiteral("2")},
+                QStringLiteral("'agr_clerk' may act only for department 1"));
+        Run shown = run(asClerk);
+        QVERIFY2(shown.status == 0, qPrintable(shown.err.join(QLatin1Char('\n'))));
+        QVERIFY(QFile::remove(png));
+
+        // A site's clerk: its own user and departments, and run again, one more department.
+        const QString site = QStringLiteral("agrt_site_clerk");
+        Run made = run({QStringLiteral("init-db"), QStringLiteral("--database"), db,
+                        QStringLiteral("--clerk"), site, QStringLiteral("--clerk-user"), QStringLiteral("2"),
+                        QStringLiteral("--clerk-department"), QStringLiteral("2")});
+        QVERIFY2(made.status == 0, qPrintable(made.err.join(QLatin1Char('\n'))));
+        QCOMPARE(made.out.last(),
+                 QStringLiteral("The login agrt_site_clerk works as user 2 for department 2, "
+                                "with a clerk's privileges only."));
+        QCOMPARE(
+            run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--clerk"), site,
+                 QStringLiteral("--clerk-user"), QStringLiteral("2"), QStringLiteral("--clerk-department"),
+                 QStringLiteral("1"), QStringLiteral("--clerk-department"), QStringLiteral("2")})
+                .status,
+            0);
+        const QStringList asSite = {QStringLiteral("--database"), agrtest::withLogin(db, site),
+                                    QStringLiteral("--screenshot"), png};
+        refused(asSite + QStringList{QStringLiteral("--user"), QStringLiteral("1")},
+                QStringLiteral("as user 2"));
+        refused(asSite + QStringList{QStringLiteral("--department"), QStringLiteral("3")},
+                QStringLiteral("for department 1, 2"));
+        QCOMPARE(run(asSite + QStringList{QStringLiteral("--department"), QStringLiteral("2")}).status, 0);
+        QVERIFY(QFile::remove(png));
+        Run badName = run({QStringLiteral("init-db"), QStringLiteral("--database"), db,
+                           QStringLiteral("--clerk"), QStringLiteral("x; drop table aUsers")});
+        QCOMPARE(badName.status, 1);
+        QCOMPARE(badName.err.size(), 1);
+        QVERIFY(badName.err.first().contains(QLatin1String("not a plain login name")));
+    }
+
+    Run shown = run(show);
+    QVERIFY2(shown.status == 0, qPrintable(shown.err.join(QLatin1Char('\n'))));
+    QVERIFY(QFile::remove(png));
+
+    // A login mapped to no user may not start the register at all.
+    QCOMPARE(run({QStringLiteral("sql"), QStringLiteral("--database"), db,
+                  QStringLiteral("delete from aLoginUsers")})
+                 .status,
+             0);
+    refused(show, QStringLiteral("may not use the register"));
 }
 
 void tst_host::missingTables()
@@ -282,14 +375,21 @@ void tst_host::reportPdf()
     const auto text = [&pdf] { return agrtest::pdfText(pdf); };
 
     Run one = run({QStringLiteral("report"), QStringLiteral("--database"), db, QStringLiteral("--user"),
-                   QStringLiteral("2"), QStringLiteral("--agreement"), QStringLiteral("3"),
+                   QStringLiteral("1"), QStringLiteral("--agreement"), QStringLiteral("3"),
                    QStringLiteral("--pdf"), pdf});
     QCOMPARE(one.status, 0);
     QCOMPARE(one.out, QStringList({QStringLiteral("Wrote the register to ") + pdf}));
     const QString page = text();
     QVERIFY2(page.contains(QLatin1String("AG/3")), qPrintable(page.left(400)));
-    QVERIFY(page.contains(QLatin1String("by admin")));
+    QVERIFY(page.contains(QLatin1String("by clerk")));
     QVERIFY(!page.contains(QLatin1String("AG/4")));
+    // The installing login is the demo's clerk, not its administrator.
+    Run admin = run({QStringLiteral("report"), QStringLiteral("--database"), db, QStringLiteral("--user"),
+                     QStringLiteral("2"), QStringLiteral("--pdf"), pdf});
+    QCOMPARE(admin.status, 1);
+    QCOMPARE(admin.err.size(), 1);
+    QVERIFY2(admin.err.first().contains(QLatin1String("may act only as user 1")),
+             qPrintable(admin.err.first()));
 
     Run department = run({QStringLiteral("report"), QStringLiteral("--database"), db,
                           QStringLiteral("--department"), QStringLiteral("2"), QStringLiteral("--pdf"), pdf});
@@ -414,7 +514,7 @@ void tst_host::alertsCommand()
     QCOMPARE(document.value(QStringLiteral("department")).toInt(), 2);
     QCOMPARE(document.value(QStringLiteral("agreements")).toArray().size(), 1);
 
-    // Nothing due long before, nor in a department without agreements.
+    // Nothing due long before; a department the login is not mapped to is refused, never reported clear.
     Run none = alerts({QStringLiteral("--date"), QStringLiteral("2026-06-01")});
     QCOMPARE(none.status, 0);
     QCOMPARE(none.out.size(), 1);
@@ -422,7 +522,7 @@ void tst_host::alertsCommand()
     QCOMPARE(alerts(onDemoDay + QStringList{QStringLiteral("--department"), QStringLiteral("9"),
                                             QStringLiteral("--format"), QStringLiteral("csv")})
                  .status,
-             0);
+             1);
 
     // Bad input: usage 2, a database that is not there 1; never 3.
     for (const QStringList &bad : {QStringList{QStringLiteral("--format"), QStringLiteral("xml")},

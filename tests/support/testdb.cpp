@@ -204,6 +204,16 @@ QString withDatabase(const QString &url, const QString &database)
     return head + QLatin1Char('/') + database + query;
 }
 
+QString withLogin(const QString &url, const QString &login)
+{
+    const qsizetype authorityStart = url.indexOf(QStringLiteral("://"));
+    if (authorityStart < 0)
+        return url;
+    const qsizetype at = url.indexOf(QLatin1Char('@'), authorityStart + 3);
+    const qsizetype userStart = authorityStart + 3;
+    return url.left(userStart) + login + (at < 0 ? QStringLiteral("@") + url.mid(userStart) : url.mid(at));
+}
+
 QVariant scalar(platform::Connection &con, const QString &sql)
 {
     platform::Recordset rs = con.Execute(sql);

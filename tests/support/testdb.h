@@ -42,6 +42,9 @@ QString freshUrl(const QString &url);
 // postgresql://user@host:port/db?options with another database name.
 QString withDatabase(const QString &url, const QString &database);
 
+// postgresql://login@host:port/db: the same database under another login.
+QString withLogin(const QString &url, const QString &login);
+
 // The first field of the first row of sql; an invalid QVariant when there is no row.
 QVariant scalar(platform::Connection &con, const QString &sql);
 // The rows of table, or of those rows the where clause (without "where") selects.

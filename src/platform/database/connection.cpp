@@ -896,15 +896,7 @@ QString sqliteFileOf(const QString &url)
 
 QString printableUrl(const QString &url)
 {
-    static const QRegularExpression password(QStringLiteral("^([a-z]+://[^:/@]*):[^@/]*@"),
-                                             QRegularExpression::CaseInsensitiveOption);
-    // An ODBC connection string carries it as PWD=...;
-    static const QRegularExpression odbcPassword(QStringLiteral("(PWD=)[^;]*"),
-                                                 QRegularExpression::CaseInsensitiveOption);
-    QString printable = url;
-    printable.replace(password, QStringLiteral("\\1:***@"));
-    printable.replace(odbcPassword, QStringLiteral("\\1***"));
-    return printable;
+    return maskSecrets(url);
 }
 
 // ---- binary files --------------------------------------------------------------------------------
