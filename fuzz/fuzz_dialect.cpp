@@ -2,8 +2,8 @@
 // convert() is left as it is (PostgreSQL) or only has its reserved function names replaced (SQLite), keeps
 // its markers and translates to itself again; the same text inside a string literal, a quoted name or a
 // comment is never touched, and as convert()'s expression it is moved whole into the cast. As values: the
-// functions and the date collation that SQLite connections get take the text, its bytes and a number cut
-// from it without failing, and a date read back is a valid one.
+// functions, the date check and the date collation that SQLite connections get take the text, its bytes
+// and a number cut from it without failing, and a date read back is a valid one.
 
 #include "fuzzsupport.h"
 #include "platform/database/connection.h"
@@ -80,8 +80,8 @@ void asValues(const uint8_t *data, size_t size, const QString &text)
             platform::Recordset rs = engines->functions->Execute(
                 {text, text, count, text, count, text, bytes, bytes, count, bytes, QVariant(), text});
             fuzz::check(rs.RecordCount() == 1, "the functions give one row", text);
-            platform::Recordset dates =
-                engines->collation->Execute({firstHalf, secondHalf, firstHalf, secondHalf, text});
+            platform::Recordset dates = engines->collation->Execute(
+                {firstHalf, secondHalf, firstHalf, secondHalf, text, bytes, text});
             fuzz::check(dates.RecordCount() == 1, "the comparison gives one row", text);
         },
         {}, "the registered functions take any value");
@@ -109,7 +109,8 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
     engines->functions->ParametersRefresh();
     engines->collation = std::make_unique<platform::Command>(engines->connection);
     engines->collation->setCommandText(
-        QStringLiteral("select ? < ? collate AGRDATE, ? = ? collate AGRDATE, max(x collate AGRDATE) from "
+        QStringLiteral("select ? < ? collate AGRDATE, ? = ? collate AGRDATE, agr_isdate(?), agr_isdate(?), "
+                       "max(x collate AGRDATE) from "
                        "(select ? as x union all select '20261115' union all select '15/11/2026')"));
     engines->collation->ParametersRefresh();
     return 0;
