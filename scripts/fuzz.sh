@@ -14,7 +14,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 build=${BUILD_DIR:-$root/build}/fuzz
 targets=(dialect selectionformula conversions)
 # Inputs per target for --check: the dialect target runs statements on SQLite and is the slowest.
-declare -A checkRuns=([dialect]=10000 [selectionformula]=100000 [conversions]=50000)
+declare -A checkRuns=([dialect]=50000 [selectionformula]=300000 [conversions]=200000)
 
 usage() {
     sed -n '2,13p' "$0" | sed 's/^# \{0,1\}//' >&2

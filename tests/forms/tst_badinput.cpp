@@ -8,6 +8,7 @@
 #include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
+#include "forms/popup/frmpopup.h"
 #include "forms/scancopies/frmscancopies.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
@@ -29,8 +30,10 @@
 #include <QImage>
 #include <QInputMethodEvent>
 #include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -347,7 +350,21 @@ void tst_BadInput::typedTextKeptAsTyped()
     const QStringList content = {"1", Emoji + QStringLiteral("';")};
     const QStringList finance = {"1", Tamil + QStringLiteral("; --")};
     setRow(form->mfgsigndetails, 1, sign);
-    setRow(form->mfgwitnessdetails, 1, witness);
+    // The witness through the popup editor, as a clerk adds one.
+    form->SSTab1->setCurrentIndex(0);
+    QVERIFY(agrtest::activate(form));
+    QTest::mouseDClick(form->mfgwitnessdetails->viewport(), Qt::LeftButton, {},
+                       agrtest::cellCentre(form->mfgwitnessdetails, 1, 2));
+    agr::Frmpopup *popup = agr::frmpopupIfLoaded();
+    QVERIFY(popup && popup->isVisible());
+    enter(popup->txtsignedby, witness.at(1));
+    enter(popup->txtpostion, witness.at(2));
+    popup->dtppopupdate->setDate(QDate(2026, 11, 2));
+    enter(popup->txtaddress, witness.at(4));
+    QTest::mouseClick(popup->cmdOK, Qt::LeftButton);
+    QCOMPARE(gridRow(form->mfgwitnessdetails, 1), witness);
+    QTest::keyClick(popup, Qt::Key_C, Qt::AltModifier);
+    QTRY_VERIFY(!agr::frmpopupIfLoaded());
     setRow(form->mfgsummary, 1, summary);
     setRow(form->mfgcontent, 1, content);
     setRow(form->mfgfinance, 1, finance);
@@ -399,6 +416,13 @@ void tst_BadInput::typedTextKeptAsTyped()
              finance);
     FlexGrid *list = agr::frmMaster()->mfgMaster;
     QCOMPARE(list->TextMatrix(list->Row(), col(agr::ListCol::Description)), longOne);
+    // The list's search, typed with quotes and semicolons, finds it.
+    agr::FrmMaster *master = agr::frmMaster();
+    master->cboSearch->setCurrentIndex(master->cboSearch->findData(col(agr::ListCol::Description)));
+    list->setRow(1);
+    QTest::keyClicks(master->txtsearch, QStringLiteral("o'brien \"&\" sons'; drop"));
+    QCOMPARE(list->TextMatrix(list->Row(), col(agr::ListCol::Description)), longOne);
+    QVERIFY(m_boxes.isEmpty());
 
     // Opened again: every box and cell shows what was stored; saved unchanged, nothing changes.
     const QStringList saved = registerRows(*m_con);
