@@ -244,7 +244,7 @@ QString createStatement(const Table &table, const platform::Dialect &dialect)
 {
     QStringList parts;
     for (const Column &column : table.columns) {
-        QString part = QLatin1String(column.name) % QLatin1Char(' ') % dialect.columnType(column.type);
+        QString part = dialect.columnDefinition(QLatin1String(column.name), column.type);
         if (*column.extra)
             part += QLatin1Char(' ') % QLatin1String(column.extra);
         parts << part;

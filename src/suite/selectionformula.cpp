@@ -220,8 +220,7 @@ private:
             break;
         case Kind::Number:
             sql = QStringLiteral("?");
-            m_values.append(m_token.text.contains(QLatin1Char('.')) ? QVariant(m_token.text.toDouble())
-                                                                    : QVariant(m_token.text.toLongLong()));
+            m_values.append(number(m_token.text));
             break;
         case Kind::Text:
             sql = QStringLiteral("?");
@@ -234,6 +233,14 @@ private:
         }
         next();
         return sql;
+    }
+
+    // A whole number as an integer; a fraction, or a whole number too long for one, as a Double.
+    static QVariant number(const QString &text)
+    {
+        bool whole = false;
+        const qlonglong integer = text.toLongLong(&whole);
+        return whole ? QVariant(integer) : QVariant(text.toDouble());
     }
 
     QString comparison()

@@ -266,9 +266,10 @@ void tst_dialect::datesReadBack()
     if (!con)
         return;
     const platform::Dialect &d = con->dialect();
-    con->Execute(QStringLiteral("create table Signed (agsDetailid integer, agsSignedDate ") +
-                 d.columnType(ColumnType::Date) + QStringLiteral(", LoggedAt ") +
-                 d.columnType(ColumnType::DateTime) + QStringLiteral(")"));
+    con->Execute(QStringLiteral("create table Signed (agsDetailid integer, ") +
+                 d.columnDefinition(QStringLiteral("agsSignedDate"), ColumnType::Date) +
+                 QStringLiteral(", ") + d.columnDefinition(QStringLiteral("LoggedAt"), ColumnType::DateTime) +
+                 QStringLiteral(")"));
     con->Execute(QStringLiteral("insert into Signed values (1, '15/11/2026', '15/11/2026')"));
     con->Execute(QStringLiteral("insert into Signed values (2, ' 20261115', '2026-11-15 10:20:30')"));
     platform::Command cmd(*con);
@@ -291,6 +292,13 @@ void tst_dialect::datesReadBack()
     QCOMPARE(rs.Fields(QStringLiteral("LoggedAt")).text(), QStringLiteral("15/11/2026 10:20:30"));
     rs.MoveLast();
     QVERIFY(rs.Fields(QStringLiteral("LoggedAt")).isNull());
+
+    // A text that is no date is refused, as the server refuses it, rather than stored unreadable.
+    for (const char *text : {"15/11/2026'; drop table Signed; --", "31/02/2026", "Lease"}) {
+        QVERIFY2(agrtest::errorOf([&] { cmd.Execute({5, QLatin1String(text), QVariant()}); }) != 0, text);
+        QVERIFY2(agrtest::errorOf([&] { cmd.Execute({5, QVariant(), QLatin1String(text)}); }) != 0, text);
+    }
+    QCOMPARE(agrtest::countRows(*con, QStringLiteral("Signed")), 4);
 }
 
 QTEST_MAIN(tst_dialect)

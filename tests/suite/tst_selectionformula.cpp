@@ -51,6 +51,9 @@ void tst_SelectionFormula::translation_data()
         << "((not (AgreementRegister.agrcancelled = ?)) and "
            "((AgreementRegister.agragreementid < ?) or (AgreementRegister.agragreementid > ?)))"
         << QVariantList{1LL, 3LL, 10LL};
+    QTest::newRow("whole number too long for an integer")
+        << "{AgreementRegister.agragreementid} < 99999999999999999999"
+        << "(AgreementRegister.agragreementid < ?)" << QVariantList{1e20};
     QTest::newRow("field with field")
         << "{AgreementDetails.agdAgreementid}={AgreementRegister.agragreementid}"
         << "(AgreementDetails.agdAgreementid = AgreementRegister.agragreementid)" << QVariantList{};

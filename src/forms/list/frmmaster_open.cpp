@@ -157,51 +157,60 @@ void FrmMaster::CmdEdit_Click()
         if (cancelled)
             form.cmdOK->setEnabled(false);
 
-        const QString department = QString::number(context().departmentId);
-        Recordset rs;
-        rs.Open(QStringLiteral("select * from agreementregister where agrDepartmentid= ") + department +
-                    QStringLiteral(" and agragreementid =") + id,
-                *context().connection());
-        if (!rs.isEOF()) {
-            fillHeader(form, rs);
-            PopulateListviewlvwPayment(CLng(id));
-        }
-        rs.Close();
+        // A fill that fails (a null where a text is assigned, a column gone) is logged by the trap and the
+        // form is not shown; it is unloaded too, without the closing question, so that the next opening
+        // starts from an empty form instead of this agreement's leftovers.
+        try {
+            const QString department = QString::number(context().departmentId);
+            Recordset rs;
+            rs.Open(QStringLiteral("select * from agreementregister where agrDepartmentid= ") + department +
+                        QStringLiteral(" and agragreementid =") + id,
+                    *context().connection());
+            if (!rs.isEOF()) {
+                fillHeader(form, rs);
+                PopulateListviewlvwPayment(CLng(id));
+            }
+            rs.Close();
 
-        const DetailRead details[] = {
-            {form.mfgsummary,
-             QStringLiteral("select * from agreementdetails where agddepartmentid=") + department +
-                 QStringLiteral(" and agdagreementid= ") + id,
-             {QStringLiteral("agdDetailid"), QStringLiteral("agdDetails")},
-             0},
-            {form.mfgfinance,
-             QStringLiteral("select * from AgreementFinancialDetails where agfdepartmentid= ") + department +
-                 QStringLiteral(" and agfAgreementid= ") + id,
-             {QStringLiteral("agffinanceDetailid"), QStringLiteral("agffinanceDetail")},
-             0},
-            {form.mfgcontent,
-             QStringLiteral("select * from AgreementContents where agcdepartmentid= ") + department +
-                 QStringLiteral(" and agcAgreementid= ") + id,
-             {QStringLiteral("agcDetailid"), QStringLiteral("agcContentdesc")},
-             0},
-            {form.mfgsigndetails,
-             QStringLiteral("select * from AgreementSignedDetails where ") +
-                 QStringLiteral(" agsdepartmentid= ") + department + QStringLiteral(" and agsAgreementid= ") +
-                 id,
-             {QStringLiteral("agsDetailID"), QStringLiteral("agsSignedBy"), QStringLiteral("agsPosition"),
-              QStringLiteral("agsSignedDate"), QStringLiteral("agsAgency")},
-             col(SignCol::Agency)},
-            {form.mfgwitnessdetails,
-             QStringLiteral("select * from AgreementWitnessDetails where ") +
-                 QStringLiteral(" agwdepartmentid= ") + department + QStringLiteral(" and agwAgreementid= ") +
-                 id,
-             {QStringLiteral("agwDetailid"), QStringLiteral("agwSignedBy"), QStringLiteral("agwPostion"),
-              QStringLiteral("agwSignedDate"), QStringLiteral("agwWitenessAddress"),
-              QStringLiteral("agwAgency")},
-             col(WitnessCol::Agency)},
-        };
-        for (const DetailRead &detail : details)
-            fillDetailGrid(detail);
+            const DetailRead details[] = {
+                {form.mfgsummary,
+                 QStringLiteral("select * from agreementdetails where agddepartmentid=") + department +
+                     QStringLiteral(" and agdagreementid= ") + id,
+                 {QStringLiteral("agdDetailid"), QStringLiteral("agdDetails")},
+                 0},
+                {form.mfgfinance,
+                 QStringLiteral("select * from AgreementFinancialDetails where agfdepartmentid= ") +
+                     department + QStringLiteral(" and agfAgreementid= ") + id,
+                 {QStringLiteral("agffinanceDetailid"), QStringLiteral("agffinanceDetail")},
+                 0},
+                {form.mfgcontent,
+                 QStringLiteral("select * from AgreementContents where agcdepartmentid= ") + department +
+                     QStringLiteral(" and agcAgreementid= ") + id,
+                 {QStringLiteral("agcDetailid"), QStringLiteral("agcContentdesc")},
+                 0},
+                {form.mfgsigndetails,
+                 QStringLiteral("select * from AgreementSignedDetails where ") +
+                     QStringLiteral(" agsdepartmentid= ") + department +
+                     QStringLiteral(" and agsAgreementid= ") + id,
+                 {QStringLiteral("agsDetailID"), QStringLiteral("agsSignedBy"), QStringLiteral("agsPosition"),
+                  QStringLiteral("agsSignedDate"), QStringLiteral("agsAgency")},
+                 col(SignCol::Agency)},
+                {form.mfgwitnessdetails,
+                 QStringLiteral("select * from AgreementWitnessDetails where ") +
+                     QStringLiteral(" agwdepartmentid= ") + department +
+                     QStringLiteral(" and agwAgreementid= ") + id,
+                 {QStringLiteral("agwDetailid"), QStringLiteral("agwSignedBy"), QStringLiteral("agwPostion"),
+                  QStringLiteral("agwSignedDate"), QStringLiteral("agwWitenessAddress"),
+                  QStringLiteral("agwAgency")},
+                 col(WitnessCol::Agency)},
+            };
+            for (const DetailRead &detail : details)
+                fillDetailGrid(detail);
+        } catch (...) {
+            form.cmdOK->setEnabled(false);
+            form.Unload();
+            throw;
+        }
 
         if (cancelled)
             form.cmdOK->setEnabled(false);

@@ -265,6 +265,11 @@ bool Dialect::countsAny(Connection &con, const QString &countSql, const QString 
     return q.value(0).toInt() > 0;
 }
 
+QString Dialect::columnDefinition(const QString &name, ColumnType type) const
+{
+    return name + QLatin1Char(' ') + columnType(type);
+}
+
 QStringList Dialect::declaredTypes(const QSqlQuery &) const
 {
     return {};

@@ -47,6 +47,9 @@ public:
 
     // A column type for CREATE TABLE on this engine.
     virtual QString columnType(ColumnType type) const = 0;
+    // A whole column for CREATE TABLE: its name, its type and the checks the engine needs to refuse what
+    // the suite's server refuses (by default the name and the type).
+    virtual QString columnDefinition(const QString &name, ColumnType type) const;
     // How a table's identity-free "does it exist" check is written.
     virtual bool tableExists(Connection &con, const QString &table) const = 0;
 

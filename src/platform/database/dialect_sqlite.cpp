@@ -6,6 +6,7 @@
 
 #include "platform/runtime/errors.h"
 
+#include <QDate>
 #include <QSqlDriver>
 #include <QSqlResult>
 #include <sqlite3.h>
@@ -97,7 +98,7 @@ bool parseDate(const char *text, int size, ParsedDate &out)
     } else {
         return false;
     }
-    if (out.month < 1 || out.month > 12 || out.day < 1 || out.day > 31)
+    if (!QDate::isValid(out.year, out.month, out.day))
         return false;
     return parseTime(rest, end, out.msecs);
 }
@@ -282,6 +283,31 @@ void fnDateDiff(sqlite3_context *ctx, int, sqlite3_value **argv)
     sqlite3_result_int64(ctx, end - start);
 }
 
+// agr_isdate(x): whether x may stand in a date column, as the suite's server takes it: a null, a blank text
+// (kept as given) or a text the date collation reads as a date. A text that is no date is refused there.
+void fnIsDate(sqlite3_context *ctx, int, sqlite3_value **argv)
+{
+    bool ok = false;
+    switch (sqlite3_value_type(argv[0])) {
+    case SQLITE_NULL:
+        ok = true;
+        break;
+    case SQLITE_TEXT: {
+        const auto *s = sqlite3_value_text(argv[0]);
+        const int n = sqlite3_value_bytes(argv[0]);
+        int i = 0;
+        while (i < n && (s[i] == ' ' || s[i] == '\t'))
+            ++i;
+        ParsedDate date;
+        ok = i == n || parseDate(reinterpret_cast<const char *>(s), n, date);
+        break;
+    }
+    default:
+        break;
+    }
+    sqlite3_result_int(ctx, ok ? 1 : 0);
+}
+
 void fnIsNull(sqlite3_context *ctx, int, sqlite3_value **argv)
 {
     sqlite3_result_value(ctx, sqlite3_value_type(argv[0]) != SQLITE_NULL ? argv[0] : argv[1]);
@@ -328,6 +354,7 @@ public:
         add("isnumeric", 1, fnIsNumeric);
         add("agr_isnull", 2, fnIsNull);
         add("datediff", 3, fnDateDiff);
+        add("agr_isdate", 1, fnIsDate);
         if (rc == SQLITE_OK)
             rc = sqlite3_create_collation_v2(h, DateCollation, SQLITE_UTF8, nullptr, compareDates, nullptr);
         if (rc != SQLITE_OK)
@@ -371,6 +398,16 @@ public:
             return QStringLiteral("INTEGER PRIMARY KEY AUTOINCREMENT");
         }
         return QString();
+    }
+
+    // Date columns keep their values as text; the check refuses a text that is no date, as the server does,
+    // instead of storing it where it could never be read back as a date.
+    QString columnDefinition(const QString &name, ColumnType type) const override
+    {
+        QString definition = Dialect::columnDefinition(name, type);
+        if (type == ColumnType::Date || type == ColumnType::DateTime)
+            definition += QStringLiteral(" CHECK (agr_isdate(") + name + QStringLiteral("))");
+        return definition;
     }
 
     bool tableExists(Connection &con, const QString &table) const override

@@ -24,24 +24,45 @@ template <class Int> Int whole(double value)
     return static_cast<Int>(rounded);
 }
 
-} // namespace
+enum class Reading
+{
+    NoNumber,
+    Number,
+    TooLarge
+};
 
-bool isNumericText(const QString &text, double *value)
+// A whole text as a number. "inf" and "nan" are no numbers here, and a number beyond a Double's range is
+// too large rather than infinite.
+Reading readNumber(const QString &text, double *value)
 {
     // Most texts are ruled out by their first character, without copying or parsing them.
     qsizetype first = 0;
     while (first < text.size() && text.at(first).isSpace())
         ++first;
     if (first == text.size())
-        return false;
+        return Reading::NoNumber;
     const QChar lead = text.at(first);
     if (!(lead.isDigit() || lead == QLatin1Char('-') || lead == QLatin1Char('+') || lead == QLatin1Char('.')))
-        return false;
+        return Reading::NoNumber;
     bool ok = false;
     const double number = QLocale::c().toDouble(text.trimmed(), &ok);
-    if (ok && value)
+    if (ok && std::isfinite(number)) {
         *value = number;
-    return ok;
+        return Reading::Number;
+    }
+    return !ok && std::isinf(number) ? Reading::TooLarge : Reading::NoNumber;
+}
+
+} // namespace
+
+bool isNumericText(const QString &text, double *value)
+{
+    double number = 0;
+    if (readNumber(text, &number) != Reading::Number)
+        return false;
+    if (value)
+        *value = number;
+    return true;
 }
 
 double Val(const QString &text)
@@ -66,7 +87,11 @@ double Val(const QString &text)
     }
     if (digits == 0)
         return 0;
-    return text.mid(start, i - start).toDouble();
+    // Too many digits for a Double overflow; too small a fraction reads as 0.
+    const double number = text.mid(start, i - start).toDouble();
+    if (std::isinf(number))
+        Raise(err::Overflow, Source, QStringLiteral("Overflow"));
+    return number;
 }
 
 double CDbl(const QVariant &value)
@@ -75,10 +100,14 @@ double CDbl(const QVariant &value)
         return 0;
     double number = 0;
     bool ok = false;
-    if (value.typeId() == QMetaType::QString)
-        ok = isNumericText(value.toString(), &number);
-    else
+    if (value.typeId() == QMetaType::QString) {
+        const Reading reading = readNumber(value.toString(), &number);
+        if (reading == Reading::TooLarge)
+            Raise(err::Overflow, Source, QStringLiteral("Overflow"));
+        ok = reading == Reading::Number;
+    } else {
         number = value.toDouble(&ok);
+    }
     if (!ok)
         Raise(err::TypeMismatch, Source, QStringLiteral("Type mismatch"));
     return number;

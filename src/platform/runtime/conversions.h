@@ -9,10 +9,11 @@
 namespace platform {
 
 // The leading numeric part of a text: blanks skipped, an optional sign, digits with one decimal point;
-// 0 when the text does not start with a number.
+// 0 when the text does not start with a number; too many digits for a Double raise 6 (overflow).
 double Val(const QString &text);
 
-// A text that is no number raises 13 (type mismatch), a value that does not fit raises 6 (overflow).
+// A text that is no number ("inf" and "nan" included) raises 13 (type mismatch), a value that does not fit
+// raises 6 (overflow).
 // A null value reads as 0.
 double CDbl(const QVariant &value);
 qint32 CLng(const QVariant &value);
