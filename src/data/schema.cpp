@@ -290,19 +290,20 @@ CreateReport CreateSchema(platform::Connection &con)
     CreateReport report;
     for (const Table &table : tables()) {
         const QString name = QLatin1String(table.name);
-        if (dialect.tableExists(con, name)) {
+        if (dialect.tableExists(con, name))
             report.existing << name;
-            continue;
-        }
-        con.Execute(createStatement(table, dialect));
+        else
+            con.Execute(createStatement(table, dialect));
+        // An older database gets the indexes added since it was made.
         int n = 0;
         for (const char *columns : table.indexes) {
-            con.Execute(QStringLiteral("CREATE INDEX ix_%1_%2 ON %1 (%3)")
+            con.Execute(QStringLiteral("CREATE INDEX IF NOT EXISTS ix_%1_%2 ON %1 (%3)")
                             .arg(name.toLower())
                             .arg(++n)
                             .arg(QLatin1String(columns)));
         }
-        report.created << name;
+        if (!report.existing.contains(name))
+            report.created << name;
     }
     addColumnsAddedLater(con);
     SecureSchema(con);
