@@ -95,8 +95,8 @@ void fill(platform::Connection &con, int agreements)
                  .arg(id),
              QStringLiteral("Supply"), QStringLiteral("Branch %1").arg(id % 40),
              QStringLiteral("Party %1 Private Limited").arg(id % 300), Today, Today.addYears(2), Today,
-             QStringLiteral("A. Lawyer"), QStringLiteral("REF/%1").arg(id), QStringLiteral("%1 Main Road").arg(id),
-             30, QStringLiteral("Renew in time")});
+             QStringLiteral("A. Lawyer"), QStringLiteral("REF/%1").arg(id),
+             QStringLiteral("%1 Main Road").arg(id), 30, QStringLiteral("Renew in time")});
         for (size_t k = 0; k < commands.size(); ++k) {
             for (int row = 1; row <= 2; ++row) {
                 QVariantList values{id, Department, row};
@@ -105,8 +105,8 @@ void fill(platform::Connection &con, int agreements)
                 commands[k]->Execute(values);
             }
         }
-        voucher.Execute({100000 + id, QStringLiteral("BRPV/%1").arg(id), QStringLiteral("Party %1").arg(id % 300),
-                         1000.0 + id});
+        voucher.Execute({100000 + id, QStringLiteral("BRPV/%1").arg(id),
+                         QStringLiteral("Party %1").arg(id % 300), 1000.0 + id});
         debit.Execute({100000 + id, id, 1000.0 + id});
     }
     con.CommitTrans();

@@ -18,10 +18,11 @@ namespace {
 
 QCommandLineOption departmentOption()
 {
-    return {QStringLiteral("department"),
-            QStringLiteral("The department, one of those mapped to the database login. Default: the lowest of "
-                           "them."),
-            QStringLiteral("N")};
+    return {
+        QStringLiteral("department"),
+        QStringLiteral("The department, one of those mapped to the database login. Default: the lowest of "
+                       "them."),
+        QStringLiteral("N")};
 }
 
 void printRaw(const QString &text)

@@ -126,10 +126,10 @@ void rollBackLeftTransaction(platform::Connection &con, qint16 user)
 int runModule(const QStringList &arguments)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral(
-        "Opens the agreement register for a user, company and department.\n"
-        "Other commands: init-db, sql, report, alerts, export, audit, register, unregister "
-        "(agreement-register COMMAND --help)."));
+    parser.setApplicationDescription(
+        QStringLiteral("Opens the agreement register for a user, company and department.\n"
+                       "Other commands: init-db, sql, report, alerts, export, audit, register, unregister "
+                       "(agreement-register COMMAND --help)."));
     using agr::schema::demo::CompanyId, agr::schema::demo::InterfaceId;
     parser.addOption(databaseOption());
     parser.addOption(QCommandLineOption(
