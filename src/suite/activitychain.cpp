@@ -51,24 +51,14 @@ class Writing
 public:
     explicit Writing(platform::Connection &con) : m_con(con), m_own(con.transactionLevel() == 0)
     {
-        switch (con.backend()) {
-        case platform::Backend::SQLite:
-            // Inside the caller's transaction the save has already written and holds the only write lock;
-            // a transaction of our own takes it before reading the chain's head.
-            if (m_own)
-                con.Execute(QStringLiteral("begin immediate"));
-            break;
-        case platform::Backend::PostgreSQL:
-            if (m_own)
-                con.BeginTrans();
+        // On SQLite the transaction takes the write lock before the chain's head is read; inside the
+        // caller's transaction the save has already written and holds it.
+        if (m_own)
+            con.BeginTrans();
+        if (con.backend() == platform::Backend::PostgreSQL) {
             // Held until the transaction ends, so the next writer reads this row as the head.
             con.Execute(QStringLiteral("select count(*) from (select pg_advisory_xact_lock(") +
                         QLatin1String(AppendLockKey) + QStringLiteral(")) as appending"));
-            break;
-        case platform::Backend::ODBC:
-            if (m_own)
-                con.BeginTrans();
-            break;
         }
     }
     Writing(const Writing &) = delete;
@@ -78,10 +68,7 @@ public:
     {
         if (!m_own)
             return;
-        if (m_con.backend() == platform::Backend::SQLite)
-            m_con.Execute(QStringLiteral("commit"));
-        else
-            m_con.CommitTrans();
+        m_con.CommitTrans();
         m_own = false;
     }
 
@@ -89,14 +76,7 @@ public:
     {
         if (!m_own)
             return;
-        platform::Trap(
-            [this] {
-                if (m_con.backend() == platform::Backend::SQLite)
-                    m_con.Execute(QStringLiteral("rollback"));
-                else
-                    m_con.RollbackTrans();
-            },
-            {});
+        platform::Trap([this] { m_con.RollbackTrans(); }, {});
     }
 
 private:
