@@ -333,11 +333,12 @@ public:
     Table(Pages &pages, QList<qreal> widths, qreal pad, bool ruled)
         : m_pages(pages), m_widths(std::move(widths)), m_pad(pad), m_ruled(ruled)
     {
+        for (const qreal w : m_widths)
+            m_total += w;
     }
 
     void setCaption(QList<Cell> caption) { m_caption = std::move(caption); }
     qreal rowHeight(const QList<Cell> &row) const { return lines(row) * lineSpacing(row) + 2 * m_pad; }
-    qreal captionHeight() const { return m_caption.isEmpty() ? 0 : rowHeight(m_caption); }
 
     QList<Cell> cells(const QStringList &texts, const QList<const Face *> &faces,
                       const QList<bool> &right) const
@@ -414,7 +415,7 @@ private:
             m_segmentTop = m_pages.y;
         if (m_pages.drawing()) {
             if (caption)
-                m_pages.fill(QRectF(0, m_pages.y, total(), height), CaptionBack);
+                m_pages.fill(QRectF(0, m_pages.y, m_total, height), CaptionBack);
             qreal x = 0;
             for (qsizetype c = 0; c < row.size(); ++c) {
                 const Cell &cell = row.at(c);
@@ -425,22 +426,16 @@ private:
                 x += m_widths.at(c);
             }
             if (m_ruled)
-                m_pages.rule(QPointF(0, m_pages.y + height), QPointF(total(), m_pages.y + height), Rule);
+                m_pages.rule(QPointF(0, m_pages.y + height), QPointF(m_total, m_pages.y + height), Rule);
         }
         m_pages.y += height;
-    }
-    qreal total() const
-    {
-        qreal sum = 0;
-        for (const qreal w : m_widths)
-            sum += w;
-        return sum;
     }
 
     Pages &m_pages;
     QList<qreal> m_widths;
     qreal m_pad;
     bool m_ruled;
+    qreal m_total = 0;
     QList<Cell> m_caption;
     qreal m_segmentTop = -1;
 };
@@ -522,12 +517,14 @@ void layRecord(Pages &pages, const Faces &faces, const QList<ReportDocument::Par
                 bold << &faces.bold;
             }
             const qreal headingHeight = gap + faces.heading.lineSpacing + gap / 2;
+            const QList<Table::Cell> caption = table.cells(captions, bold, right);
+            QList<Table::Cell> first;
             if (rows.isEmpty()) {
                 pages.need(headingHeight + faces.italic.lineSpacing);
             } else {
-                table.setCaption(table.cells(captions, bold, right));
-                pages.need(headingHeight + table.captionHeight() +
-                           table.rowHeight(table.cells(rows.first(), plain, right)));
+                table.setCaption(caption);
+                first = table.cells(rows.first(), plain, right);
+                pages.need(headingHeight + table.rowHeight(caption) + table.rowHeight(first));
             }
             pages.y += gap;
             pages.text(faces.heading, 0, pages.y, texts.at(0));
@@ -537,9 +534,10 @@ void layRecord(Pages &pages, const Faces &faces, const QList<ReportDocument::Par
                 pages.y += faces.italic.lineSpacing;
                 break;
             }
-            table.add(table.cells(captions, bold, right), true);
-            for (const QStringList &row : rows)
-                table.add(table.cells(row, plain, right));
+            table.add(caption, true);
+            table.add(first);
+            for (qsizetype r = 1; r < rows.size(); ++r)
+                table.add(table.cells(rows.at(r), plain, right));
             table.endPage();
             break;
         }
