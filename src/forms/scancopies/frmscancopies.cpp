@@ -139,11 +139,8 @@ QString FrmScanCopies::tempFile(const QString &serialNo)
 
 void FrmScanCopies::deleteTempFiles()
 {
-    for (int n = 1; n <= 100; ++n) {
-        const QString path = tempFile(QString::number(n));
-        if (QFile::exists(path))
-            QFile::remove(path);
-    }
+    for (int n = 1; n <= 100; ++n)
+        QFile::remove(tempFile(QString::number(n))); // a file that is not there is no failure
 }
 
 void FrmScanCopies::Form_Load()
@@ -369,9 +366,7 @@ FrmScanCopies *frmScanCopies()
         try {
             form->Form_Load();
         } catch (...) {
-            defaultInstance() = nullptr;
-            FrmScanCopies::deleteTempFiles();
-            form->deleteLater();
+            form->Unload();
             throw;
         }
     }
