@@ -9,16 +9,6 @@
 
 namespace suite {
 
-namespace {
-
-// Driver messages run over several lines; the log line stays one line, without a password in it.
-QString oneLine(const QString &text)
-{
-    return platform::maskSecrets(text).simplified();
-}
-
-} // namespace
-
 FaultService::FaultService(QObject *parent) : QObject(parent) {}
 
 platform::Connection *FaultService::adocon() const
@@ -35,9 +25,11 @@ bool FaultService::ErrorTrack(QString &formName, QString &userName, QString &pro
                               QString &source, QString &description, QString &entryMode, bool /*flag*/)
 {
     const QDateTime now = QDateTime::currentDateTime();
+    // Driver messages run over several lines: the log line keeps them on one. Neither keeps a password.
+    const QString masked = platform::maskSecrets(description);
     const QString line = now.toString(Qt::ISODate) + QStringLiteral(" fault in ") + formName +
                          QLatin1Char('.') + procedure + QStringLiteral(": error ") + QString::number(number) +
-                         QStringLiteral(" (") + source + QStringLiteral(") ") + oneLine(description) +
+                         QStringLiteral(" (") + source + QStringLiteral(") ") + masked.simplified() +
                          QStringLiteral(" [user ") + userName + QStringLiteral(", mode ") + entryMode +
                          QStringLiteral("]\n");
     std::fputs(line.toLocal8Bit().constData(), stderr);
@@ -55,8 +47,7 @@ bool FaultService::ErrorTrack(QString &formName, QString &userName, QString &pro
                 QStringLiteral(" (FormName, UserName, ProcedureName, ErrorNumber, ErrorSource,"
                                " ErrorDescription, EntryMode, LoggedAt) values (?,?,?,?,?,?,?,?)"));
             cmd.ParametersRefresh();
-            cmd.Execute({formName, userName, procedure, number, source, platform::maskSecrets(description),
-                         entryMode, now});
+            cmd.Execute({formName, userName, procedure, number, source, masked, entryMode, now});
         },
         [](const platform::RuntimeError &e) {
             std::fprintf(stderr, "FaultLog.FaultService: the fault was not stored: %s\n", e.what());

@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
 
 namespace suite {
 
@@ -135,20 +136,16 @@ void ReportDocument::load(const QString &path)
     m_headerRight.clear();
     for (const QJsonValue &line : header.value(QStringLiteral("right")).toArray())
         m_headerRight << line.toString();
+    QHash<QString, QString> declared;
+    const QJsonObject tables = def.value(QStringLiteral("tables")).toObject();
+    for (auto it = tables.begin(); it != tables.end(); ++it)
+        declared.insert(it.key().toLower(), it.value().toString());
     m_path = path;
-    m_definition = def;
+    m_tables = declared;
+    m_recordsSql = def.value(QStringLiteral("records")).toString();
     m_lists = lists;
     m_parts = parts;
     m_records.clear();
-}
-
-QHash<QString, QString> ReportDocument::tables() const
-{
-    QHash<QString, QString> tables;
-    const QJsonObject declared = m_definition.value(QStringLiteral("tables")).toObject();
-    for (auto it = declared.begin(); it != declared.end(); ++it)
-        tables.insert(it.key().toLower(), it.value().toString());
-    return tables;
 }
 
 int ReportDocument::build(platform::Connection &con, const QString &selectionFormula)
@@ -180,8 +177,7 @@ int ReportDocument::build(platform::Connection &con, const QString &selectionFor
     }
 
     QList<Record> records;
-    for (platform::Recordset rs = run(m_definition.value(QStringLiteral("records")).toString()); !rs.isEOF();
-         rs.MoveNext()) {
+    for (platform::Recordset rs = run(m_recordsSql); !rs.isEOF(); rs.MoveNext()) {
         const auto value = [&](QStringView placeholder) { return fieldText(rs, placeholder); };
         Record record;
         record.texts.reserve(m_parts.size());

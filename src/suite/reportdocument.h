@@ -6,7 +6,6 @@
 
 #include <QDateTime>
 #include <QHash>
-#include <QJsonObject>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -31,7 +30,7 @@ public:
     void load(const QString &path);
     QString path() const { return m_path; }
     // The report's tables as the selection formula names them: lower-cased name -> name in the queries.
-    QHash<QString, QString> tables() const;
+    QHash<QString, QString> tables() const { return m_tables; }
 
     // Reads the records the formula selects and their lists. Returns the record count.
     int build(platform::Connection &con, const QString &selectionFormula);
@@ -82,7 +81,8 @@ public:
 
 private:
     QString m_path;
-    QJsonObject m_definition;
+    QHash<QString, QString> m_tables;
+    QString m_recordsSql;
     QList<List> m_lists;
     QList<Part> m_parts;
     QString m_headerTitle, m_headerSubtitle;

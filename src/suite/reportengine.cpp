@@ -213,30 +213,28 @@ QString ReportEngine::dataSourceUrl(const QString &server, const QString &user, 
                          QStringLiteral("/agreement-register/datasources.ini");
     if (!server.isEmpty() && QFileInfo::exists(file)) {
         QSettings sources(file, QSettings::IniFormat);
-        if (sources.childGroups().contains(server, Qt::CaseInsensitive)) {
-            for (const QString &group : sources.childGroups()) {
-                if (group.compare(server, Qt::CaseInsensitive) != 0)
-                    continue;
-                sources.beginGroup(group);
-                requirePrivate(file, sources);
-                QUrl url(sources.value(QStringLiteral("url")).toString());
-                // The site's own credentials win over what the program passes.
-                const QString siteUser = sources.value(QStringLiteral("user")).toString();
-                const QString sitePassword = sources.value(QStringLiteral("password")).toString();
-                if (url.scheme().startsWith(QLatin1String("postgres"))) {
-                    if (!siteUser.isEmpty())
-                        url.setUserName(siteUser);
-                    else if (url.userName().isEmpty() && !user.isEmpty())
-                        url.setUserName(user);
-                    if (!sitePassword.isEmpty())
-                        url.setPassword(sitePassword);
-                    else if (url.password().isEmpty() && !password.isEmpty() && siteUser.isEmpty())
-                        url.setPassword(password);
-                }
-                if (foundIn)
-                    *foundIn = file;
-                return url.toString();
+        for (const QString &group : sources.childGroups()) {
+            if (group.compare(server, Qt::CaseInsensitive) != 0)
+                continue;
+            sources.beginGroup(group);
+            requirePrivate(file, sources);
+            QUrl url(sources.value(QStringLiteral("url")).toString());
+            // The site's own credentials win over what the program passes.
+            const QString siteUser = sources.value(QStringLiteral("user")).toString();
+            const QString sitePassword = sources.value(QStringLiteral("password")).toString();
+            if (url.scheme().startsWith(QLatin1String("postgres"))) {
+                if (!siteUser.isEmpty())
+                    url.setUserName(siteUser);
+                else if (url.userName().isEmpty() && !user.isEmpty())
+                    url.setUserName(user);
+                if (!sitePassword.isEmpty())
+                    url.setPassword(sitePassword);
+                else if (url.password().isEmpty() && !password.isEmpty() && siteUser.isEmpty())
+                    url.setPassword(password);
             }
+            if (foundIn)
+                *foundIn = file;
+            return url.toString();
         }
     }
     if (foundIn)

@@ -724,16 +724,9 @@ Recordset Connection::Execute(const QString &sql)
 
 void Connection::BeginTrans()
 {
-    dialect();
-    if (backend() == Backend::SQLite) {
-        // The write lock is taken when the transaction begins: one that read first would be refused at
-        // once, not made to wait, when it came to write while another program held the lock.
-        QSqlQuery begin(d->db);
-        if (!begin.exec(QStringLiteral("BEGIN IMMEDIATE")))
-            raiseDriverError(begin.lastError(), QStringLiteral("BeginTrans"));
-    } else if (!d->db.transaction()) {
-        raiseDriverError(d->db.lastError(), QStringLiteral("BeginTrans"));
-    }
+    QSqlError error;
+    if (!dialect().beginTransaction(d->db, error))
+        raiseDriverError(error, QStringLiteral("BeginTrans"));
     ++d->transactionLevel;
 }
 

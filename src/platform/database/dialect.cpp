@@ -360,4 +360,12 @@ int countParameterMarkers(const QString &sql)
     return count;
 }
 
+bool Dialect::beginTransaction(QSqlDatabase &db, QSqlError &error) const
+{
+    const bool begun = db.transaction();
+    if (!begun)
+        error = db.lastError();
+    return begun;
+}
+
 } // namespace platform

@@ -6,6 +6,7 @@
 #include "platform/database/connection.h"
 
 #include <QHash>
+#include <QSqlError>
 #include <QSqlQuery>
 #include <QString>
 #include <QStringList>
@@ -41,6 +42,8 @@ public:
     virtual void prepare(QSqlDatabase &db) = 0;
     // Installs what must live in the database itself (PostgreSQL functions). Idempotent.
     virtual void install(Connection &con) = 0;
+    // Begins a transaction on db; false when the engine refused, with the reason in the query or db.
+    virtual bool beginTransaction(QSqlDatabase &db, QSqlError &error) const;
 
     // The statement text as this engine must receive it. String literals are never changed.
     virtual QString translate(const QString &sql) const = 0;

@@ -336,6 +336,17 @@ public:
     Backend backend() const override { return Backend::SQLite; }
     QString driverName() const override { return QStringLiteral("QSQLITE"); }
 
+    // The write lock is taken when the transaction begins: one that read first would be refused at once,
+    // not made to wait, when it came to write while another program held the lock.
+    bool beginTransaction(QSqlDatabase &db, QSqlError &error) const override
+    {
+        QSqlQuery begin(db);
+        const bool begun = begin.exec(QStringLiteral("BEGIN IMMEDIATE"));
+        if (!begun)
+            error = begin.lastError();
+        return begun;
+    }
+
     void prepare(QSqlDatabase &db) override
     {
         sqlite3 *h = handleOf(db);
