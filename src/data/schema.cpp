@@ -290,7 +290,8 @@ CreateReport CreateSchema(platform::Connection &con)
     CreateReport report;
     for (const Table &table : tables()) {
         const QString name = QLatin1String(table.name);
-        if (dialect.tableExists(con, name))
+        const bool existed = dialect.tableExists(con, name);
+        if (existed)
             report.existing << name;
         else
             con.Execute(createStatement(table, dialect));
@@ -302,7 +303,7 @@ CreateReport CreateSchema(platform::Connection &con)
                             .arg(++n)
                             .arg(QLatin1String(columns)));
         }
-        if (!report.existing.contains(name))
+        if (!existed)
             report.created << name;
     }
     addColumnsAddedLater(con);

@@ -77,14 +77,16 @@ int initDb(const QStringList &arguments)
         clerkDepartments << agr::schema::demo::DepartmentId;
 
     const QString url = databaseUrl(parser);
-    platform::Connection con;
-    openDatabase(con, url, true);
-    if (clerk.isEmpty() && demo && con.backend() == platform::Backend::PostgreSQL)
+    // Refused before the database is opened, so that a wrong call leaves no new file behind.
+    const bool server = platform::backendOfUrl(url) == platform::Backend::PostgreSQL;
+    if (clerk.isEmpty() && demo && server)
         clerk = QLatin1String(agr::schema::DemoClerkLogin);
-    if (!clerk.isEmpty() && con.backend() != platform::Backend::PostgreSQL)
+    if (!clerk.isEmpty() && !server)
         throw Failure(QStringLiteral("--clerk: logins are created on PostgreSQL only; on SQLite the "
                                      "operating-system account is the login"),
                       ExitUsage);
+    platform::Connection con;
+    openDatabase(con, url, true);
     try {
         const agr::schema::CreateReport report = agr::schema::CreateSchema(con);
         if (report.created.isEmpty()) {
@@ -225,9 +227,12 @@ int report(const QStringList &arguments)
             con.Execute(QStringLiteral("select UserName from aUsers where userid=") + QString::number(user));
         report->setTextSlot(3, name.isEOF() ? QString() : name.Fields(0).joinEmpty());
         report->setRecordSelectionFormula(
-            agreement != 0
-                ? QStringLiteral("{AgreementRegister.agragreementid}=") + QString::number(agreement)
-                : QStringLiteral("{AgreementRegister.agrDepartmentid}=") + QString::number(department));
+            // The login's department bounds an agreement asked for by id too: ids repeat across departments,
+            // and an embedded database has no row-level security to keep the others out.
+            (agreement != 0 ? QStringLiteral("{AgreementRegister.agragreementid}=") +
+                                  QString::number(agreement) + QStringLiteral(" and ")
+                            : QString()) +
+            QStringLiteral("{AgreementRegister.agrDepartmentid}=") + QString::number(department));
         report->ExportPdf(pdf);
     } catch (const platform::RuntimeError &e) {
         throw Failure(QStringLiteral("report: error %1: %2").arg(e.number()).arg(oneLine(e.description())));

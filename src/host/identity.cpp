@@ -21,11 +21,11 @@ QString listed(const QList<int> &ids)
 
 template <class Id>
 Id choose(const QList<int> &mapped, std::optional<Id> asked, const QString &login, const char *option,
-          const char *what, const char *acting, const char *table)
+          const char *acting, const char *table)
 {
     if (mapped.isEmpty())
         throw Failure(QStringLiteral("the login '%1' may not use the register: no %2 is mapped to it in %3")
-                          .arg(login, QLatin1String(what), QLatin1String(table)));
+                          .arg(login, QLatin1String(option), QLatin1String(table)));
     if (!asked)
         return Id(mapped.first());
     if (!mapped.contains(*asked))
@@ -45,10 +45,9 @@ Identity identify(platform::Connection &con, std::optional<qint32> user, std::op
         who.login = agr::schema::currentLogin(con);
         const QList<int> users = agr::schema::usersOfLogin(con, who.login);
         const QList<int> departments = agr::schema::departmentsOfLogin(con, who.login);
-        who.userId =
-            choose(users, user, who.login, "user", "user", "as user", agr::schema::table::LoginUsers);
-        who.departmentId = choose(departments, department, who.login, "department", "department",
-                                  "for department", agr::schema::table::LoginDepartments);
+        who.userId = choose(users, user, who.login, "user", "as user", agr::schema::table::LoginUsers);
+        who.departmentId = choose(departments, department, who.login, "department", "for department",
+                                  agr::schema::table::LoginDepartments);
     } catch (const platform::RuntimeError &e) {
         throw Failure(QStringLiteral("cannot tell who may use %1: %2")
                           .arg(platform::printableUrl(con.url()), oneLine(e.description())));
