@@ -383,6 +383,13 @@ void tst_host::reportPdf()
     QVERIFY2(page.contains(QLatin1String("AG/3")), qPrintable(page.left(400)));
     QVERIFY(page.contains(QLatin1String("by clerk")));
     QVERIFY(!page.contains(QLatin1String("AG/4")));
+    // Agreement 1 of the login's first department, never department 2's agreement of the same id.
+    QCOMPARE(run({QStringLiteral("report"), QStringLiteral("--database"), db, QStringLiteral("--agreement"),
+                  QStringLiteral("1"), QStringLiteral("--pdf"), pdf})
+                 .status,
+             0);
+    QVERIFY(text().contains(QLatin1String("Market Road Shop")));
+    QVERIFY(!text().contains(QLatin1String("Sparkle Cleaners")));
     // The installing login is the demo's clerk, not its administrator.
     Run admin = run({QStringLiteral("report"), QStringLiteral("--database"), db, QStringLiteral("--user"),
                      QStringLiteral("2"), QStringLiteral("--pdf"), pdf});
