@@ -9,14 +9,11 @@
 #include "platform/ui/units.h"
 
 #include <QCheckBox>
-#include <QCoreApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
-#include <QPixmap>
 #include <QPushButton>
 #include <QSettings>
 #include <QStandardPaths>
@@ -185,15 +182,7 @@ int showDueForRenewal(platform::Connection &con, qint32 user, qint16 department,
     DueForRenewalWindow window(rows, processDate);
     if (!screenshot.isEmpty()) {
         // Rendered, never waited for: a run without a user must not stop here.
-        window.show();
-        QElapsedTimer timer;
-        timer.start();
-        while (timer.elapsed() < 200)
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-        QDir().mkpath(QFileInfo(screenshot).absolutePath());
-        if (!window.grab().save(screenshot, "PNG"))
-            throw Failure(QStringLiteral("cannot write the screenshot ") + screenshot);
-        window.close();
+        saveScreenshot(&window, screenshot);
         printOut(QStringLiteral("Screenshot of the agreements due for renewal written to ") +
                  QFileInfo(screenshot).absoluteFilePath());
         return int(rows.size());

@@ -5,9 +5,12 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QPixmap>
 #include <QStandardPaths>
+#include <QWidget>
 
 #include <cstdio>
 
@@ -134,6 +137,19 @@ void printErr(const QString &line)
 {
     std::fprintf(stderr, "agreement-register: %s\n", qUtf8Printable(platform::maskSecrets(line)));
     std::fflush(stderr);
+}
+
+void saveScreenshot(QWidget *window, const QString &file)
+{
+    window->show();
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < 500 && window->isVisible())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    QDir().mkpath(QFileInfo(file).absolutePath());
+    if (!window->grab().save(file, "PNG"))
+        throw Failure(QStringLiteral("cannot write the screenshot ") + file);
+    window->close();
 }
 
 } // namespace host

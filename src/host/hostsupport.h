@@ -7,6 +7,8 @@
 #include <QString>
 #include <exception>
 
+class QWidget;
+
 namespace platform {
 class Connection;
 }
@@ -50,5 +52,9 @@ QString oneLine(const QString &text);
 
 void printOut(const QString &line);
 void printErr(const QString &line);
+
+// Shows window, lets it load and paint (its loading may post events of its own), renders it into file as
+// PNG and closes it; a file that cannot be written ends the command.
+void saveScreenshot(QWidget *window, const QString &file);
 
 } // namespace host

@@ -14,10 +14,7 @@
 #include "platform/runtime/errors.h"
 #include "platform/ui/seams.h"
 
-#include <QDir>
-#include <QElapsedTimer>
 #include <QFileInfo>
-#include <QPixmap>
 #include <QWidget>
 #include <memory>
 
@@ -38,15 +35,6 @@ void setProperty(QObject *object, const char *name, const QVariant &value)
         throw Failure(QStringLiteral("the module does not take the property %1").arg(QLatin1String(name)));
 }
 
-// Lets the window load and paint: its loading may post events of its own.
-void settle(QWidget *window)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < 500 && window->isVisible())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-}
-
 // Instead of waiting for the user: the first window shown modally (the list) is rendered into file once
 // it is filled, then closed; any later one is closed at once. Message boxes are printed and answered No
 // or OK.
@@ -61,13 +49,8 @@ void installScreenshotSeams(const QString &file, bool &saved)
             form->close();
             return;
         }
-        form->show();
-        settle(form);
-        QDir().mkpath(QFileInfo(file).absolutePath());
-        if (!form->grab().save(file, "PNG"))
-            throw Failure(QStringLiteral("cannot write the screenshot ") + file);
+        saveScreenshot(form, file);
         saved = true;
-        form->close();
     });
 }
 
