@@ -16,6 +16,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScopeGuard>
 
 namespace agr {
 
@@ -48,6 +49,11 @@ QString FrmAgreementreg::AgreementNo()
             prefix = rs.Fields(QStringLiteral("Prefix")).text();
         rs.Close();
     }
+
+    // Reading the highest number and committing the agreement that carries the next one are serialised per
+    // department and prefix, so that a second saver reads the first one's number instead of repeating it.
+    numberLock = con.lockKey(QStringLiteral("agreementregister.agragreementNo ") +
+                             QString::number(ctx.departmentId) + QLatin1Char(' ') + prefix);
 
     // Numbers restart for each prefix; only wholly numeric tails after the prefix count.
     const QString length = QString::number(prefix.size());
@@ -87,6 +93,8 @@ void FrmAgreementreg::cmdOK_Click()
     // transaction stays open and this form stays open with cmdOK disabled.
     platform::Trap(
         [this] {
+            // The number lock goes with the save, whichever way it ends.
+            const auto releaseNumber = qScopeGuard([this] { numberLock.release(); });
             if (cbotype->currentText().isEmpty()) {
                 Inform(QStringLiteral("Enter Type"));
                 cbotype->setFocus();
@@ -121,6 +129,7 @@ void FrmAgreementreg::cmdOK_Click()
             qint16 applicabilityId = 0;
             if (optShop->isChecked() || optgodown->isChecked()) {
                 if (cboapplicable->currentIndex() < 0) {
+                    numberLock.release(); // no other saver waits while the message is read
                     Inform(optShop->isChecked() ? QStringLiteral("Select Shop")
                                                 : QStringLiteral("Select Godown"));
                     cboapplicable->setFocus();
@@ -132,6 +141,7 @@ void FrmAgreementreg::cmdOK_Click()
             qint16 partyId = 0;
             if (optcustomer->isChecked() || optsupplier->isChecked()) {
                 if (cboagency->currentIndex() < 0) {
+                    numberLock.release();
                     Inform(optcustomer->isChecked() ? QStringLiteral("Select Customer")
                                                     : QStringLiteral("Select Supplier"));
                     cboagency->setFocus();
@@ -223,6 +233,7 @@ void FrmAgreementreg::cmdOK_Click()
             auditService()->SaveActivityLogInfo(agreementId, txtagreementNo->text(), true, bas::entryMode(),
                                                 this);
             con.CommitTrans();
+            numberLock.release();
             saved = true;
 
             QString criterion = QStringLiteral("agragreementid=") + QString::number(agreementId) +

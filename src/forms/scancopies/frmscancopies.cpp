@@ -156,9 +156,7 @@ void FrmScanCopies::Form_Load()
     platform::Recordset rs;
     rs.Open(QStringLiteral("Select * from AgreementScanCopyDetails where agsAgreementID = ") + agreementId(),
             *context().connection());
-    // One stream for all records, never emptied: each record's value is added to what the stream holds,
-    // and the record's file is the whole stream, as the register has always written them.
-    QByteArray stream;
+    // Each record's file holds that record's image alone, so that OK stores every copy as it was stored.
     for (; !rs.isEOF(); rs.MoveNext()) {
         const platform::Field image = rs[QStringLiteral("agsDocuments")];
         if (image.isNull())
@@ -167,9 +165,8 @@ void FrmScanCopies::Form_Load()
         const QString serialNo = rs[QStringLiteral("agsDetailID")].text();
         mfgDetails->setTextMatrix(row, col(ScanCol::SlNo), serialNo);
         mfgDetails->setTextMatrix(row, col(ScanCol::DocName), rs[QStringLiteral("agsAgreementName")].text());
-        stream.append(image.Value().toByteArray());
         const QString file = tempFile(serialNo);
-        platform::SaveToFile(file, stream);
+        platform::SaveToFile(file, image.Value().toByteArray());
         mfgDetails->setTextMatrix(row, col(ScanCol::Path), file);
         mfgDetails->setTextMatrix(row, col(ScanCol::Origin), QStringLiteral("E"));
         mfgDetails->setRows(mfgDetails->Rows() + 1);

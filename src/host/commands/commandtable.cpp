@@ -2,6 +2,7 @@
 
 #include "host/commands/alertcommands.h"
 #include "host/commands/commands.h"
+#include "host/commands/scancommands.h"
 
 #include <array>
 #include <cstring>
@@ -31,6 +32,7 @@ const auto table = std::to_array<CommandEntry>({
     {"export", CommandNeeds::Core, exportCommand,
      "[--database URL] [--department N] [--from yyyy-mm-dd] --out FILE.xlsx|FILE.csv"},
     {"audit", CommandNeeds::Core, audit, "verify [--database URL]"},
+    {"scans", CommandNeeds::Core, scans, "repair [--database URL] [--user N] [--department N] [--apply]"},
     {"register", CommandNeeds::Core, registerCommand, "[LIBRARY]"},
     {"unregister", CommandNeeds::Core, unregisterCommand, "[LIBRARY]"},
 });
