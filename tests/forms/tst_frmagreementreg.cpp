@@ -352,6 +352,7 @@ void TestFrmAgreementreg::numberSequence()
     QVERIFY(alive);
     QVERIFY(!form->cmdOK->isEnabled());
     QVERIFY(m_boxes.isEmpty());
+    QVERIFY(!form->numberLock.isHeld());
     QCOMPARE(m_con->transactionLevel(), 0);
     QCOMPARE(countRows(*m_con, QStringLiteral("agreementregister"), QStringLiteral("1=1")), before);
     QCOMPARE(countRows(*m_con, QStringLiteral("aFaultLog"), QStringLiteral("1=1")), 0);
@@ -377,6 +378,7 @@ void TestFrmAgreementreg::validationStops()
         QTRY_COMPARE(QApplication::focusWidget(), focus);
         QVERIFY(form->cmdOK->isEnabled());
         QCOMPARE(form->txtagreementNo->text(), numberDrawn ? QStringLiteral("AG/13") : QString());
+        QVERIFY(!form->numberLock.isHeld()); // no other clerk's save waits for this one
     };
 
     stop(QStringLiteral("Enter Type"), form->cbotype, false);
@@ -638,6 +640,7 @@ void TestFrmAgreementreg::failedSaveLeavesNoTrace()
     QVERIFY(!form->saved);
     QVERIFY(m_boxes.isEmpty());
     QCOMPARE(m_con->transactionLevel(), 1); // left open, as the host's transaction
+    QVERIFY(!form->numberLock.isHeld());    // but the next number is free for the other clerks
 
     platform::Connection other;
     other.Open(m_con->url());
