@@ -52,6 +52,7 @@ QString FrmAgreementreg::AgreementNo()
 
     // Reading the highest number and committing the agreement that carries the next one are serialised per
     // department and prefix, so that a second saver reads the first one's number instead of repeating it.
+    numberLock.release(); // a second lock of this form would wait for its own first
     numberLock = con.lockKey(QStringLiteral("agreementregister.agragreementNo ") +
                              QString::number(ctx.departmentId) + QLatin1Char(' ') + prefix);
 
