@@ -144,6 +144,7 @@ QList<ScanFinding> examine(qint32 agreementId, QList<StoredRow> &rows, const QLi
         finding.bytesBefore = stored.at(k).size();
         finding.bytesAfter = finding.bytesBefore;
         const int pictures = jpegPictures(own.at(k));
+        const bool pictureLost = pictures == 0 && jpegPictures(stored.at(k)) > 0;
         // Outside the run from the first copy, a copy that still begins with the one before does not fit
         // the older loading: the copies were reordered or changed since, and its own bytes are not known.
         const bool strayChain = k > 0 && !own.at(k - 1).isEmpty() &&
@@ -155,6 +156,8 @@ QList<ScanFinding> examine(qint32 agreementId, QList<StoredRow> &rows, const QLi
                                "told")
                     .arg(pictures)
                     .arg(own.at(k) == stored.at(k) ? QString() : QStringLiteral(" after the repair"));
+        else if (pictureLost)
+            finding.leftAlone = QStringLiteral("what would be left of it is no JPEG picture");
         else if (strayChain)
             finding.leftAlone =
                 QStringLiteral("it begins with the copy before it, but the copies before that "
@@ -215,14 +218,19 @@ QList<QByteArray> undoGrowth(const QList<QByteArray> &copies)
 
 int jpegPictures(const QByteArray &bytes)
 {
+    if (!startsPicture(bytes, 0))
+        return 0;
+    // Bytes a scanner or camera leaves after a picture's end may stand between two stored copies.
+    const QByteArray start("\xFF\xD8\xFF", 3);
     int pictures = 0;
     qsizetype at = 0;
-    while (startsPicture(bytes, at)) {
+    while (at >= 0) {
         const qsizetype end = pictureEnd(bytes, at);
-        if (end < 0)
-            break;
-        ++pictures;
-        at = end;
+        if (end >= 0)
+            ++pictures;
+        else if (at == 0)
+            return 0;
+        at = bytes.indexOf(start, end >= 0 ? end : at + 1);
     }
     return pictures;
 }

@@ -6,8 +6,9 @@
 // they were stored, one after the other; copies added meanwhile were stored after them as they were. One
 // such cycle is undone exactly by taking, for the run of copies from the first on in which each copy
 // begins with the whole of the one before and holds more, each copy's remainder after the one before; the
-// step is repeated until nothing changes. What still holds more than one JPEG picture after that, or
-// begins with the copy before it outside that run, cannot be told apart exactly and is left alone.
+// step is repeated until nothing changes. What still holds more than one JPEG picture after that, what
+// would keep no whole picture of a JPEG copy, and what begins with the copy before it outside that run
+// cannot be told apart exactly and is left alone.
 
 #include <QByteArray>
 #include <QList>
@@ -22,8 +23,8 @@ namespace host {
 // The undo applied until nothing changes: each copy's own bytes, in the order given.
 QList<QByteArray> undoGrowth(const QList<QByteArray> &copies);
 
-// How many whole JPEG pictures the bytes hold one after another from their start (0 when they do not
-// start with one); bytes after the last picture's end that start no further picture are not counted.
+// How many whole JPEG pictures the bytes hold, the first at their start (0 when they do not start with a
+// whole one); bytes between or after the pictures that start no whole picture are stepped over.
 int jpegPictures(const QByteArray &bytes);
 
 struct ScanFinding
