@@ -31,12 +31,12 @@ int scans(const QStringList &arguments)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "scans repair: finds the scanned copies that opening the scanned-copies form and pressing OK made "
-        "grow "
-        "in older versions (each copy stored with the copies before it), prints one line per copy with its "
-        "size before and after, and with --apply stores each copy's own bytes again, one transaction per "
-        "agreement. A copy whose own bytes cannot be told exactly is left alone, with a line saying why. It "
-        "acts for the departments mapped to the database login (or the one given)."));
+        "scans repair: finds the scanned copies that older versions made grow each time the scanned-copies "
+        "form was opened and closed with OK (each copy stored with the copies before it), prints one line "
+        "per "
+        "copy with its size before and after, and with --apply stores each copy's own bytes again, one "
+        "transaction per agreement. A copy whose own bytes cannot be told exactly is left alone, with a line "
+        "saying why. It acts for the departments mapped to the database login (or the one given)."));
     parser.addPositionalArgument(QStringLiteral("scans"), QStringLiteral("The command."));
     parser.addPositionalArgument(QStringLiteral("repair"), QStringLiteral("What to do."));
     parser.addOption(databaseOption());

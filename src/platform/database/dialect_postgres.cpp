@@ -205,8 +205,7 @@ private:
     QSqlDatabase lockSession(Connection &con)
     {
         if (!m_lockSession.isEmpty()) {
-            QSqlDatabase session = QSqlDatabase::database(m_lockSession, false);
-            if (session.isOpen())
+            if (QSqlDatabase session = QSqlDatabase::database(m_lockSession, false); session.isOpen())
                 return session;
             closeLockSession();
         }
