@@ -3,8 +3,8 @@
 // QSqlQuery (and without the valid-to index, to show what it buys); the export beside the same statements
 // read with QSqlQuery and their values written straight to libxlsxwriter in the same pass.
 
-#include "host/registerexport.h"
-#include "host/renewals.h"
+#include "host/exports/registerexport.h"
+#include "host/renewals/renewals.h"
 
 #include "data/schema.h"
 #include "platform/database/connection.h"

@@ -1,4 +1,4 @@
-#include "hostsupport.h"
+#include "host/hostsupport.h"
 
 #include "platform/database/connection.h"
 #include "platform/runtime/errors.h"

@@ -1,6 +1,6 @@
-#include "identity.h"
+#include "host/identity.h"
 
-#include "hostsupport.h"
+#include "host/hostsupport.h"
 
 #include "data/access.h"
 #include "data/schema.h"

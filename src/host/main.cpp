@@ -1,8 +1,8 @@
 // agreement-register: the stand-alone host of the agreement register.
 
-#include "alertcommands.h"
-#include "commands.h"
-#include "hostsupport.h"
+#include "host/commands/commands.h"
+#include "host/commands/commandtable.h"
+#include "host/hostsupport.h"
 
 #include "platform/runtime/application.h"
 
@@ -12,43 +12,6 @@
 #include <initializer_list>
 
 namespace {
-
-enum class Command
-{
-    Module,
-    InitDb,
-    Sql,
-    Report,
-    Audit,
-    Register,
-    Unregister,
-    Alerts,
-    Export
-};
-
-Command commandOf(int argc, char **argv)
-{
-    if (argc < 2)
-        return Command::Module;
-    const char *word = argv[1];
-    if (std::strcmp(word, "init-db") == 0)
-        return Command::InitDb;
-    if (std::strcmp(word, "sql") == 0)
-        return Command::Sql;
-    if (std::strcmp(word, "report") == 0)
-        return Command::Report;
-    if (std::strcmp(word, "audit") == 0)
-        return Command::Audit;
-    if (std::strcmp(word, "register") == 0)
-        return Command::Register;
-    if (std::strcmp(word, "unregister") == 0)
-        return Command::Unregister;
-    if (std::strcmp(word, "alerts") == 0)
-        return Command::Alerts;
-    if (std::strcmp(word, "export") == 0)
-        return Command::Export;
-    return Command::Module;
-}
 
 void name()
 {
@@ -106,47 +69,26 @@ template <class Body> int guarded(Body body)
 
 int main(int argc, char **argv)
 {
-    const Command command = commandOf(argc, argv);
-    if (command == Command::Module) {
+    const host::CommandEntry *command = argc >= 2 ? host::commandNamed(argv[1]) : nullptr;
+    if (!command || command->needs == host::CommandNeeds::Widgets) {
         // Widgets only here: the other commands run where there is no display.
         if (!displayOrOffscreen(argc, argv))
             return host::ExitFailure;
         platform::Application app(argc, argv);
         name();
-        return guarded([&] { return host::runModule(QCoreApplication::arguments()); });
+        const auto run = command ? command->run : host::runModule;
+        return guarded([&] { return run(QCoreApplication::arguments()); });
     }
-    if (command == Command::Report) {
+    if (command->needs == host::CommandNeeds::Gui) {
         // Fonts and pages need the GUI classes, but never a window: offscreen where there is no display.
         if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM") && !qEnvironmentVariableIsSet("DISPLAY") &&
             !qEnvironmentVariableIsSet("WAYLAND_DISPLAY"))
             qputenv("QT_QPA_PLATFORM", "offscreen");
         QGuiApplication app(argc, argv);
         name();
-        return guarded([&] { return host::report(QCoreApplication::arguments()); });
+        return guarded([&] { return command->run(QCoreApplication::arguments()); });
     }
     QCoreApplication app(argc, argv);
     name();
-    return guarded([&] {
-        const QStringList arguments = QCoreApplication::arguments();
-        switch (command) {
-        case Command::InitDb:
-            return host::initDb(arguments);
-        case Command::Sql:
-            return host::sql(arguments);
-        case Command::Audit:
-            return host::audit(arguments);
-        case Command::Register:
-            return host::registration(arguments, true);
-        case Command::Unregister:
-            return host::registration(arguments, false);
-        case Command::Alerts:
-            return host::alerts(arguments);
-        case Command::Export:
-            return host::exportCommand(arguments);
-        case Command::Module:
-        case Command::Report:
-            break;
-        }
-        return host::ExitUsage;
-    });
+    return guarded([&] { return command->run(QCoreApplication::arguments()); });
 }

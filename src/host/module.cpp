@@ -1,12 +1,13 @@
 // The program's own mode: open the database, create the module by its ProgID, hand it the connection and
 // the context by property name, and call Show, which returns when the agreement list closes.
 
-#include "commands.h"
+#include "host/commands/commands.h"
+#include "host/commands/commandtable.h"
 
-#include "duewindow.h"
-#include "hostsupport.h"
-#include "identity.h"
-#include "options.h"
+#include "host/hostsupport.h"
+#include "host/identity.h"
+#include "host/options.h"
+#include "host/windows/duewindow.h"
 
 #include "data/contracts.h"
 #include "data/schema.h"
@@ -110,9 +111,8 @@ int runModule(const QStringList &arguments)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        QStringLiteral("Opens the agreement register for a user, company and department.\n"
-                       "Other commands: init-db, sql, report, alerts, export, audit, register, unregister "
-                       "(agreement-register COMMAND --help)."));
+        QStringLiteral("Opens the agreement register for a user, company and department.\nOther commands: ") %
+        commandWords() % QStringLiteral(" (agreement-register COMMAND --help)."));
     using agr::schema::demo::CompanyId, agr::schema::demo::InterfaceId;
     parser.addOption(databaseOption());
     parser.addOption(QCommandLineOption(
@@ -141,9 +141,8 @@ int runModule(const QStringList &arguments)
         QStringLiteral("file")));
     parseArguments(parser, arguments);
     if (!parser.positionalArguments().isEmpty())
-        throw Failure(QStringLiteral("unknown command '%1' (commands: init-db, sql, report, alerts, export, "
-                                     "register, unregister)")
-                          .arg(parser.positionalArguments().first()),
+        throw Failure(QStringLiteral("unknown command '%1' (commands: %2)")
+                          .arg(parser.positionalArguments().first(), commandWords()),
                       ExitUsage);
 
     const std::optional<qint32> user = optionalOption(int16Option, parser, QStringLiteral("user"));

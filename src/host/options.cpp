@@ -1,6 +1,6 @@
-#include "options.h"
+#include "host/options.h"
 
-#include "hostsupport.h"
+#include "host/hostsupport.h"
 
 #include <limits>
 

@@ -2,7 +2,7 @@
 // began its transaction leaves the transaction open on the host's connection, and the host rolls it back
 // once Show returns and records the fault, so that none of the half-written agreement is ever committed.
 
-#include "host/commands.h"
+#include "host/commands/commands.h"
 #include "platform/database/connection.h"
 #include "platform/ui/seams.h"
 #include "support/testdb.h"

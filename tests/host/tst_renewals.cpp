@@ -1,10 +1,10 @@
 // What is due for renewal, the window that shows it before the list, and the register written to a
 // spreadsheet and read back by a reader of its own, on both backends.
 
-#include "host/duewindow.h"
+#include "host/windows/duewindow.h"
 #include "host/hostsupport.h"
-#include "host/registerexport.h"
-#include "host/renewals.h"
+#include "host/exports/registerexport.h"
+#include "host/renewals/renewals.h"
 #include "support/testdb.h"
 
 #include "data/schema.h"

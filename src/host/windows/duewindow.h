@@ -3,7 +3,7 @@
 // agreements is due for renewal or has expired. It only informs: Enter or Escape closes it, and the list
 // then opens as it always does. "Do not show again today" is kept per database, user and department.
 
-#include "renewals.h"
+#include "host/renewals/renewals.h"
 
 #include <QDialog>
 

@@ -1,6 +1,6 @@
-#include "duewindow.h"
+#include "host/windows/duewindow.h"
 
-#include "hostsupport.h"
+#include "host/hostsupport.h"
 
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"

@@ -1,6 +1,6 @@
-#include "renewals.h"
+#include "host/renewals/renewals.h"
 
-#include "csv.h"
+#include "host/exports/csv.h"
 
 #include "platform/database/connection.h"
 

@@ -1,8 +1,8 @@
-#include "commands.h"
+#include "host/commands/commands.h"
 
-#include "hostsupport.h"
-#include "identity.h"
-#include "options.h"
+#include "host/hostsupport.h"
+#include "host/identity.h"
+#include "host/options.h"
 
 #include "data/access.h"
 #include "data/contracts.h"

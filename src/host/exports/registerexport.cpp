@@ -1,7 +1,7 @@
-#include "registerexport.h"
+#include "host/exports/registerexport.h"
 
-#include "csv.h"
-#include "hostsupport.h"
+#include "host/exports/csv.h"
+#include "host/hostsupport.h"
 
 #include "platform/database/connection.h"
 #include "platform/runtime/conversions.h"

@@ -1,10 +1,10 @@
-#include "alertcommands.h"
+#include "host/commands/alertcommands.h"
 
-#include "hostsupport.h"
-#include "identity.h"
-#include "options.h"
-#include "registerexport.h"
-#include "renewals.h"
+#include "host/hostsupport.h"
+#include "host/identity.h"
+#include "host/options.h"
+#include "host/exports/registerexport.h"
+#include "host/renewals/renewals.h"
 
 #include "platform/database/connection.h"
 #include "platform/runtime/errors.h"

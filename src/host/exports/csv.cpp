@@ -1,4 +1,4 @@
-#include "csv.h"
+#include "host/exports/csv.h"
 
 namespace host {
 

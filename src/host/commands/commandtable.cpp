@@ -1,0 +1,62 @@
+#include "host/commands/commandtable.h"
+
+#include "host/commands/alertcommands.h"
+#include "host/commands/commands.h"
+
+#include <array>
+#include <cstring>
+
+namespace host {
+
+namespace {
+
+int registerCommand(const QStringList &arguments)
+{
+    return registration(arguments, true);
+}
+
+int unregisterCommand(const QStringList &arguments)
+{
+    return registration(arguments, false);
+}
+
+const auto table = std::to_array<CommandEntry>({
+    {"init-db", CommandNeeds::Core, initDb,
+     "--database URL [--demo] [--clerk LOGIN [--clerk-user N] [--clerk-department N]...]"},
+    {"sql", CommandNeeds::Core, sql, "--database URL \"STATEMENT\""},
+    {"report", CommandNeeds::Gui, report,
+     "[--database URL] [--user N] [--department N] [--agreement ID] --pdf FILE"},
+    {"alerts", CommandNeeds::Core, alerts,
+     "[--database URL] [--department N] [--date yyyy-mm-dd] [--format text|csv|json]"},
+    {"export", CommandNeeds::Core, exportCommand,
+     "[--database URL] [--department N] [--from yyyy-mm-dd] --out FILE.xlsx|FILE.csv"},
+    {"audit", CommandNeeds::Core, audit, "verify [--database URL]"},
+    {"register", CommandNeeds::Core, registerCommand, "[LIBRARY]"},
+    {"unregister", CommandNeeds::Core, unregisterCommand, "[LIBRARY]"},
+});
+
+} // namespace
+
+std::span<const CommandEntry> commands()
+{
+    return table;
+}
+
+const CommandEntry *commandNamed(const char *word)
+{
+    for (const CommandEntry &entry : table) {
+        if (std::strcmp(entry.word, word) == 0)
+            return &entry;
+    }
+    return nullptr;
+}
+
+QString commandWords()
+{
+    QStringList words;
+    for (const CommandEntry &entry : table)
+        words << QString::fromLatin1(entry.word);
+    return words.join(QStringLiteral(", "));
+}
+
+} // namespace host
