@@ -211,7 +211,6 @@ double rawSelects(platform::Connection &con, qint32 id, int *detailRows)
 
 void runBackend(const QString &label, platform::Connection &con)
 {
-    con.setStatementLogEnabled(false);
     agr::schema::CreateSchema(con);
     agr::schema::LoadDemoData(con, Today);
 

@@ -116,7 +116,6 @@ RawTimes rawRead(platform::Connection &con, const QString &sql)
 
 void runBackend(const QString &label, platform::Connection &con)
 {
-    con.setStatementLogEnabled(false);
     agr::schema::CreateSchema(con);
     agr::schema::LoadDemoData(con, Today);
     con.Execute(QStringLiteral("delete from agreementregister"));

@@ -89,7 +89,6 @@ const QString Insert = QStringLiteral(
 
 void runBackend(const QString &label, platform::Connection &con)
 {
-    con.setStatementLogEnabled(false);
     agr::schema::CreateSchema(con);
     agr::schema::LoadDemoData(con, Today);
     agrtest::setDemoContext(&con);

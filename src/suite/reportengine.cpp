@@ -252,7 +252,6 @@ void ReportEngine::LogOnServer(const QString &dllName, const QString &server, co
         platform::Raise(CannotOpenServer, Source,
                         QStringLiteral("Cannot open SQL server: no data source named ") + server);
     auto con = std::make_unique<platform::Connection>();
-    con->setStatementLogEnabled(false);
     try {
         con->Open(url);
     } catch (const platform::RuntimeError &e) {

@@ -120,7 +120,6 @@ int main(int argc, char **argv)
                                [] { return new MarkingAuditService; });
 
     auto con = std::make_unique<platform::Connection>();
-    con->setStatementLogEnabled(false);
     con->Open(parser.value(QStringLiteral("database")));
     agrtest::setDemoContext(con.get());
     agr::context().departmentId = qint16(parser.value(QStringLiteral("department")).toInt());
