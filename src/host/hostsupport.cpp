@@ -2,6 +2,7 @@
 
 #include "platform/database/connection.h"
 #include "platform/runtime/errors.h"
+#include "platform/runtime/savefile.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -147,8 +148,15 @@ void saveScreenshot(QWidget *window, const QString &file)
     while (timer.elapsed() < 500 && window->isVisible())
         QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
     QDir().mkpath(QFileInfo(file).absolutePath());
-    if (!window->grab().save(file, "PNG"))
+    const QPixmap picture = window->grab();
+    try {
+        platform::saveWhole(file, [&](QIODevice &out) {
+            if (!picture.save(&out, "PNG"))
+                platform::Raise(platform::FileAccessError, QStringLiteral("host"), out.errorString());
+        });
+    } catch (const platform::RuntimeError &) {
         throw Failure(QStringLiteral("cannot write the screenshot ") + file);
+    }
     window->close();
 }
 

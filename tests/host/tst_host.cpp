@@ -424,6 +424,26 @@ void tst_host::reportPdf()
     QCOMPARE(unwritable.status, 1);
     QCOMPARE(unwritable.err.size(), 1);
     QVERIFY(unwritable.err.first().contains(QLatin1String("Cannot write the report")));
+
+    // A report that fails leaves the file written before as it was, and nothing beside it.
+    QFile before(pdf);
+    QVERIFY(before.open(QIODevice::ReadOnly));
+    const QByteArray bytes = before.readAll();
+    before.close();
+    QVERIFY(bytes.startsWith("%PDF"));
+    QCOMPARE(run({QStringLiteral("sql"), QStringLiteral("--database"), db,
+                  QStringLiteral("alter table agreementregister drop column agrLawyer")})
+                 .status,
+             0);
+    Run broken =
+        run({QStringLiteral("report"), QStringLiteral("--database"), db, QStringLiteral("--pdf"), pdf});
+    QCOMPARE(broken.status, 1);
+    QCOMPARE(broken.err.size(), 1);
+    QVERIFY2(broken.err.first().contains(QLatin1String("agrLawyer"), Qt::CaseInsensitive),
+             qPrintable(broken.err.first()));
+    QVERIFY(before.open(QIODevice::ReadOnly));
+    QCOMPARE(before.readAll(), bytes);
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files), QStringList{QStringLiteral("register.pdf")});
 }
 
 // The module's data source name as a unixODBC data source written for this run. It names another

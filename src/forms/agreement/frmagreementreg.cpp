@@ -396,10 +396,10 @@ void FrmAgreementreg::buildForm()
 
 void FrmAgreementreg::wireHandlers()
 {
-    connect(cmdOK, &QPushButton::clicked, this, [this] { cmdOK_Click(); });
-    connect(cmdcancel, &QPushButton::clicked, this, [this] { cmdcancel_Click(); });
-    connect(cmdScan, &QPushButton::clicked, this, [this] { cmdScan_Click(); });
-    connect(cmdBrowse, &QPushButton::clicked, this, [this] { cmdBrowse_Click(); });
+    connect(cmdOK, &QPushButton::clicked, this, platform::trapped([this] { cmdOK_Click(); }));
+    connect(cmdcancel, &QPushButton::clicked, this, platform::trapped([this] { cmdcancel_Click(); }));
+    connect(cmdScan, &QPushButton::clicked, this, platform::trapped([this] { cmdScan_Click(); }));
+    connect(cmdBrowse, &QPushButton::clicked, this, platform::trapped([this] { cmdBrowse_Click(); }));
 
     onOptionClick(optScanCopy, [this] { optScanCopy_Click(); });
     onOptionClick(optShop, [this] { optShop_Click(); });
@@ -409,8 +409,8 @@ void FrmAgreementreg::wireHandlers()
     onOptionClick(optsupplier, [this] { optsupplier_Click(); });
     onOptionClick(optothers, [this] { optothers_Click(); });
     // Filling a list is no pick: only the user's choice counts as a click.
-    connect(cboapplicable, &QComboBox::activated, this, [this] { cboapplicable_Click(); });
-    connect(cboagency, &QComboBox::activated, this, [this] { cboagency_Click(); });
+    connect(cboapplicable, &QComboBox::activated, this, platform::trapped([this] { cboapplicable_Click(); }));
+    connect(cboagency, &QComboBox::activated, this, platform::trapped([this] { cboagency_Click(); }));
 
     const QList<QWidget *> enterMovesOn = {
         txtagency,   txtagreementNo, txtalertremarks, txtapplicable, txtdate,       txtdesc,     txtemail,

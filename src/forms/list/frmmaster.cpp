@@ -215,20 +215,26 @@ void FrmMaster::buildControls()
                                           cmdnew, CmdEdit, CmdDelete, cmdPreview, Cmdclose})
         control->installEventFilter(this);
 
-    connect(cboColNames, &QComboBox::activated, this, [this] { cboColNames_Click(); });
+    connect(cboColNames, &QComboBox::activated, this, platform::trapped([this] { cboColNames_Click(); }));
     onOptionClick(optAscend, [this] { optAscend_Click(); });
     onOptionClick(optDescend, [this] { optDescend_Click(); });
-    connect(mfgMaster, &FlexGrid::DblClick, this, &FrmMaster::mfgMaster_DblClick);
-    connect(mfgMaster, &FlexGrid::KeyPress, this, &FrmMaster::mfgMaster_KeyPress);
-    connect(mfgMaster, &FlexGrid::KeyDown, this, &FrmMaster::mfgMaster_KeyDown);
-    connect(mfgMaster, &FlexGrid::RowColChange, this, &FrmMaster::mfgMaster_RowColChange);
-    connect(mfgMaster, &FlexGrid::SelChange, this, &FrmMaster::mfgMaster_SelChange);
-    connect(mfgMaster, &FlexGrid::MouseMove, this, &FrmMaster::mfgMaster_MouseMove);
-    connect(cmdnew, &QPushButton::clicked, this, [this] { cmdnew_Click(); });
-    connect(CmdEdit, &QPushButton::clicked, this, [this] { CmdEdit_Click(); });
-    connect(CmdDelete, &QPushButton::clicked, this, [this] { CmdDelete_Click(); });
-    connect(cmdPreview, &QPushButton::clicked, this, [this] { cmdPreview_Click(); });
-    connect(Cmdclose, &QPushButton::clicked, this, [this] { Cmdclose_Click(); });
+    connect(mfgMaster, &FlexGrid::DblClick, this,
+            platform::trapped(std::bind_front(&FrmMaster::mfgMaster_DblClick, this)));
+    connect(mfgMaster, &FlexGrid::KeyPress, this,
+            platform::trapped(std::bind_front(&FrmMaster::mfgMaster_KeyPress, this)));
+    connect(mfgMaster, &FlexGrid::KeyDown, this,
+            platform::trapped(std::bind_front(&FrmMaster::mfgMaster_KeyDown, this)));
+    connect(mfgMaster, &FlexGrid::RowColChange, this,
+            platform::trapped(std::bind_front(&FrmMaster::mfgMaster_RowColChange, this)));
+    connect(mfgMaster, &FlexGrid::SelChange, this,
+            platform::trapped(std::bind_front(&FrmMaster::mfgMaster_SelChange, this)));
+    connect(mfgMaster, &FlexGrid::MouseMove, this,
+            platform::trapped(std::bind_front(&FrmMaster::mfgMaster_MouseMove, this)));
+    connect(cmdnew, &QPushButton::clicked, this, platform::trapped([this] { cmdnew_Click(); }));
+    connect(CmdEdit, &QPushButton::clicked, this, platform::trapped([this] { CmdEdit_Click(); }));
+    connect(CmdDelete, &QPushButton::clicked, this, platform::trapped([this] { CmdDelete_Click(); }));
+    connect(cmdPreview, &QPushButton::clicked, this, platform::trapped([this] { cmdPreview_Click(); }));
+    connect(Cmdclose, &QPushButton::clicked, this, platform::trapped([this] { Cmdclose_Click(); }));
 }
 
 // ---- Loading ----------------------------------------------------------------------------------------------
@@ -282,7 +288,7 @@ void FrmMaster::Form_Load()
         mfgMaster_SelChange();
     });
     // The entry form is built while the clerk looks at the list.
-    QTimer::singleShot(0, this, [] { prepareFrmAgreementreg(); });
+    QTimer::singleShot(0, this, platform::trapped([] { prepareFrmAgreementreg(); }));
 }
 
 void FrmMaster::populateRecord()

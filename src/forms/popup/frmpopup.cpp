@@ -172,12 +172,12 @@ void Frmpopup::buildForm()
 
 void Frmpopup::wireHandlers()
 {
-    connect(cmdOK, &QPushButton::clicked, this, [this] { cmdOK_Click(); });
-    connect(Cmdclose, &QPushButton::clicked, this, [this] { Cmdclose_Click(); });
-    connect(cmdFirst, &QPushButton::clicked, this, [this] { cmdFirst_Click(); });
-    connect(cmdPrevious, &QPushButton::clicked, this, [this] { cmdPrevious_Click(); });
-    connect(cmdNext, &QPushButton::clicked, this, [this] { cmdNext_Click(); });
-    connect(cmdLast, &QPushButton::clicked, this, [this] { cmdLast_Click(); });
+    connect(cmdOK, &QPushButton::clicked, this, platform::trapped([this] { cmdOK_Click(); }));
+    connect(Cmdclose, &QPushButton::clicked, this, platform::trapped([this] { Cmdclose_Click(); }));
+    connect(cmdFirst, &QPushButton::clicked, this, platform::trapped([this] { cmdFirst_Click(); }));
+    connect(cmdPrevious, &QPushButton::clicked, this, platform::trapped([this] { cmdPrevious_Click(); }));
+    connect(cmdNext, &QPushButton::clicked, this, platform::trapped([this] { cmdNext_Click(); }));
+    connect(cmdLast, &QPushButton::clicked, this, platform::trapped([this] { cmdLast_Click(); }));
 
     const QList<QWidget *> enterMovesOn = {txtsignedby, txtpostion,  txtaddress, chkagency,
                                            cmdFirst,    cmdPrevious, cmdNext,    cmdLast};

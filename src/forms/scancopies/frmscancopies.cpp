@@ -116,14 +116,14 @@ void FrmScanCopies::buildForm()
     QWidget::setTabOrder(cmdAdd, cmdOK);
     QWidget::setTabOrder(cmdOK, Command1);
 
-    connect(cmdBrowse, &QPushButton::clicked, this, [this] { cmdBrowse_Click(); });
-    connect(cmdAdd, &QPushButton::clicked, this, [this] { cmdAdd_Click(); });
-    connect(cmdOK, &QPushButton::clicked, this, [this] { cmdOK_Click(); });
-    connect(Command1, &QPushButton::clicked, this, [this] { Command1_Click(); });
-    connect(mfgDetails, &FlexGrid::EnterCell, this, [this] { mfgDetails_EnterCell(); });
-    connect(mfgDetails, &FlexGrid::Click, this, [this] { mfgDetails_Click(); });
+    connect(cmdBrowse, &QPushButton::clicked, this, platform::trapped([this] { cmdBrowse_Click(); }));
+    connect(cmdAdd, &QPushButton::clicked, this, platform::trapped([this] { cmdAdd_Click(); }));
+    connect(cmdOK, &QPushButton::clicked, this, platform::trapped([this] { cmdOK_Click(); }));
+    connect(Command1, &QPushButton::clicked, this, platform::trapped([this] { Command1_Click(); }));
+    connect(mfgDetails, &FlexGrid::EnterCell, this, platform::trapped([this] { mfgDetails_EnterCell(); }));
+    connect(mfgDetails, &FlexGrid::Click, this, platform::trapped([this] { mfgDetails_Click(); }));
     connect(mfgDetails, &FlexGrid::KeyPress, this,
-            [this](qint16 &keyAscii) { mfgDetails_KeyPress(keyAscii); });
+            platform::trapped([this](qint16 &keyAscii) { mfgDetails_KeyPress(keyAscii); }));
     for (QLineEdit *box : {txtName, txtBrowse})
         onKeyPress(box, [](qint16 &keyAscii) { bas::EnterKeyFilter(keyAscii); });
     onKeyPress(txttname, [this](qint16 &keyAscii) { txttname_KeyPress(keyAscii); });
