@@ -3,8 +3,8 @@
 // statement read field by field into QStrings, measured in the same run.
 
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/list/frmmaster.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/database/dialect.h"
 #include "platform/grid/flexgrid.h"

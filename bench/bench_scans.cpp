@@ -3,11 +3,11 @@
 // them, measured in the same run: the same bytes written and read as one binary column each through the
 // connection layer, and the files copied on disk. Also the picture box decoding one such scan.
 
-#include "data/basagreementreg.h"
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/list/frmmaster.h"
 #include "forms/scancopies/frmscancopies.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/picturebox.h"

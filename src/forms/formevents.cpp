@@ -1,6 +1,6 @@
 #include "forms/formevents.h"
 
-#include "entry/modulecontext.h"
+#include "module/modulecontext.h"
 #include "platform/runtime/errors.h"
 #include "platform/ui/seams.h"
 

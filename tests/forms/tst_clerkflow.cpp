@@ -4,9 +4,9 @@
 // goes through key and mouse events on the real widgets; the entry form is driven while it is "modal".
 
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/seams.h"

@@ -2,10 +2,10 @@
 // OK, on a connection opened as the program opens it. The resident size after the tenth store is that after
 // the first, within a few MB: nothing the stores ran (a scan's bytes among them) stays behind.
 
-#include "data/basagreementreg.h"
 #include "data/schema.h"
 #include "forms/list/frmmaster.h"
 #include "forms/scancopies/frmscancopies.h"
+#include "module/basagreementreg.h"
 #include "platform/database/connection.h"
 #include "platform/ui/seams.h"
 #include "suite/suite.h"

@@ -2,12 +2,12 @@
 // driven as a clerk drives them: double clicks, right clicks and menu items, Ctrl+Enter, the popup's
 // buttons and access keys. Rows entered through the popup are saved and read back on opening.
 
-#include "data/basagreementreg.h"
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
 #include "forms/popup/frmpopup.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/seams.h"

@@ -2,11 +2,11 @@
 // PostgreSQL: saving new and changed agreements, numbers, validation, keys, the closing question, cancelled
 // agreements, payments, and a failed save.
 
-#include "data/basagreementreg.h"
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/controls.h"

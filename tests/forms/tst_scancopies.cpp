@@ -2,12 +2,12 @@
 // form's button, files chosen through the dialog seam, rows added, renamed and stored through the form's
 // own buttons and keys, and the temporary files in the application's folder.
 
-#include "data/basagreementreg.h"
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
 #include "forms/scancopies/frmscancopies.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/picturebox.h"

@@ -17,9 +17,9 @@
 // --linger-ms keeps the process alive that long after its last save. The description of each agreement
 // says how many rows each detail list got: "<tag> <i> rows s,w,c,m,f".
 
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/runtime/registry.h"

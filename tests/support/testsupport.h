@@ -3,7 +3,7 @@
 // and the module context as the host's Show leaves it for the demo data.
 
 #include "data/schema.h"
-#include "entry/modulecontext.h"
+#include "module/modulecontext.h"
 #include "platform/runtime/errors.h"
 
 #include <QDateTime>

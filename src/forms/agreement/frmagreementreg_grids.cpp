@@ -3,8 +3,8 @@
 
 #include "frmagreementreg.h"
 
-#include "data/basagreementreg.h"
 #include "forms/popup/frmpopup.h"
+#include "module/basagreementreg.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/seams.h"
 #include "platform/ui/units.h"

@@ -3,10 +3,12 @@
 
 #include "forms/list/frmmaster.h"
 
-#include "data/basagreementreg.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/formevents.h"
+#include "forms/list/listrefresh.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
+#include "module/moduleservices.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/grid/flexgridmodel.h"
@@ -76,20 +78,6 @@ QPointer<FrmMaster> &defaultInstance()
 }
 
 } // namespace
-
-// The audit and theme services live as long as the module is in use. The holders are never destroyed:
-// at process exit the service libraries may already be gone.
-Service<IAuditService> &auditService()
-{
-    static auto *service = new Service<IAuditService>;
-    return *service;
-}
-
-Service<IThemeService> &themeService()
-{
-    static auto *service = new Service<IThemeService>;
-    return *service;
-}
 
 FrmMaster *frmMaster()
 {

@@ -1,10 +1,10 @@
 #include "frmpopup.h"
 
-#include "data/basagreementreg.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/formevents.h"
-#include "forms/list/frmmaster.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
+#include "module/moduleservices.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/controls.h"
 #include "platform/ui/seams.h"
