@@ -17,6 +17,14 @@
 
 namespace host {
 
+QString failureText(const QString &what, const platform::RuntimeError &error, ErrorText text)
+{
+    QString line = what.isEmpty() ? QString() : what + QStringLiteral(": ");
+    if (text == ErrorText::Numbered)
+        line += QStringLiteral("error %1: ").arg(error.number());
+    return line + oneLine(error.description());
+}
+
 QString defaultDatabasePath()
 {
     return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
@@ -55,12 +63,8 @@ void openDatabase(platform::Connection &con, const QString &url, bool mayCreate)
                           QStringLiteral(" --demo)"));
         }
     }
-    try {
-        con.Open(url);
-    } catch (const platform::RuntimeError &e) {
-        // The connection's own text already names the database.
-        throw Failure(oneLine(e.description()));
-    }
+    // The connection's own text already names the database.
+    failingAs({}, ErrorText::Description, [&] { con.Open(url); });
 }
 
 QString componentLibrary(const QString &name)
@@ -149,14 +153,12 @@ void saveScreenshot(QWidget *window, const QString &file)
         QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
     QDir().mkpath(QFileInfo(file).absolutePath());
     const QPixmap picture = window->grab();
-    try {
+    failingAs(QStringLiteral("cannot write the screenshot ") + file, ErrorText::Description, [&] {
         platform::saveWhole(file, [&](QIODevice &out) {
             if (!picture.save(&out, "PNG"))
                 platform::Raise(platform::FileAccessError, QStringLiteral("host"), out.errorString());
         });
-    } catch (const platform::RuntimeError &) {
-        throw Failure(QStringLiteral("cannot write the screenshot ") + file);
-    }
+    });
     window->close();
 }
 

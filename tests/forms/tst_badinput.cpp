@@ -49,8 +49,8 @@ using platform::FlexGrid;
 
 namespace {
 
-const QDate Today(2026, 11, 15);
-const QString Caption = QStringLiteral("Agreements");
+const QDate &Today = agrtest::DemoToday;
+const QString &Caption = agrtest::FormCaption;
 
 const QString Quotes = QStringLiteral("O'Brien \"&\" Sons'; drop table agreementregister; --");
 const QString Tamil = QStringLiteral("ஒப்பந்தப் பதிவேடு");

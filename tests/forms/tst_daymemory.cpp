@@ -77,7 +77,7 @@ void tst_DayMemory::scanStoresKeepNothing()
     m_con = std::make_unique<platform::Connection>();
     m_con->Open(fresh);
     agr::schema::CreateSchema(*m_con);
-    agr::schema::LoadDemoData(*m_con, QDate(2026, 11, 15));
+    agr::schema::LoadDemoData(*m_con, agrtest::DemoToday);
     agrtest::setDemoContext(m_con.get());
     platform::setModalHandler([](QWidget *) {});
 

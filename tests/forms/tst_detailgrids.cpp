@@ -42,8 +42,8 @@ using agrtest::cellCentre;
 
 namespace {
 
-const QDate Today(2026, 11, 15);
-const QString Caption = QStringLiteral("Agreements");
+const QDate &Today = agrtest::DemoToday;
+const QString &Caption = agrtest::FormCaption;
 
 void doubleClick(FlexGrid *grid, int row)
 {
@@ -157,10 +157,9 @@ void tst_DetailGrids::init()
 
 bool tst_DetailGrids::openDemo(const QString &url)
 {
-    m_con = agrtest::openFresh(url, true, true, Today);
+    m_con = agrtest::openDemo(url);
     if (!m_con)
         return false;
-    agrtest::setDemoContext(m_con.get(), demo::ClerkUserId, Caption);
     agr::frmMaster();
     return true;
 }

@@ -38,8 +38,8 @@ using platform::FlexGrid;
 
 namespace {
 
-const QDate Today(2026, 11, 15);
-const QString Caption = QStringLiteral("Agreements");
+const QDate &Today = agrtest::DemoToday;
+const QString &Caption = agrtest::FormCaption;
 
 void setRow(FlexGrid *grid, int row, const QStringList &cells)
 {
@@ -165,10 +165,9 @@ void TestFrmAgreementreg::cleanup()
 
 bool TestFrmAgreementreg::openDemo(const QString &url)
 {
-    m_con = agrtest::openFresh(url, true, true, Today);
+    m_con = agrtest::openDemo(url);
     if (!m_con)
         return false;
-    agrtest::setDemoContext(m_con.get(), demo::ClerkUserId, Caption);
     agr::frmMaster();
     return true;
 }

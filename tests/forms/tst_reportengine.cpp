@@ -32,7 +32,7 @@ using agrtest::pdfText;
 
 namespace {
 
-const QDate Today(2026, 11, 15);
+const QDate &Today = agrtest::DemoToday;
 
 QString reportFile()
 {

@@ -36,8 +36,8 @@ using platform::FlexGrid;
 
 namespace {
 
-const QDate Today(2026, 11, 15);
-const QString Caption = QStringLiteral("Agreements");
+const QDate &Today = agrtest::DemoToday;
+const QString &Caption = agrtest::FormCaption;
 
 QByteArray jpeg(QColor colour, int width = 64, int height = 48)
 {
@@ -159,10 +159,9 @@ void tst_ScanCopies::init()
 
 bool tst_ScanCopies::openDemo(const QString &url)
 {
-    m_con = agrtest::openFresh(url, true, true, Today);
+    m_con = agrtest::openDemo(url);
     if (!m_con)
         return false;
-    agrtest::setDemoContext(m_con.get(), demo::ClerkUserId, Caption);
     agr::frmMaster();
     return true;
 }

@@ -158,12 +158,9 @@ void tst_host::initDbAndSql()
 void tst_host::showRendersTheList()
 {
     AGR_FETCH_URL();
-    const QString db = agrtest::freshUrl(url);
+    const QString db = agrtest::hostDemoDatabase(url);
     if (db.isEmpty())
         return;
-    QCOMPARE(
-        run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo")}).status,
-        0);
 
     // The module registered from elsewhere: the program uses the one beside it.
     const QString elsewhere = m_dir.filePath(QStringLiteral("libzrtp1003.so"));
@@ -364,12 +361,9 @@ void tst_host::registration()
 void tst_host::reportPdf()
 {
     AGR_FETCH_URL();
-    const QString db = agrtest::freshUrl(url);
+    const QString db = agrtest::hostDemoDatabase(url);
     if (db.isEmpty())
         return;
-    QCOMPARE(
-        run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo")}).status,
-        0);
     QTemporaryDir folder;
     const QString pdf = folder.filePath(QStringLiteral("register.pdf"));
     const auto text = [&pdf] { return agrtest::pdfText(pdf); };
@@ -507,13 +501,9 @@ void tst_host::reportThroughOdbc()
 void tst_host::alertsCommand()
 {
     AGR_FETCH_URL();
-    const QString db = agrtest::freshUrl(url);
+    const QString db = agrtest::hostDemoDatabase(url, agrtest::DemoToday);
     if (db.isEmpty())
         return;
-    QCOMPARE(run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo"),
-                  QStringLiteral("--date"), QStringLiteral("2026-11-15")})
-                 .status,
-             0);
     const auto alerts = [&](const QStringList &more) {
         return run(QStringList{QStringLiteral("alerts"), QStringLiteral("--database"), db} + more);
     };
@@ -569,12 +559,9 @@ void tst_host::alertsCommand()
 void tst_host::exportCommand()
 {
     AGR_FETCH_URL();
-    const QString db = agrtest::freshUrl(url);
+    const QString db = agrtest::hostDemoDatabase(url);
     if (db.isEmpty())
         return;
-    QCOMPARE(
-        run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo")}).status,
-        0);
     QTemporaryDir folder;
     const QString xlsx = folder.filePath(QStringLiteral("register.xlsx"));
     Run book =

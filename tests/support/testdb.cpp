@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QTest>
@@ -187,6 +188,26 @@ bool backendReady(const QString &url)
 QString freshUrl(const QString &url)
 {
     return newDatabaseUrl(url);
+}
+
+QString hostDemoDatabase(const QString &url, QDate date)
+{
+    const QString db = newDatabaseUrl(url);
+    if (db.isEmpty())
+        return db;
+    QStringList arguments{QStringLiteral("init-db"), QStringLiteral("--database"), db,
+                          QStringLiteral("--demo")};
+    if (date.isValid())
+        arguments << QStringLiteral("--date") << date.toString(Qt::ISODate);
+    QProcess host;
+    host.start(QCoreApplication::applicationDirPath() + QStringLiteral("/agreement-register"), arguments);
+    if (!host.waitForFinished(120000) || host.exitStatus() != QProcess::NormalExit || host.exitCode() != 0) {
+        QTest::qFail(qPrintable(QStringLiteral("init-db failed: ") +
+                                QString::fromUtf8(host.readAllStandardError()).trimmed()),
+                     __FILE__, __LINE__);
+        return QString();
+    }
+    return db;
 }
 
 QString withDatabase(const QString &url, const QString &database)

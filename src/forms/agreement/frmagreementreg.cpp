@@ -1,5 +1,6 @@
 #include "frmagreementreg.h"
 
+#include "forms/defaultinstance.h"
 #include "forms/formevents.h"
 #include "forms/popup/frmpopup.h"
 #include "forms/scancopies/frmscancopies.h"
@@ -37,11 +38,7 @@ namespace {
 
 using platform::FlexGrid;
 
-QPointer<FrmAgreementreg> &defaultInstance()
-{
-    static QPointer<FrmAgreementreg> form;
-    return form;
-}
+using Instance = DefaultInstance<FrmAgreementreg>;
 
 // The unloaded form whose widgets wait for the next opening.
 QPointer<FrmAgreementreg> &keptInstance()
@@ -548,8 +545,7 @@ bool FrmAgreementreg::Unload()
     if (m_unloaded)
         return true;
     m_unloaded = true;
-    if (defaultInstance() == this)
-        defaultInstance() = nullptr;
+    Instance::release(this);
     // The popup works on this form's grids and goes with it.
     unloadFrmpopup();
     QDialog::done(QDialog::Rejected);
@@ -700,7 +696,7 @@ void FrmAgreementreg::dtp_KeyDown(QWidget *picker, qint16 &keyCode, int shift)
 
 FrmAgreementreg *frmAgreementreg()
 {
-    if (!defaultInstance()) {
+    return Instance::get([] {
         FrmAgreementreg *form = keptInstance();
         keptInstance() = nullptr;
         if (form) {
@@ -709,20 +705,18 @@ FrmAgreementreg *frmAgreementreg()
             form = new FrmAgreementreg;
             form->rememberInitialState();
         }
-        defaultInstance() = form;
-        form->Form_Load();
-    }
-    return defaultInstance();
+        return form;
+    });
 }
 
 FrmAgreementreg *frmAgreementregIfLoaded()
 {
-    return defaultInstance();
+    return Instance::ifLoaded();
 }
 
 void prepareFrmAgreementreg()
 {
-    if (defaultInstance() || keptInstance())
+    if (Instance::ifLoaded() || keptInstance())
         return;
     auto *form = new FrmAgreementreg;
     form->rememberInitialState();
@@ -750,9 +744,7 @@ void discardFrmAgreementreg()
 
 bool unloadFrmAgreementreg()
 {
-    if (FrmAgreementreg *form = defaultInstance())
-        return form->Unload();
-    return true;
+    return Instance::unload();
 }
 
 } // namespace agr

@@ -4,6 +4,7 @@
 #include "forms/list/frmmaster.h"
 
 #include "forms/agreement/frmagreementreg.h"
+#include "forms/defaultinstance.h"
 #include "forms/formevents.h"
 #include "forms/list/listrefresh.h"
 #include "module/basagreementreg.h"
@@ -71,33 +72,23 @@ QString shortDate(const QDate &date)
     return QString(reinterpret_cast<const QChar *>(text), 10);
 }
 
-QPointer<FrmMaster> &defaultInstance()
-{
-    static QPointer<FrmMaster> form;
-    return form;
-}
-
 } // namespace
+
+using Instance = DefaultInstance<FrmMaster>;
 
 FrmMaster *frmMaster()
 {
-    QPointer<FrmMaster> &form = defaultInstance();
-    if (!form) {
-        form = new FrmMaster;
-        form->Form_Load();
-    }
-    return form;
+    return Instance::get();
 }
 
 FrmMaster *frmMasterIfLoaded()
 {
-    return defaultInstance();
+    return Instance::ifLoaded();
 }
 
 void unloadFrmMaster()
 {
-    if (FrmMaster *form = defaultInstance())
-        form->Unload();
+    Instance::unload();
 }
 
 FrmMaster::FrmMaster(QWidget *parent) : QDialog(parent)
@@ -110,8 +101,7 @@ FrmMaster::FrmMaster(QWidget *parent) : QDialog(parent)
 
 FrmMaster::~FrmMaster()
 {
-    if (defaultInstance() == this)
-        defaultInstance().clear();
+    Instance::release(this);
 }
 
 void FrmMaster::buildControls()
@@ -834,8 +824,7 @@ void FrmMaster::Unload()
     if (m_unloading)
         return;
     m_unloading = true;
-    if (defaultInstance() == this)
-        defaultInstance().clear();
+    Instance::release(this);
     close(); // ends a modal Show
     deleteLater();
     discardFrmAgreementreg();

@@ -1,6 +1,7 @@
 #include "frmpopup.h"
 
 #include "forms/agreement/frmagreementreg.h"
+#include "forms/defaultinstance.h"
 #include "forms/formevents.h"
 #include "module/basagreementreg.h"
 #include "module/modulecontext.h"
@@ -24,12 +25,6 @@ namespace agr {
 namespace {
 
 using platform::FlexGrid;
-
-QPointer<Frmpopup> &defaultInstance()
-{
-    static QPointer<Frmpopup> form;
-    return form;
-}
 
 enum class Kind
 {
@@ -415,8 +410,7 @@ void Frmpopup::Unload()
     if (m_unloaded)
         return;
     m_unloaded = true;
-    if (defaultInstance() == this)
-        defaultInstance() = nullptr;
+    DefaultInstance<Frmpopup>::release(this);
     QDialog::done(QDialog::Rejected);
     deleteLater();
 }
@@ -473,23 +467,17 @@ void Frmpopup::cmdLast_Click()
 
 Frmpopup *frmpopup()
 {
-    if (!defaultInstance()) {
-        auto *form = new Frmpopup;
-        defaultInstance() = form;
-        form->Form_Load();
-    }
-    return defaultInstance();
+    return DefaultInstance<Frmpopup>::get();
 }
 
 Frmpopup *frmpopupIfLoaded()
 {
-    return defaultInstance();
+    return DefaultInstance<Frmpopup>::ifLoaded();
 }
 
 void unloadFrmpopup()
 {
-    if (Frmpopup *form = defaultInstance())
-        form->Unload();
+    DefaultInstance<Frmpopup>::unload();
 }
 
 } // namespace agr

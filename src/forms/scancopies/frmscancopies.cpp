@@ -1,5 +1,6 @@
 #include "frmscancopies.h"
 
+#include "forms/defaultinstance.h"
 #include "forms/formevents.h"
 #include "forms/gridcolumn.h"
 #include "module/basagreementreg.h"
@@ -26,12 +27,6 @@ namespace agr {
 namespace {
 
 using platform::FlexGrid;
-
-QPointer<FrmScanCopies> &defaultInstance()
-{
-    static QPointer<FrmScanCopies> form;
-    return form;
-}
 
 QString agreementId()
 {
@@ -343,8 +338,7 @@ void FrmScanCopies::Unload()
     if (cancel)
         return;
     m_unloaded = true;
-    if (defaultInstance() == this)
-        defaultInstance() = nullptr;
+    DefaultInstance<FrmScanCopies>::release(this);
     QDialog::done(QDialog::Rejected);
     deleteLater();
 }
@@ -360,29 +354,18 @@ void FrmScanCopies::reject()
 
 FrmScanCopies *frmScanCopies()
 {
-    if (!defaultInstance()) {
-        auto *form = new FrmScanCopies;
-        defaultInstance() = form;
-        // Loading has no trap: its error goes on to the caller, and the half-loaded form goes away.
-        try {
-            form->Form_Load();
-        } catch (...) {
-            form->Unload();
-            throw;
-        }
-    }
-    return defaultInstance();
+    // Loading has no trap: its error goes on to the caller, and the half-loaded form goes away.
+    return DefaultInstance<FrmScanCopies>::get();
 }
 
 FrmScanCopies *frmScanCopiesIfLoaded()
 {
-    return defaultInstance();
+    return DefaultInstance<FrmScanCopies>::ifLoaded();
 }
 
 void unloadFrmScanCopies()
 {
-    if (FrmScanCopies *form = defaultInstance())
-        form->Unload();
+    DefaultInstance<FrmScanCopies>::unload();
 }
 
 } // namespace agr
