@@ -5,12 +5,12 @@
 // beside the raw cost of the same work measured in the same run: the same 1 + 5 x 200 parameterised inserts
 // through Command in one transaction, and the same selects read field by field through the connection.
 
-#include "data/basagreementreg.h"
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
 #include "forms/popup/frmpopup.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/runtime/errors.h"
@@ -211,7 +211,6 @@ double rawSelects(platform::Connection &con, qint32 id, int *detailRows)
 
 void runBackend(const QString &label, platform::Connection &con)
 {
-    con.setStatementLogEnabled(false);
     agr::schema::CreateSchema(con);
     agr::schema::LoadDemoData(con, Today);
 

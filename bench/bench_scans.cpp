@@ -4,11 +4,11 @@
 // connection layer, and each scan written once to a file of its own. Also the picture box decoding one such
 // scan.
 
-#include "data/basagreementreg.h"
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/list/frmmaster.h"
 #include "forms/scancopies/frmscancopies.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/picturebox.h"
@@ -88,7 +88,6 @@ const QString Insert = QStringLiteral(
 
 void runBackend(const QString &label, platform::Connection &con)
 {
-    con.setStatementLogEnabled(false);
     agr::schema::CreateSchema(con);
     agr::schema::LoadDemoData(con, Today);
     agrtest::setDemoContext(&con);

@@ -2,6 +2,7 @@
 
 #include "platform/database/connection.h"
 #include "platform/runtime/errors.h"
+#include "platform/runtime/savefile.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -15,6 +16,14 @@
 #include <cstdio>
 
 namespace host {
+
+QString failureText(const QString &what, const platform::RuntimeError &error, ErrorText text)
+{
+    QString line = what.isEmpty() ? QString() : what + QStringLiteral(": ");
+    if (text == ErrorText::Numbered)
+        line += QStringLiteral("error %1: ").arg(error.number());
+    return line + oneLine(error.description());
+}
 
 QString defaultDatabasePath()
 {
@@ -54,12 +63,8 @@ void openDatabase(platform::Connection &con, const QString &url, bool mayCreate)
                           QStringLiteral(" --demo)"));
         }
     }
-    try {
-        con.Open(url);
-    } catch (const platform::RuntimeError &e) {
-        // The connection's own text already names the database.
-        throw Failure(oneLine(e.description()));
-    }
+    // The connection's own text already names the database.
+    failingAs({}, ErrorText::Description, [&] { con.Open(url); });
 }
 
 QString componentLibrary(const QString &name)
@@ -147,8 +152,13 @@ void saveScreenshot(QWidget *window, const QString &file)
     while (timer.elapsed() < 500 && window->isVisible())
         QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
     QDir().mkpath(QFileInfo(file).absolutePath());
-    if (!window->grab().save(file, "PNG"))
-        throw Failure(QStringLiteral("cannot write the screenshot ") + file);
+    const QPixmap picture = window->grab();
+    failingAs(QStringLiteral("cannot write the screenshot ") + file, ErrorText::Description, [&] {
+        platform::saveWhole(file, [&](QIODevice &out) {
+            if (!picture.save(&out, "PNG"))
+                platform::Raise(platform::FileAccessError, QStringLiteral("host"), out.errorString());
+        });
+    });
     window->close();
 }
 

@@ -160,13 +160,10 @@ int runModule(const QStringList &arguments)
         const bool firstRun = !QFileInfo::exists(url);
         openDatabase(con, url, true);
         if (firstRun) {
-            try {
+            failingAs(QStringLiteral("cannot create the database ") + url, ErrorText::Description, [&] {
                 agr::schema::CreateSchema(con);
                 agr::schema::LoadDemoData(con, date);
-            } catch (const platform::RuntimeError &e) {
-                throw Failure(
-                    QStringLiteral("cannot create the database %1: %2").arg(url, oneLine(e.description())));
-            }
+            });
             printOut(QStringLiteral("Created the database %1 with the demo data.").arg(url));
         }
     } else {
@@ -174,12 +171,8 @@ int runModule(const QStringList &arguments)
     }
 
     QStringList missing;
-    try {
-        agr::schema::SchemaPresent(con, &missing);
-    } catch (const platform::RuntimeError &e) {
-        throw Failure(QStringLiteral("cannot read the tables of %1: %2")
-                          .arg(platform::printableUrl(url), oneLine(e.description())));
-    }
+    failingAs(QStringLiteral("cannot read the tables of ") + platform::printableUrl(url),
+              ErrorText::Description, [&] { agr::schema::SchemaPresent(con, &missing); });
     if (!missing.isEmpty()) {
         throw Failure(QStringLiteral("the database %1 lacks %2 tables (%3); create them with init-db")
                           .arg(platform::printableUrl(url))

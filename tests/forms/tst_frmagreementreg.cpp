@@ -2,11 +2,11 @@
 // PostgreSQL: saving new and changed agreements, numbers, validation, keys, the closing question, cancelled
 // agreements, payments, and a failed save.
 
-#include "data/basagreementreg.h"
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/controls.h"
@@ -40,8 +40,8 @@ using platform::FlexGrid;
 
 namespace {
 
-const QDate Today(2026, 11, 15);
-const QString Caption = QStringLiteral("Agreements");
+const QDate &Today = agrtest::DemoToday;
+const QString &Caption = agrtest::FormCaption;
 
 void setRow(FlexGrid *grid, int row, const QStringList &cells)
 {
@@ -209,10 +209,9 @@ void TestFrmAgreementreg::cleanup()
 
 bool TestFrmAgreementreg::openDemo(const QString &url)
 {
-    m_con = agrtest::openFresh(url, true, true, Today);
+    m_con = agrtest::openDemo(url);
     if (!m_con)
         return false;
-    agrtest::setDemoContext(m_con.get(), demo::ClerkUserId, Caption);
     agr::frmMaster();
     return true;
 }

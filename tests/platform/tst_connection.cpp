@@ -313,6 +313,12 @@ void tst_connection::statementLog()
     QCOMPARE(log.at(1).text, select); // as written, before any rewrite
     QVERIFY(log.at(1).values.isEmpty());
     QCOMPARE(log.at(2).text, update);
+
+    // A connection as the program opens it keeps no log.
+    platform::Connection program;
+    program.Open(con->url());
+    program.Execute(select);
+    QVERIFY(program.statementLog().isEmpty());
 }
 
 void tst_connection::transactions()

@@ -20,9 +20,9 @@
 // make several clerks press OK at the same moment. The description of each agreement
 // says how many rows each detail list got: "<tag> <i> rows s,w,c,m,f".
 
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/runtime/registry.h"
@@ -128,7 +128,6 @@ int main(int argc, char **argv)
                                [] { return new MarkingAuditService; });
 
     auto con = std::make_unique<platform::Connection>();
-    con->setStatementLogEnabled(false);
     con->setKeyLocksEnabled(!parser.isSet(QStringLiteral("unlocked")));
     con->Open(parser.value(QStringLiteral("database")));
     agrtest::setDemoContext(con.get());

@@ -3,10 +3,12 @@
 
 #include "frmagreementreg.h"
 
-#include "data/basagreementreg.h"
-#include "entry/modulecontext.h"
 #include "forms/formevents.h"
 #include "forms/list/frmmaster.h"
+#include "forms/list/listrefresh.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
+#include "module/moduleservices.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/seams.h"

@@ -599,7 +599,7 @@ struct Connection::Data
     std::unique_ptr<Dialect> dialect;
     QSqlDatabase db;
     QList<LoggedStatement> log;
-    bool logEnabled = true;
+    bool logEnabled = false;
     bool keyLocksEnabled = true;
     int transactionLevel = 0;
 };

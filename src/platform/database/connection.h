@@ -166,10 +166,11 @@ public:
     // (the concurrency test's workers).
     void setKeyLocksEnabled(bool on);
 
-    // Every statement run on this connection, in order, with its parameter values.
+    // While enabled, every statement run on this connection, in order, with its parameter values. A test
+    // instrument: off unless switched on, as it keeps every bound value (a scan's bytes too) alive.
     const QList<LoggedStatement> &statementLog() const;
     void clearStatementLog();
-    void setStatementLogEnabled(bool on); // on by default; benchmarks turn it off
+    void setStatementLogEnabled(bool on);
 
     // For the platform's own classes (Command, Recordset).
     QSqlDatabase &database() const;
