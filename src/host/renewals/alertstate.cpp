@@ -1,0 +1,347 @@
+#include "host/renewals/alertstate.h"
+
+#include "data/schema.h"
+#include "platform/database/connection.h"
+
+#include <QDateTime>
+#include <cmath>
+
+namespace host {
+
+namespace {
+
+namespace table = agr::schema::table;
+
+QString literal(const QDate &date)
+{
+    return QLatin1Char('\'') + date.toString(QStringLiteral("yyyyMMdd")) + QLatin1Char('\'');
+}
+
+AlertState stateOf(const QString &name)
+{
+    if (name == QLatin1String("acknowledged"))
+        return AlertState::Acknowledged;
+    if (name == QLatin1String("snoozed"))
+        return AlertState::Snoozed;
+    if (name == QLatin1String("done"))
+        return AlertState::Done;
+    if (name == QLatin1String("closed"))
+        return AlertState::Closed;
+    return AlertState::Open;
+}
+
+// Open, or snoozed until a day that has come: the alert wants attention again.
+bool wantsAttention(AlertState state, const QDate &snoozedUntil, const QDate &today)
+{
+    return state == AlertState::Open ||
+           (state == AlertState::Snoozed && (!snoozedUntil.isValid() || snoozedUntil <= today));
+}
+
+// The first day the rules list an agreement: its alert days before the valid-to date (whole days, as the
+// rule compares whole days left with them), and never later than the day after it, when it has expired.
+QDate dueDateOf(const QDate &validTo, double alertDays)
+{
+    return validTo.addDays(-std::max<qint64>(qint64(std::floor(alertDays)), -1));
+}
+
+// Runs body in a transaction of its own unless the caller has one open.
+template <typename Body> void inTransaction(platform::Connection &con, Body body)
+{
+    if (con.transactionLevel() > 0) {
+        body();
+        return;
+    }
+    con.BeginTrans();
+    try {
+        body();
+    } catch (...) {
+        con.RollbackTrans();
+        throw;
+    }
+    con.CommitTrans();
+}
+
+platform::Recordset run(platform::Connection &con, const QString &sql, const QVariantList &values)
+{
+    platform::Command command(con);
+    command.setCommandText(sql);
+    command.ParametersRefresh();
+    return command.Execute(values);
+}
+
+} // namespace
+
+QString stateName(AlertState state)
+{
+    switch (state) {
+    case AlertState::Open:
+        break;
+    case AlertState::Acknowledged:
+        return QStringLiteral("acknowledged");
+    case AlertState::Snoozed:
+        return QStringLiteral("snoozed");
+    case AlertState::Done:
+        return QStringLiteral("done");
+    case AlertState::Closed:
+        return QStringLiteral("closed");
+    }
+    return QStringLiteral("open");
+}
+
+QString stateText(const RenewalRow &row)
+{
+    switch (row.state) {
+    case AlertState::Open:
+        break;
+    case AlertState::Acknowledged:
+        return QStringLiteral("Acknowledged by ") + row.stateBy;
+    case AlertState::Snoozed:
+        return QStringLiteral("Snoozed until ") + row.snoozedUntil.toString(QStringLiteral("dd/MM/yyyy"));
+    case AlertState::Done:
+        return QStringLiteral("Done");
+    case AlertState::Closed:
+        return QStringLiteral("Closed");
+    }
+    return row.raised ? QStringLiteral("New") : QStringLiteral("Open");
+}
+
+RenewalAlerts::RenewalAlerts(platform::Connection &con, qint16 department, const QDate &processDate,
+                             QString login)
+    : m_con(con), m_department(department), m_date(processDate), m_login(std::move(login))
+{
+}
+
+QList<RenewalRow> RenewalAlerts::evaluate()
+{
+    const int back = backPeriod(m_con);
+    const QDate listedFrom = m_date.addDays(-back);
+    platform::Recordset last = m_con.Execute(
+        QStringLiteral("select LastProcessDate from ") + QLatin1String(table::RenewalAlertRuns) +
+        QStringLiteral(" where DepartmentID = ") + QString::number(m_department));
+    const QDate lastRun = last.isEOF() || last.Fields(0).isNull() ? QDate() : last.Fields(0).toDate();
+    // The day after the last evaluation is the first one not yet looked at: what expired then, and left the
+    // back period since, is caught up now.
+    QDate expiredFrom = listedFrom;
+    if (lastRun.isValid() && lastRun.addDays(1 - back) < expiredFrom)
+        expiredFrom = lastRun.addDays(1 - back);
+
+    platform::Recordset rs = m_con.Execute(alertStatement(m_department, m_date, expiredFrom));
+    QList<RenewalRow> rows;
+    bool toArm = false;
+    for (; !rs.isEOF(); rs.MoveNext()) {
+        RenewalRow row;
+        row.agreementId = rs.Fields(0).toLong();
+        row.number = rs.Fields(1).joinEmpty();
+        row.description = rs.Fields(2).joinEmpty();
+        row.with = rs.Fields(3).joinEmpty();
+        row.validTo = rs.Fields(4).toDate();
+        row.alertRemarks = rs.Fields(5).joinEmpty();
+        row.daysLeft = rs.Fields(6).toLong();
+        row.alertDays = rs.Fields(7).toDouble();
+        const bool listedToday = row.validTo >= listedFrom;
+        if (rs.Fields(8).isNull() || rs.Fields(9).joinEmpty() == QLatin1String("closed")) {
+            row.dueDate = dueDateOf(row.validTo, row.alertDays);
+            toArm = true;
+            rows.append(row);
+            continue;
+        }
+        row.alertId = rs.Fields(8).toLong();
+        row.state = stateOf(rs.Fields(9).joinEmpty());
+        row.stateBy = rs.Fields(10).joinEmpty();
+        row.snoozedUntil = rs.Fields(11).isNull() ? QDate() : rs.Fields(11).toDate();
+        row.dueDate = rs.Fields(12).toDate();
+        if (listedToday && wantsAttention(row.state, row.snoozedUntil, m_date))
+            rows.append(row);
+    }
+
+    const bool advance = !lastRun.isValid() || lastRun < m_date;
+    const QList<std::pair<qint32, QString>> changed = changedAlerts();
+    if (!toArm && !advance && changed.isEmpty())
+        return rows;
+    inTransaction(m_con, [&] {
+        for (const auto &[id, note] : changed) {
+            run(m_con,
+                QStringLiteral("update ") + QLatin1String(table::RenewalAlerts) +
+                    QStringLiteral(" set State = 'closed', StateBy = ?, StateAt = ? where AlertID = ?"),
+                {m_login, QDateTime::currentDateTime(), id});
+            record(id, QStringLiteral("closed"), QDate(), note);
+        }
+        for (RenewalRow &row : rows) {
+            if (row.alertId != 0)
+                continue;
+            row.alertId = arm(row);
+            row.raised = row.alertId != 0;
+        }
+        if (advance)
+            run(m_con,
+                QStringLiteral("insert into ") + QLatin1String(table::RenewalAlertRuns) +
+                    QStringLiteral(
+                        " (DepartmentID, LastProcessDate) values (?, ?) on conflict (DepartmentID) "
+                        "do update set LastProcessDate = excluded.LastProcessDate"),
+                {m_department, m_date});
+    });
+    // An alert another program raised at the same moment is theirs to report.
+    rows.removeIf([](const RenewalRow &row) { return row.alertId == 0; });
+    return rows;
+}
+
+// Arms the alert of a row that has none (or whose alert was closed by a change that is now undone): its id,
+// or 0 when another program armed it first.
+qint32 RenewalAlerts::arm(const RenewalRow &row)
+{
+    platform::Recordset armed = run(
+        m_con,
+        QStringLiteral("insert into ") + QLatin1String(table::RenewalAlerts) +
+            QStringLiteral(
+                " (DepartmentID, AgreementID, ValidTo, AlertDays, DueDate, RaisedOn, State) values "
+                "(?, ?, ?, ?, ?, ?, 'open') on conflict (DepartmentID, AgreementID, ValidTo, AlertDays) do "
+                "update set State = 'open', RaisedOn = excluded.RaisedOn, DueDate = excluded.DueDate, "
+                "StateBy = null, StateAt = null, SnoozedUntil = null, EscalatedOn = null where ") +
+            QLatin1String(table::RenewalAlerts) + QStringLiteral(".State = 'closed' returning AlertID"),
+        {m_department, row.agreementId, row.validTo, row.alertDays, row.dueDate, m_date});
+    if (armed.isEOF())
+        return 0;
+    const qint32 id = armed.Fields(0).toLong();
+    record(id, QStringLiteral("raised"));
+    return id;
+}
+
+// The alerts still wanting something whose agreement was cancelled, or whose valid-to date or alert days
+// are no longer the alert's, with why: they are closed, and a new alert is armed for the new dates when the
+// rules list them.
+QList<std::pair<qint32, QString>> RenewalAlerts::changedAlerts()
+{
+    QList<std::pair<qint32, QString>> changed;
+    platform::Recordset rs = m_con.Execute(
+        QStringLiteral("select AlertID, ValidTo, AlertDays, agrValidTodate, agrcancelled, ") +
+        alertDaysExpression() + QStringLiteral(" from ") + QLatin1String(table::RenewalAlerts) +
+        QStringLiteral(" left join agreementregister on agrDepartmentid = DepartmentID and agragreementid = "
+                       "AgreementID where DepartmentID = ") +
+        QString::number(m_department) + QStringLiteral(" and State in ('open', 'acknowledged', 'snoozed')"));
+    for (; !rs.isEOF(); rs.MoveNext()) {
+        QString note;
+        if (rs.Fields(3).isNull() && rs.Fields(4).isNull())
+            note = QStringLiteral("agreement not found");
+        else if (!rs.Fields(4).isNull() && rs.Fields(4).toLong() == 1)
+            note = QStringLiteral("agreement cancelled");
+        else if (rs.Fields(3).Value().toDate() != rs.Fields(1).Value().toDate())
+            note = QStringLiteral("valid-to date changed");
+        else if (rs.Fields(5).toDouble() != rs.Fields(2).toDouble())
+            note = QStringLiteral("alert days changed");
+        if (!note.isEmpty())
+            changed.append({rs.Fields(0).toLong(), note});
+    }
+    return changed;
+}
+
+QList<RenewalRow> RenewalAlerts::escalate(int days)
+{
+    platform::Recordset rs = m_con.Execute(
+        QStringLiteral("select AlertID, agragreementid, agragreementNo, agragreementdesc, agragreementwith, "
+                       "agrValidTodate, alertremarks, datediff(day, ") +
+        literal(m_date) +
+        QStringLiteral(", agrValidTodate), AlertDays, State, StateBy, SnoozedUntil, DueDate from ") +
+        QLatin1String(table::RenewalAlerts) +
+        QStringLiteral(" join agreementregister on agrDepartmentid = DepartmentID and agragreementid = "
+                       "AgreementID where DepartmentID = ") +
+        QString::number(m_department) +
+        QStringLiteral(" and EscalatedOn is null and (State = 'open' or (State = 'snoozed' and SnoozedUntil "
+                       "<= ") +
+        literal(m_date) + QStringLiteral(")) and DueDate <= ") + literal(m_date.addDays(-days)) +
+        QStringLiteral(" order by DueDate, AgreementID"));
+    QList<RenewalRow> rows;
+    for (; !rs.isEOF(); rs.MoveNext()) {
+        RenewalRow row;
+        row.alertId = rs.Fields(0).toLong();
+        row.agreementId = rs.Fields(1).toLong();
+        row.number = rs.Fields(2).joinEmpty();
+        row.description = rs.Fields(3).joinEmpty();
+        row.with = rs.Fields(4).joinEmpty();
+        row.validTo = rs.Fields(5).toDate();
+        row.alertRemarks = rs.Fields(6).joinEmpty();
+        row.daysLeft = rs.Fields(7).toLong();
+        row.alertDays = rs.Fields(8).toDouble();
+        row.state = stateOf(rs.Fields(9).joinEmpty());
+        row.stateBy = rs.Fields(10).joinEmpty();
+        row.snoozedUntil = rs.Fields(11).isNull() ? QDate() : rs.Fields(11).toDate();
+        row.dueDate = rs.Fields(12).toDate();
+        rows.append(row);
+    }
+    inTransaction(m_con, [&] {
+        for (const RenewalRow &row : std::as_const(rows)) {
+            run(m_con,
+                QStringLiteral("update ") + QLatin1String(table::RenewalAlerts) +
+                    QStringLiteral(" set EscalatedOn = ? where AlertID = ?"),
+                {m_date, row.alertId});
+            record(row.alertId, QStringLiteral("escalated"), QDate(),
+                   QStringLiteral("open %1 days past its due date").arg(row.dueDate.daysTo(m_date)));
+        }
+    });
+    return rows;
+}
+
+void RenewalAlerts::acknowledge(const QList<qint32> &alerts)
+{
+    setState(alerts, AlertState::Acknowledged, QDate(), QStringLiteral("acknowledged"));
+}
+
+void RenewalAlerts::snooze(const QList<qint32> &alerts, const QDate &until)
+{
+    setState(alerts, AlertState::Snoozed, until, QStringLiteral("snoozed"));
+}
+
+void RenewalAlerts::markDone(const QList<qint32> &alerts)
+{
+    setState(alerts, AlertState::Done, QDate(), QStringLiteral("done"));
+}
+
+void RenewalAlerts::setState(const QList<qint32> &alerts, AlertState state, const QDate &until,
+                             const QString &action)
+{
+    inTransaction(m_con, [&] {
+        for (qint32 id : alerts) {
+            // The department in the condition keeps a login to its own alerts on every engine.
+            platform::Recordset changed =
+                run(m_con,
+                    QStringLiteral("update ") + QLatin1String(table::RenewalAlerts) +
+                        QStringLiteral(" set State = ?, StateBy = ?, StateAt = ?, SnoozedUntil = ? where "
+                                       "AlertID = ? and DepartmentID = ? and State <> 'closed'"),
+                    {stateName(state), m_login, QDateTime::currentDateTime(),
+                     until.isValid() ? QVariant(until) : QVariant(), id, m_department});
+            if (changed.RecordsAffected() > 0)
+                record(id, action, until);
+        }
+    });
+}
+
+void RenewalAlerts::record(qint32 alert, const QString &action, const QDate &until, const QString &note)
+{
+    run(m_con,
+        QStringLiteral("insert into ") + QLatin1String(table::RenewalAlertHistory) +
+            QStringLiteral(" (AlertID, DepartmentID, Action, LoginName, ActedAt, ProcessDate, SnoozedUntil, "
+                           "Note) values (?, ?, ?, ?, ?, ?, ?, ?)"),
+        {alert, m_department, action, m_login, QDateTime::currentDateTime(), m_date,
+         until.isValid() ? QVariant(until) : QVariant(), note.isEmpty() ? QVariant() : QVariant(note)});
+}
+
+bool RenewalAlerts::windowPutAside()
+{
+    platform::Recordset rs =
+        run(m_con,
+            QStringLiteral("select SnoozedUntil from ") + QLatin1String(table::RenewalSnoozes) +
+                QStringLiteral(" where LoginName = ? and DepartmentID = ?"),
+            {m_login, m_department});
+    return !rs.isEOF() && !rs.Fields(0).isNull() && rs.Fields(0).toDate() > m_date;
+}
+
+void RenewalAlerts::putWindowAside(const QDate &until)
+{
+    run(m_con,
+        QStringLiteral("insert into ") + QLatin1String(table::RenewalSnoozes) +
+            QStringLiteral(
+                " (LoginName, DepartmentID, SnoozedUntil) values (?, ?, ?) on conflict (LoginName, "
+                "DepartmentID) do update set SnoozedUntil = excluded.SnoozedUntil"),
+        {m_login, m_department, until});
+}
+
+} // namespace host

@@ -1,0 +1,193 @@
+#include "host/renewals/calendar.h"
+
+#include "host/hostsupport.h"
+#include "host/renewals/renewals.h"
+
+#include "data/schema.h"
+#include "platform/database/connection.h"
+
+#include <QSaveFile>
+#include <cmath>
+#include <libical/ical.h>
+#include <memory>
+
+namespace host {
+
+namespace {
+
+namespace table = agr::schema::table;
+
+struct ComponentFree
+{
+    void operator()(icalcomponent *c) const { icalcomponent_free(c); }
+};
+using Component = std::unique_ptr<icalcomponent, ComponentFree>;
+
+icaltimetype dayOf(const QDate &date)
+{
+    icaltimetype day = icaltime_null_date();
+    day.year = date.year();
+    day.month = date.month();
+    day.day = date.day();
+    return day;
+}
+
+QByteArray utf8(const QString &text)
+{
+    return text.toUtf8();
+}
+
+// Whole days before the valid-to date, as the renewal rule counts them; none before is the day itself.
+int reminderDays(double alertDays)
+{
+    return alertDays > 0 ? int(std::floor(std::min(alertDays, 36500.0))) : 0;
+}
+
+Component eventOf(const CalendarEvent &e, const icaltimetype &stamp)
+{
+    Component event(icalcomponent_new(ICAL_VEVENT_COMPONENT));
+    const QString validTo = e.validTo.toString(QStringLiteral("dd/MM/yyyy"));
+    icalcomponent_add_property(
+        event.get(), icalproperty_new_uid(utf8(calendarUid(e.department, e.agreementId)).constData()));
+    icalcomponent_add_property(event.get(), icalproperty_new_dtstamp(stamp));
+    icalcomponent_add_property(event.get(), icalproperty_new_dtstart(dayOf(e.validTo)));
+    icalcomponent_add_property(event.get(), icalproperty_new_dtend(dayOf(e.validTo.addDays(1))));
+    icalcomponent_add_property(event.get(), icalproperty_new_sequence(e.sequence));
+    icalcomponent_add_property(event.get(), icalproperty_new_transp(ICAL_TRANSP_TRANSPARENT));
+    const QString summary = e.number + QStringLiteral(" ends") +
+                            (e.description.isEmpty() ? QString() : QStringLiteral(": ") + e.description);
+    icalcomponent_add_property(event.get(), icalproperty_new_summary(utf8(summary).constData()));
+    QString description = QStringLiteral("Agreement %1").arg(e.number);
+    if (!e.with.isEmpty())
+        description += QStringLiteral(" with ") + e.with;
+    description += QStringLiteral(" is valid to ") + validTo + QLatin1Char('.');
+    if (!e.description.isEmpty())
+        description += QLatin1Char('\n') + e.description;
+    if (!e.alertRemarks.isEmpty())
+        description += QLatin1Char('\n') + e.alertRemarks;
+    icalcomponent_add_property(event.get(), icalproperty_new_description(utf8(description).constData()));
+
+    icalcomponent *alarm = icalcomponent_new(ICAL_VALARM_COMPONENT);
+    icalcomponent_add_property(alarm, icalproperty_new_action(ICAL_ACTION_DISPLAY));
+    icaltriggertype trigger{};
+    trigger.time = icaltime_null_time();
+    trigger.duration = icaldurationtype_from_int(-reminderDays(e.alertDays) * 86400);
+    icalcomponent_add_property(alarm, icalproperty_new_trigger(trigger));
+    const QString reminder =
+        e.alertRemarks.isEmpty()
+            ? QStringLiteral("Agreement %1 is due for renewal by %2").arg(e.number, validTo)
+            : e.alertRemarks;
+    icalcomponent_add_property(alarm, icalproperty_new_description(utf8(reminder).constData()));
+    icalcomponent_add_component(event.get(), alarm);
+    return event;
+}
+
+QByteArray textOf(icalcomponent *component)
+{
+    char *text = icalcomponent_as_ical_string_r(component);
+    QByteArray bytes(text);
+    icalmemory_free_buffer(text);
+    return bytes;
+}
+
+} // namespace
+
+QString calendarUid(qint16 department, qint32 agreementId)
+{
+    return QStringLiteral("agreement-%1-%2@agreement-register").arg(department).arg(agreementId);
+}
+
+QList<CalendarEvent> calendarEvents(platform::Connection &con, qint16 department)
+{
+    const QString live = QStringLiteral(" where agrDepartmentid = ") + QString::number(department) +
+                         QStringLiteral(" and (agrcancelled is null or agrcancelled <> 1) and datediff(day, "
+                                        "'19000101', agrValidTodate) is not null");
+    // An agreement seen for the first time starts at sequence 0.
+    con.Execute(QStringLiteral("insert into ") + QLatin1String(table::RenewalCalendar) +
+                QStringLiteral(" (DepartmentID, AgreementID, ValidTo, AlertDays, Sequence) select "
+                               "agrDepartmentid, agragreementid, agrValidTodate, ") +
+                alertDaysExpression() + QStringLiteral(", 0 from agreementregister") + live +
+                QStringLiteral(" and not exists (select 1 from ") + QLatin1String(table::RenewalCalendar) +
+                QStringLiteral(" where DepartmentID = agrDepartmentid and AgreementID = agragreementid)"));
+    platform::Recordset rs = con.Execute(
+        QStringLiteral("select agragreementid, agragreementNo, agragreementdesc, agragreementwith, "
+                       "alertremarks, agrValidTodate, ") +
+        alertDaysExpression() +
+        QStringLiteral(", ValidTo, AlertDays, Sequence from agreementregister join ") +
+        QLatin1String(table::RenewalCalendar) +
+        QStringLiteral(" on DepartmentID = agrDepartmentid and AgreementID = agragreementid") + live +
+        QStringLiteral(" order by agragreementid"));
+    QList<CalendarEvent> events;
+    events.reserve(rs.RecordCount());
+    std::unique_ptr<platform::Command> bump;
+    for (; !rs.isEOF(); rs.MoveNext()) {
+        CalendarEvent e;
+        e.department = department;
+        e.agreementId = rs.Fields(0).toLong();
+        e.number = rs.Fields(1).joinEmpty();
+        e.description = rs.Fields(2).joinEmpty();
+        e.with = rs.Fields(3).joinEmpty();
+        e.alertRemarks = rs.Fields(4).joinEmpty();
+        e.validTo = rs.Fields(5).toDate();
+        e.alertDays = rs.Fields(6).toDouble();
+        e.sequence = rs.Fields(9).toLong();
+        if (rs.Fields(7).Value().toDate() != e.validTo || rs.Fields(8).toDouble() != e.alertDays) {
+            ++e.sequence;
+            if (!bump) {
+                bump = std::make_unique<platform::Command>(con);
+                bump->setCommandText(QStringLiteral("update ") + QLatin1String(table::RenewalCalendar) +
+                                     QStringLiteral(" set ValidTo = ?, AlertDays = ?, Sequence = ? where "
+                                                    "DepartmentID = ? and AgreementID = ?"));
+                bump->ParametersRefresh();
+            }
+            bump->Execute({e.validTo, e.alertDays, e.sequence, department, e.agreementId});
+        }
+        events.append(e);
+    }
+    return events;
+}
+
+QByteArray calendarText(const QList<CalendarEvent> &events, qint16 department, const QDateTime &stamp)
+{
+    Component calendar(icalcomponent_new(ICAL_VCALENDAR_COMPONENT));
+    icalcomponent_add_property(calendar.get(), icalproperty_new_version("2.0"));
+    icalcomponent_add_property(calendar.get(),
+                               icalproperty_new_prodid("-//Agreement register//Renewals//EN"));
+    icalcomponent_add_property(calendar.get(), icalproperty_new_calscale("GREGORIAN"));
+    icalproperty *name = icalproperty_new_x(
+        utf8(QStringLiteral("Agreements of department %1: valid-to dates").arg(department)).constData());
+    icalproperty_set_x_name(name, "X-WR-CALNAME");
+    icalcomponent_add_property(calendar.get(), name);
+    // The events are made and written one at a time, so that a large register never sits in memory twice.
+    const QByteArray whole = textOf(calendar.get());
+    const QByteArray end = QByteArrayLiteral("END:VCALENDAR");
+    QByteArray text = whole.left(whole.lastIndexOf(end));
+    const icaltimetype when =
+        icaltime_from_timet_with_zone(stamp.toSecsSinceEpoch(), 0, icaltimezone_get_utc_timezone());
+    for (const CalendarEvent &e : events)
+        text += textOf(eventOf(e, when).get());
+    return text + whole.mid(whole.lastIndexOf(end));
+}
+
+int writeCalendar(platform::Connection &con, qint16 department, const QString &file)
+{
+    if (!file.endsWith(QLatin1String(".ics"), Qt::CaseInsensitive))
+        throw Failure(QStringLiteral("calendar: %1 is not an .ics file").arg(file), ExitUsage);
+    con.BeginTrans();
+    try {
+        const QList<CalendarEvent> events = calendarEvents(con, department);
+        QSaveFile out(file);
+        if (!out.open(QIODevice::WriteOnly))
+            throw Failure(QStringLiteral("calendar: cannot write %1: %2").arg(file, out.errorString()));
+        const QByteArray text = calendarText(events, department, QDateTime::currentDateTimeUtc());
+        if (out.write(text) != text.size() || !out.commit())
+            throw Failure(QStringLiteral("calendar: cannot write %1: %2").arg(file, out.errorString()));
+        con.CommitTrans();
+        return int(events.size());
+    } catch (...) {
+        con.RollbackTrans();
+        throw;
+    }
+}
+
+} // namespace host
