@@ -150,8 +150,11 @@ QList<RenewalRow> RenewalAlerts::evaluate()
         row.stateBy = rs.Fields(10).joinEmpty();
         row.snoozedUntil = rs.Fields(11).isNull() ? QDate() : rs.Fields(11).toDate();
         row.dueDate = rs.Fields(12).toDate();
-        if (listedToday && wantsAttention(row.state, row.snoozedUntil, m_date))
+        if (listedToday && wantsAttention(row.state, row.snoozedUntil, m_date)) {
+            if (row.state == AlertState::Snoozed) // its day has come
+                row.state = AlertState::Open;
             rows.append(row);
+        }
     }
 
     const bool advance = !lastRun.isValid() || lastRun < m_date;
