@@ -254,7 +254,9 @@ const std::vector<Table> &tables()
           {"StateAt", DateTime},
           {"SnoozedUntil", Date},
           {"EscalatedOn", Date}},
-         "UNIQUE (DepartmentID, AgreementID, ValidTo, AlertDays)"},
+         "UNIQUE (DepartmentID, AgreementID, ValidTo, AlertDays)",
+         // Each evaluation reads the alerts still wanting something; done and closed ones pile up.
+         {"DepartmentID, State"}},
         {table::RenewalAlertHistory,
          {{"AlertID", Integer, "NOT NULL"},
           {"DepartmentID", SmallInt, "NOT NULL"},

@@ -4,6 +4,8 @@
 #include "platform/database/connection.h"
 
 #include <QDateTime>
+#include <QHash>
+#include <QSet>
 #include <cmath>
 
 namespace host {
@@ -127,6 +129,7 @@ QList<RenewalRow> RenewalAlerts::evaluate()
 
     platform::Recordset rs = m_con.Execute(alertStatement(m_department, m_date, expiredFrom));
     QList<RenewalRow> rows;
+    QSet<qint32> matched; // alerts whose agreement still has their dates
     bool toArm = false;
     for (; !rs.isEOF(); rs.MoveNext()) {
         RenewalRow row;
@@ -146,6 +149,7 @@ QList<RenewalRow> RenewalAlerts::evaluate()
             continue;
         }
         row.alertId = rs.Fields(8).toLong();
+        matched.insert(row.alertId);
         row.state = stateOf(rs.Fields(9).joinEmpty());
         row.stateBy = rs.Fields(10).joinEmpty();
         row.snoozedUntil = rs.Fields(11).isNull() ? QDate() : rs.Fields(11).toDate();
@@ -158,7 +162,7 @@ QList<RenewalRow> RenewalAlerts::evaluate()
     }
 
     const bool advance = !lastRun.isValid() || lastRun < m_date;
-    const QList<std::pair<qint32, QString>> changed = changedAlerts();
+    const QList<std::pair<qint32, QString>> changed = changedAlerts(matched);
     if (!toArm && !advance && changed.isEmpty())
         return rows;
     inTransaction(m_con, [&] {
@@ -169,12 +173,11 @@ QList<RenewalRow> RenewalAlerts::evaluate()
                 {m_login, QDateTime::currentDateTime(), id});
             record(id, QStringLiteral("closed"), QDate(), note);
         }
-        for (RenewalRow &row : rows) {
-            if (row.alertId != 0)
-                continue;
-            row.alertId = arm(row);
-            row.raised = row.alertId != 0;
-        }
+        QList<RenewalRow *> unarmed;
+        for (RenewalRow &row : rows)
+            if (row.alertId == 0)
+                unarmed << &row;
+        arm(unarmed);
         if (advance)
             run(m_con,
                 QStringLiteral("insert into ") + QLatin1String(table::RenewalAlertRuns) +
@@ -188,52 +191,108 @@ QList<RenewalRow> RenewalAlerts::evaluate()
     return rows;
 }
 
-// Arms the alert of a row that has none (or whose alert was closed by a change that is now undone): its id,
-// or 0 when another program armed it first.
-qint32 RenewalAlerts::arm(const RenewalRow &row)
+// Arms the alerts of rows that have none (or whose alert was closed by a change that is now undone), a few
+// hundred to a statement, and records that they were raised. A row that another program armed at the same
+// moment keeps an alert id of 0.
+void RenewalAlerts::arm(const QList<RenewalRow *> &unarmed)
 {
-    platform::Recordset armed = run(
-        m_con,
-        QStringLiteral("insert into ") + QLatin1String(table::RenewalAlerts) +
+    constexpr qsizetype Batch = 500;
+    const QString raisedOn = literal(m_date);
+    for (qsizetype first = 0; first < unarmed.size(); first += Batch) {
+        QHash<qint32, RenewalRow *> byAgreement;
+        QStringList values;
+        for (qsizetype i = first; i < std::min(unarmed.size(), first + Batch); ++i) {
+            RenewalRow *row = unarmed.at(i);
+            byAgreement.insert(row->agreementId, row);
+            // Numbers and dates only: nothing a clerk typed goes into the text.
+            values << QStringLiteral("(%1, %2, %3, %4, %5, %6, 'open')")
+                          .arg(m_department)
+                          .arg(row->agreementId)
+                          .arg(literal(row->validTo))
+                          .arg(row->alertDays, 0, 'g', 17)
+                          .arg(literal(row->dueDate), raisedOn);
+        }
+        platform::Recordset armed = m_con.Execute(
+            QStringLiteral("insert into ") + QLatin1String(table::RenewalAlerts) +
             QStringLiteral(
-                " (DepartmentID, AgreementID, ValidTo, AlertDays, DueDate, RaisedOn, State) values "
-                "(?, ?, ?, ?, ?, ?, 'open') on conflict (DepartmentID, AgreementID, ValidTo, AlertDays) do "
-                "update set State = 'open', RaisedOn = excluded.RaisedOn, DueDate = excluded.DueDate, "
-                "StateBy = null, StateAt = null, SnoozedUntil = null, EscalatedOn = null where ") +
-            QLatin1String(table::RenewalAlerts) + QStringLiteral(".State = 'closed' returning AlertID"),
-        {m_department, row.agreementId, row.validTo, row.alertDays, row.dueDate, m_date});
-    if (armed.isEOF())
-        return 0;
-    const qint32 id = armed.Fields(0).toLong();
-    record(id, QStringLiteral("raised"));
-    return id;
+                " (DepartmentID, AgreementID, ValidTo, AlertDays, DueDate, RaisedOn, State) values ") +
+            values.join(QStringLiteral(", ")) +
+            QStringLiteral(
+                " on conflict (DepartmentID, AgreementID, ValidTo, AlertDays) do update set State = "
+                "'open', RaisedOn = excluded.RaisedOn, DueDate = excluded.DueDate, StateBy = null, "
+                "StateAt = null, SnoozedUntil = null, EscalatedOn = null where ") +
+            QLatin1String(table::RenewalAlerts) +
+            QStringLiteral(".State = 'closed' returning AlertID, AgreementID"));
+        QStringList ids;
+        for (; !armed.isEOF(); armed.MoveNext()) {
+            RenewalRow *row = byAgreement.value(armed.Fields(1).toLong());
+            if (!row)
+                continue;
+            row->alertId = armed.Fields(0).toLong();
+            row->raised = true;
+            ids << QString::number(row->alertId);
+        }
+        if (ids.isEmpty())
+            continue;
+        run(m_con,
+            QStringLiteral("insert into ") + QLatin1String(table::RenewalAlertHistory) +
+                QStringLiteral(
+                    " (AlertID, DepartmentID, Action, LoginName, ActedAt, ProcessDate) select AlertID, "
+                    "DepartmentID, 'raised', ?, ?, RaisedOn from ") +
+                QLatin1String(table::RenewalAlerts) + QStringLiteral(" where AlertID in (") +
+                ids.join(QLatin1Char(',')) + QLatin1Char(')'),
+            {m_login, QDateTime::currentDateTime()});
+    }
 }
 
 // The alerts still wanting something whose agreement was cancelled, or whose valid-to date or alert days
 // are no longer the alert's, with why: they are closed, and a new alert is armed for the new dates when the
 // rules list them.
-QList<std::pair<qint32, QString>> RenewalAlerts::changedAlerts()
+QList<std::pair<qint32, QString>> RenewalAlerts::changedAlerts(const QSet<qint32> &matched)
 {
-    QList<std::pair<qint32, QString>> changed;
-    platform::Recordset rs = m_con.Execute(
-        QStringLiteral("select AlertID, ValidTo, AlertDays, agrValidTodate, agrcancelled, ") +
-        alertDaysExpression() + QStringLiteral(" from ") + QLatin1String(table::RenewalAlerts) +
-        QStringLiteral(" left join agreementregister on agrDepartmentid = DepartmentID and agragreementid = "
-                       "AgreementID where DepartmentID = ") +
+    // The alerts the rules' statement found with their agreement's own dates are as they were; only the rest
+    // (changed, cancelled, or out of the rules' reach) are looked up, by agreement id.
+    QHash<qint32, std::pair<qint32, RenewalRow>> others; // agreement -> alert, its dates
+    platform::Recordset alerts = m_con.Execute(
+        QStringLiteral("select AlertID, AgreementID, ValidTo, AlertDays from ") +
+        QLatin1String(table::RenewalAlerts) + QStringLiteral(" where DepartmentID = ") +
         QString::number(m_department) + QStringLiteral(" and State in ('open', 'acknowledged', 'snoozed')"));
-    for (; !rs.isEOF(); rs.MoveNext()) {
-        QString note;
-        if (rs.Fields(3).isNull() && rs.Fields(4).isNull())
-            note = QStringLiteral("agreement not found");
-        else if (!rs.Fields(4).isNull() && rs.Fields(4).toLong() == 1)
-            note = QStringLiteral("agreement cancelled");
-        else if (rs.Fields(3).Value().toDate() != rs.Fields(1).Value().toDate())
-            note = QStringLiteral("valid-to date changed");
-        else if (rs.Fields(5).toDouble() != rs.Fields(2).toDouble())
-            note = QStringLiteral("alert days changed");
-        if (!note.isEmpty())
-            changed.append({rs.Fields(0).toLong(), note});
+    for (; !alerts.isEOF(); alerts.MoveNext()) {
+        const qint32 id = alerts.Fields(0).toLong();
+        if (matched.contains(id))
+            continue;
+        RenewalRow dates;
+        dates.validTo = alerts.Fields(2).Value().toDate();
+        dates.alertDays = alerts.Fields(3).toDouble();
+        others.insert(alerts.Fields(1).toLong(), {id, dates});
     }
+    QList<std::pair<qint32, QString>> changed;
+    QList<qint32> agreementIds = others.keys();
+    constexpr qsizetype Batch = 500;
+    for (qsizetype first = 0; first < agreementIds.size(); first += Batch) {
+        QStringList ids;
+        for (qsizetype i = first; i < std::min(agreementIds.size(), first + Batch); ++i)
+            ids << QString::number(agreementIds.at(i));
+        platform::Recordset rs = m_con.Execute(
+            QStringLiteral("select agragreementid, agrValidTodate, agrcancelled, ") + alertDaysExpression() +
+            QStringLiteral(" from agreementregister where agrDepartmentid = ") +
+            QString::number(m_department) + QStringLiteral(" and agragreementid in (") +
+            ids.join(QLatin1Char(',')) + QLatin1Char(')'));
+        for (; !rs.isEOF(); rs.MoveNext()) {
+            const auto [alert, dates] = others.take(rs.Fields(0).toLong());
+            QString note;
+            if (!rs.Fields(2).isNull() && rs.Fields(2).toLong() == 1)
+                note = QStringLiteral("agreement cancelled");
+            else if (rs.Fields(1).Value().toDate() != dates.validTo)
+                note = QStringLiteral("valid-to date changed");
+            else if (rs.Fields(3).toDouble() != dates.alertDays)
+                note = QStringLiteral("alert days changed");
+            if (!note.isEmpty())
+                changed.append({alert, note});
+        }
+    }
+    for (auto it = others.cbegin(); it != others.cend(); ++it)
+        changed.append({it.value().first, QStringLiteral("agreement not found")});
     return changed;
 }
 

@@ -11,6 +11,7 @@
 
 #include <QDate>
 #include <QList>
+#include <QSet>
 #include <QString>
 
 #include <utility>
@@ -50,8 +51,8 @@ private:
     void setState(const QList<qint32> &alerts, AlertState state, const QDate &until, const QString &action);
     void record(qint32 alert, const QString &action, const QDate &until = QDate(),
                 const QString &note = QString());
-    qint32 arm(const RenewalRow &row);
-    QList<std::pair<qint32, QString>> changedAlerts();
+    void arm(const QList<RenewalRow *> &unarmed);
+    QList<std::pair<qint32, QString>> changedAlerts(const QSet<qint32> &matched);
 
     platform::Connection &m_con;
     qint16 m_department;

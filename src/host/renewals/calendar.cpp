@@ -82,12 +82,16 @@ Component eventOf(const CalendarEvent &e, const icaltimetype &stamp)
     return event;
 }
 
-QByteArray textOf(icalcomponent *component)
+void appendText(QByteArray &to, icalcomponent *component)
 {
     char *text = icalcomponent_as_ical_string_r(component);
-    QByteArray bytes(text);
+    to.append(text);
     icalmemory_free_buffer(text);
-    return bytes;
+}
+
+QString literal(const QDate &date)
+{
+    return QLatin1Char('\'') + date.toString(QStringLiteral("yyyyMMdd")) + QLatin1Char('\'');
 }
 
 } // namespace
@@ -102,24 +106,18 @@ QList<CalendarEvent> calendarEvents(platform::Connection &con, qint16 department
     const QString live = QStringLiteral(" where agrDepartmentid = ") + QString::number(department) +
                          QStringLiteral(" and (agrcancelled is null or agrcancelled <> 1) and datediff(day, "
                                         "'19000101', agrValidTodate) is not null");
-    // An agreement seen for the first time starts at sequence 0.
-    con.Execute(QStringLiteral("insert into ") + QLatin1String(table::RenewalCalendar) +
-                QStringLiteral(" (DepartmentID, AgreementID, ValidTo, AlertDays, Sequence) select "
-                               "agrDepartmentid, agragreementid, agrValidTodate, ") +
-                alertDaysExpression() + QStringLiteral(", 0 from agreementregister") + live +
-                QStringLiteral(" and not exists (select 1 from ") + QLatin1String(table::RenewalCalendar) +
-                QStringLiteral(" where DepartmentID = agrDepartmentid and AgreementID = agragreementid)"));
     platform::Recordset rs = con.Execute(
         QStringLiteral("select agragreementid, agragreementNo, agragreementdesc, agragreementwith, "
                        "alertremarks, agrValidTodate, ") +
         alertDaysExpression() +
-        QStringLiteral(", ValidTo, AlertDays, Sequence from agreementregister join ") +
+        QStringLiteral(", ValidTo, AlertDays, Sequence from agreementregister left join ") +
         QLatin1String(table::RenewalCalendar) +
         QStringLiteral(" on DepartmentID = agrDepartmentid and AgreementID = agragreementid") + live +
         QStringLiteral(" order by agragreementid"));
     QList<CalendarEvent> events;
     events.reserve(rs.RecordCount());
     std::unique_ptr<platform::Command> bump;
+    QStringList fresh;
     for (; !rs.isEOF(); rs.MoveNext()) {
         CalendarEvent e;
         e.department = department;
@@ -130,8 +128,15 @@ QList<CalendarEvent> calendarEvents(platform::Connection &con, qint16 department
         e.alertRemarks = rs.Fields(4).joinEmpty();
         e.validTo = rs.Fields(5).toDate();
         e.alertDays = rs.Fields(6).toDouble();
-        e.sequence = rs.Fields(9).toLong();
-        if (rs.Fields(7).Value().toDate() != e.validTo || rs.Fields(8).toDouble() != e.alertDays) {
+        if (rs.Fields(9).isNull()) {
+            // Seen for the first time: sequence 0. Numbers and dates only go into the text.
+            fresh << QStringLiteral("(%1, %2, %3, %4, 0)")
+                         .arg(department)
+                         .arg(e.agreementId)
+                         .arg(literal(e.validTo))
+                         .arg(e.alertDays, 0, 'g', 17);
+        } else if (e.sequence = rs.Fields(9).toLong();
+                   rs.Fields(7).Value().toDate() != e.validTo || rs.Fields(8).toDouble() != e.alertDays) {
             ++e.sequence;
             if (!bump) {
                 bump = std::make_unique<platform::Command>(con);
@@ -144,6 +149,11 @@ QList<CalendarEvent> calendarEvents(platform::Connection &con, qint16 department
         }
         events.append(e);
     }
+    constexpr qsizetype Batch = 500;
+    for (qsizetype first = 0; first < fresh.size(); first += Batch)
+        con.Execute(QStringLiteral("insert into ") + QLatin1String(table::RenewalCalendar) +
+                    QStringLiteral(" (DepartmentID, AgreementID, ValidTo, AlertDays, Sequence) values ") +
+                    fresh.mid(first, Batch).join(QStringLiteral(", ")));
     return events;
 }
 
@@ -159,13 +169,15 @@ QByteArray calendarText(const QList<CalendarEvent> &events, qint16 department, c
     icalproperty_set_x_name(name, "X-WR-CALNAME");
     icalcomponent_add_property(calendar.get(), name);
     // The events are made and written one at a time, so that a large register never sits in memory twice.
-    const QByteArray whole = textOf(calendar.get());
+    QByteArray whole;
+    appendText(whole, calendar.get());
     const QByteArray end = QByteArrayLiteral("END:VCALENDAR");
     QByteArray text = whole.left(whole.lastIndexOf(end));
+    text.reserve(events.size() * 600);
     const icaltimetype when =
         icaltime_from_timet_with_zone(stamp.toSecsSinceEpoch(), 0, icaltimezone_get_utc_timezone());
     for (const CalendarEvent &e : events)
-        text += textOf(eventOf(e, when).get());
+        appendText(text, eventOf(e, when).get());
     return text + whole.mid(whole.lastIndexOf(end));
 }
 

@@ -172,7 +172,7 @@ DueForRenewalWindow::DueForRenewalWindow(const QList<RenewalRow> &rows, const QD
     // Room for every column and up to twelve rows; more rows scroll.
     const int rowPixels = mfgDue->verticalHeader()->defaultSectionSize();
     const int visibleRows = std::min(int(rows.size()), 12) + 1;
-    resize(std::clamp(platform::twipsToPixels(twips, this) + 60, 640, 1200), rowPixels * visibleRows + 160);
+    resize(std::clamp(platform::twipsToPixels(twips, this) + 60, 640, 1320), rowPixels * visibleRows + 160);
 }
 
 void DueForRenewalWindow::showState(int row)
@@ -231,7 +231,7 @@ int showDueForRenewal(platform::Connection &con, qint16 department, const QDate 
     if (rows.isEmpty())
         return 0;
 
-    DueForRenewalWindow window(rows, processDate, screenshot.isEmpty() ? &*alerts : nullptr);
+    DueForRenewalWindow window(rows, processDate, &*alerts);
     if (!screenshot.isEmpty()) {
         // Rendered, never waited for: a run without a user must not stop here.
         saveScreenshot(&window, screenshot);
