@@ -1,7 +1,6 @@
 #include "host/renewals/calendar.h"
 
 #include "host/hostsupport.h"
-#include "host/renewals/renewals.h"
 
 #include "data/schema.h"
 #include "platform/database/connection.h"
@@ -94,6 +93,20 @@ QString literal(const QDate &date)
     return QLatin1Char('\'') + date.toString(QStringLiteral("yyyyMMdd")) + QLatin1Char('\'');
 }
 
+// Alert days as the renewal rules count them: a number, or a text that reads as one; anything else none.
+// Read here rather than in the statement, which then reads the register's rows as they are.
+double alertDaysOf(const QVariant &value)
+{
+    if (value.isNull())
+        return 0;
+    if (value.typeId() == QMetaType::QString) {
+        bool ok = false;
+        const double days = value.toString().trimmed().toDouble(&ok);
+        return ok && std::isfinite(days) ? days : 0;
+    }
+    return value.toDouble();
+}
+
 } // namespace
 
 QString calendarUid(qint16 department, qint32 agreementId)
@@ -103,14 +116,14 @@ QString calendarUid(qint16 department, qint32 agreementId)
 
 QList<CalendarEvent> calendarEvents(platform::Connection &con, qint16 department)
 {
-    const QString live = QStringLiteral(" where agrDepartmentid = ") + QString::number(department) +
-                         QStringLiteral(" and (agrcancelled is null or agrcancelled <> 1) and datediff(day, "
-                                        "'19000101', agrValidTodate) is not null");
+    const QString live =
+        QStringLiteral(" where agrDepartmentid = ") + QString::number(department) +
+        QStringLiteral(" and (agrcancelled is null or agrcancelled <> 1) and agrValidTodate is not "
+                       "null");
     platform::Recordset rs = con.Execute(
         QStringLiteral("select agragreementid, agragreementNo, agragreementdesc, agragreementwith, "
-                       "alertremarks, agrValidTodate, ") +
-        alertDaysExpression() +
-        QStringLiteral(", ValidTo, AlertDays, Sequence from agreementregister left join ") +
+                       "alertremarks, agrValidTodate, alertnoofdays, ValidTo, AlertDays, Sequence from "
+                       "agreementregister left join ") +
         QLatin1String(table::RenewalCalendar) +
         QStringLiteral(" on DepartmentID = agrDepartmentid and AgreementID = agragreementid") + live +
         QStringLiteral(" order by agragreementid"));
@@ -126,8 +139,11 @@ QList<CalendarEvent> calendarEvents(platform::Connection &con, qint16 department
         e.description = rs.Fields(2).joinEmpty();
         e.with = rs.Fields(3).joinEmpty();
         e.alertRemarks = rs.Fields(4).joinEmpty();
-        e.validTo = rs.Fields(5).toDate();
-        e.alertDays = rs.Fields(6).toDouble();
+        // A valid-to date that is no date (the entry form's blank box) has no event.
+        e.validTo = rs.Fields(5).Value().toDate();
+        if (!e.validTo.isValid())
+            continue;
+        e.alertDays = alertDaysOf(rs.Fields(6).Value());
         if (rs.Fields(9).isNull()) {
             // Seen for the first time: sequence 0. Numbers and dates only go into the text.
             fresh << QStringLiteral("(%1, %2, %3, %4, 0)")
