@@ -33,6 +33,12 @@ using bench::line;
 using bench::median;
 using bench::ms;
 
+// The fastest of the repeats: on a machine shared with other work, the run least disturbed by it.
+double fastest(const std::vector<double> &values)
+{
+    return *std::min_element(values.begin(), values.end());
+}
+
 const QDate Today(2026, 11, 15);
 constexpr int Agreements = 100000;
 constexpr int Repeats = 5;
@@ -329,7 +335,7 @@ void runBackend(const QString &label, platform::Connection &con)
     const double firstRun = ms(timer);
     std::vector<double> stated, rulesAlone, sameDay;
     int statedRows = 0;
-    for (int r = 1; r <= Repeats; ++r) {
+    for (int r = 1; r <= 3 * Repeats; ++r) {
         const QDate day = Today.addDays(r);
         timer.restart();
         rows = int(host::dueForRenewal(con, 1, day).size());
@@ -346,13 +352,13 @@ void runBackend(const QString &label, platform::Connection &con)
              "%7; the same day again %8 ms (ratio %9); the first run, arming %10 alerts, %11 ms")
              .arg(label)
              .arg(Agreements)
-             .arg(median(stated), 0, 'f', 2)
+             .arg(fastest(stated), 0, 'f', 2)
              .arg(statedRows)
-             .arg(median(rulesAlone), 0, 'f', 2)
+             .arg(fastest(rulesAlone), 0, 'f', 2)
              .arg(rows)
-             .arg(median(stated) / median(rulesAlone), 0, 'f', 2)
-             .arg(median(sameDay), 0, 'f', 2)
-             .arg(median(sameDay) / median(rulesAlone), 0, 'f', 2)
+             .arg(fastest(stated) / fastest(rulesAlone), 0, 'f', 2)
+             .arg(fastest(sameDay), 0, 'f', 2)
+             .arg(fastest(sameDay) / fastest(rulesAlone), 0, 'f', 2)
              .arg(armed)
              .arg(firstRun, 0, 'f', 0));
 
@@ -367,7 +373,7 @@ void runBackend(const QString &label, platform::Connection &con)
     con.CommitTrans();
     std::vector<double> calendars, libicals;
     qsizetype rawBytes = 0;
-    for (int r = 0; r < 3; ++r) {
+    for (int r = 0; r < Repeats; ++r) {
         timer.restart();
         host::writeCalendar(con, 1, ics);
         calendars.push_back(ms(timer));
@@ -376,16 +382,17 @@ void runBackend(const QString &label, platform::Connection &con)
         libicals.push_back(ms(timer));
     }
     line(QStringLiteral("%1 %2: calendar of %3 events %4 ms (%5 MB; the first write, numbering them, %6 ms); "
-                        "libical making and serialising the same events from memory %7 ms (%8 MB): ratio %9")
+                        "libical making and serialising the same events from memory %7 ms (%8 MB): ratio %9 "
+                        "(fastest of 5)")
              .arg(label)
              .arg(Agreements)
              .arg(events)
-             .arg(median(calendars), 0, 'f', 0)
+             .arg(fastest(calendars), 0, 'f', 0)
              .arg(double(QFileInfo(ics).size()) / 1e6, 0, 'f', 1)
              .arg(firstCalendar, 0, 'f', 0)
-             .arg(median(libicals), 0, 'f', 0)
+             .arg(fastest(libicals), 0, 'f', 0)
              .arg(double(rawBytes) / 1e6, 0, 'f', 1)
-             .arg(median(calendars) / median(libicals), 0, 'f', 2));
+             .arg(fastest(calendars) / fastest(libicals), 0, 'f', 2));
 
     // The export, beside the raw read and the raw read with libxlsxwriter writing its cells.
     QTemporaryDir folder;

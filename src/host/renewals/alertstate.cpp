@@ -186,8 +186,28 @@ QList<RenewalRow> RenewalAlerts::evaluate()
                         "do update set LastProcessDate = excluded.LastProcessDate"),
                 {m_department, m_date});
     });
-    // An alert another program raised at the same moment is theirs to report.
-    rows.removeIf([](const RenewalRow &row) { return row.alertId == 0; });
+    // An alert another program armed at the same moment is theirs to report as raised; it is listed here
+    // as it stands.
+    for (RenewalRow &row : rows) {
+        if (row.alertId != 0)
+            continue;
+        platform::Recordset theirs =
+            run(m_con,
+                QStringLiteral("select AlertID, State, StateBy, SnoozedUntil from ") +
+                    QLatin1String(table::RenewalAlerts) +
+                    QStringLiteral(
+                        " where DepartmentID = ? and AgreementID = ? and ValidTo = ? and AlertDays = ?"),
+                {m_department, row.agreementId, row.validTo, row.alertDays});
+        if (theirs.isEOF())
+            continue;
+        row.alertId = theirs.Fields(0).toLong();
+        row.state = stateOf(theirs.Fields(1).joinEmpty());
+        row.stateBy = theirs.Fields(2).joinEmpty();
+        row.snoozedUntil = theirs.Fields(3).isNull() ? QDate() : theirs.Fields(3).toDate();
+    }
+    rows.removeIf([this](const RenewalRow &row) {
+        return row.alertId == 0 || !wantsAttention(row.state, row.snoozedUntil, m_date);
+    });
     return rows;
 }
 
