@@ -235,9 +235,14 @@ void tst_alertstate::changesAndActions()
     QCOMPARE(agreements(rows, true), (QList<int>{1}));
     QCOMPARE(rows.first().alertId, first);
     QCOMPARE(actions(*con, QStringLiteral("raised"), first), 2);
-    // A date moved out of reach closes the alert and raises nothing until the rules list it again.
+    // A date moved out of reach closes the alert (on the next processing day) and raises nothing until the
+    // rules list it again.
     setValidTo(*con, 1, 2, today.addDays(400));
     QCOMPARE(agreements(alertsOn(*con, today.addDays(2)).evaluate(), false), (QList<int>{1}));
+    QCOMPARE(agrtest::countRows(*con, QStringLiteral("aRenewalAlerts"),
+                                QStringLiteral("AgreementID = 2 and State = 'closed'")),
+             0);
+    QCOMPARE(agreements(alertsOn(*con, today.addDays(3)).evaluate(), false), (QList<int>{1}));
     QCOMPARE(agrtest::countRows(*con, QStringLiteral("aRenewalAlerts"),
                                 QStringLiteral("AgreementID = 2 and State = 'closed'")),
              1);
@@ -260,7 +265,7 @@ void tst_alertstate::changesAndActions()
 
     // Cancelled: closed, never listed again.
     con->Execute(QStringLiteral("update agreementregister set agrcancelled = 1 where agragreementid = 1"));
-    QVERIFY(!agreements(alertsOn(*con, today.addDays(3)).evaluate(), false).contains(1));
+    QVERIFY(!agreements(alertsOn(*con, today.addDays(4)).evaluate(), false).contains(1));
     QCOMPARE(agrtest::scalar(*con,
                              QStringLiteral("select State from aRenewalAlerts where AlertID = %1").arg(first))
                  .toString(),

@@ -162,17 +162,14 @@ QList<RenewalRow> RenewalAlerts::evaluate()
     }
 
     const bool advance = !lastRun.isValid() || lastRun < m_date;
-    const QList<std::pair<qint32, QString>> changed = changedAlerts(matched);
+    // Cancelled, gone or moved out of the rules' reach: looked for once a processing day. A new date that the
+    // rules list closes the old alert at once, when the new one is armed.
+    const QList<std::pair<qint32, QString>> changed =
+        advance ? changedAlerts(matched) : QList<std::pair<qint32, QString>>();
     if (!toArm && !advance && changed.isEmpty())
         return rows;
     inTransaction(m_con, [&] {
-        for (const auto &[id, note] : changed) {
-            run(m_con,
-                QStringLiteral("update ") + QLatin1String(table::RenewalAlerts) +
-                    QStringLiteral(" set State = 'closed', StateBy = ?, StateAt = ? where AlertID = ?"),
-                {m_login, QDateTime::currentDateTime(), id});
-            record(id, QStringLiteral("closed"), QDate(), note);
-        }
+        close(changed);
         QList<RenewalRow *> unarmed;
         for (RenewalRow &row : rows)
             if (row.alertId == 0)
@@ -254,6 +251,26 @@ void RenewalAlerts::arm(const QList<RenewalRow *> &unarmed)
         }
         if (ids.isEmpty())
             continue;
+        // The agreement's earlier alerts, for other dates, are over.
+        QList<std::pair<qint32, QString>> superseded;
+        QStringList agreementIds;
+        for (auto it = byAgreement.cbegin(); it != byAgreement.cend(); ++it)
+            agreementIds << QString::number(it.key());
+        platform::Recordset older = m_con.Execute(
+            QStringLiteral("select AlertID, AgreementID, ValidTo from ") +
+            QLatin1String(table::RenewalAlerts) + QStringLiteral(" where DepartmentID = ") +
+            QString::number(m_department) +
+            QStringLiteral(" and State in ('open', 'acknowledged', 'snoozed') and AgreementID in (") +
+            agreementIds.join(QLatin1Char(',')) + QStringLiteral(") and AlertID not in (") +
+            ids.join(QLatin1Char(',')) + QLatin1Char(')'));
+        for (; !older.isEOF(); older.MoveNext()) {
+            const RenewalRow *row = byAgreement.value(older.Fields(1).toLong());
+            superseded.append(
+                {older.Fields(0).toLong(), row && older.Fields(2).Value().toDate() == row->validTo
+                                               ? QStringLiteral("alert days changed")
+                                               : QStringLiteral("valid-to date changed")});
+        }
+        close(superseded);
         run(m_con,
             QStringLiteral("insert into ") + QLatin1String(table::RenewalAlertHistory) +
                 QStringLiteral(
@@ -262,6 +279,17 @@ void RenewalAlerts::arm(const QList<RenewalRow *> &unarmed)
                 QLatin1String(table::RenewalAlerts) + QStringLiteral(" where AlertID in (") +
                 ids.join(QLatin1Char(',')) + QLatin1Char(')'),
             {m_login, QDateTime::currentDateTime()});
+    }
+}
+
+void RenewalAlerts::close(const QList<std::pair<qint32, QString>> &alerts)
+{
+    for (const auto &[id, note] : alerts) {
+        run(m_con,
+            QStringLiteral("update ") + QLatin1String(table::RenewalAlerts) +
+                QStringLiteral(" set State = 'closed', StateBy = ?, StateAt = ? where AlertID = ?"),
+            {m_login, QDateTime::currentDateTime(), id});
+        record(id, QStringLiteral("closed"), QDate(), note);
     }
 }
 

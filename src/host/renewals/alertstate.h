@@ -53,6 +53,7 @@ private:
                 const QString &note = QString());
     void arm(const QList<RenewalRow *> &unarmed);
     QList<std::pair<qint32, QString>> changedAlerts(const QSet<qint32> &matched);
+    void close(const QList<std::pair<qint32, QString>> &alerts); // with why, in the history
 
     platform::Connection &m_con;
     qint16 m_department;

@@ -42,44 +42,75 @@ int reminderDays(double alertDays)
     return alertDays > 0 ? int(std::floor(std::min(alertDays, 36500.0))) : 0;
 }
 
-Component eventOf(const CalendarEvent &e, const icaltimetype &stamp)
+// One VEVENT with its VALARM, made once and given each agreement's values in turn: the events differ only
+// in their values, and making a component per event would cost as much again as writing it.
+class EventWriter
 {
-    Component event(icalcomponent_new(ICAL_VEVENT_COMPONENT));
-    const QString validTo = e.validTo.toString(QStringLiteral("dd/MM/yyyy"));
-    icalcomponent_add_property(
-        event.get(), icalproperty_new_uid(utf8(calendarUid(e.department, e.agreementId)).constData()));
-    icalcomponent_add_property(event.get(), icalproperty_new_dtstamp(stamp));
-    icalcomponent_add_property(event.get(), icalproperty_new_dtstart(dayOf(e.validTo)));
-    icalcomponent_add_property(event.get(), icalproperty_new_dtend(dayOf(e.validTo.addDays(1))));
-    icalcomponent_add_property(event.get(), icalproperty_new_sequence(e.sequence));
-    icalcomponent_add_property(event.get(), icalproperty_new_transp(ICAL_TRANSP_TRANSPARENT));
-    const QString summary = e.number + QStringLiteral(" ends") +
-                            (e.description.isEmpty() ? QString() : QStringLiteral(": ") + e.description);
-    icalcomponent_add_property(event.get(), icalproperty_new_summary(utf8(summary).constData()));
-    QString description = QStringLiteral("Agreement %1").arg(e.number);
-    if (!e.with.isEmpty())
-        description += QStringLiteral(" with ") + e.with;
-    description += QStringLiteral(" is valid to ") + validTo + QLatin1Char('.');
-    if (!e.description.isEmpty())
-        description += QLatin1Char('\n') + e.description;
-    if (!e.alertRemarks.isEmpty())
-        description += QLatin1Char('\n') + e.alertRemarks;
-    icalcomponent_add_property(event.get(), icalproperty_new_description(utf8(description).constData()));
+public:
+    explicit EventWriter(const icaltimetype &stamp) : m_event(icalcomponent_new(ICAL_VEVENT_COMPONENT))
+    {
+        icalcomponent *event = m_event.get();
+        icalcomponent_add_property(event, m_uid = icalproperty_new_uid(""));
+        icalcomponent_add_property(event, icalproperty_new_dtstamp(stamp));
+        icalcomponent_add_property(event, m_start = icalproperty_new_dtstart(icaltime_null_date()));
+        icalcomponent_add_property(event, m_end = icalproperty_new_dtend(icaltime_null_date()));
+        icalcomponent_add_property(event, m_sequence = icalproperty_new_sequence(0));
+        icalcomponent_add_property(event, icalproperty_new_transp(ICAL_TRANSP_TRANSPARENT));
+        icalcomponent_add_property(event, m_summary = icalproperty_new_summary(""));
+        icalcomponent_add_property(event, m_description = icalproperty_new_description(""));
+        icalcomponent *alarm = icalcomponent_new(ICAL_VALARM_COMPONENT);
+        icalcomponent_add_property(alarm, icalproperty_new_action(ICAL_ACTION_DISPLAY));
+        icaltriggertype trigger{};
+        trigger.time = icaltime_null_time();
+        trigger.duration = icaldurationtype_null_duration();
+        icalcomponent_add_property(alarm, m_trigger = icalproperty_new_trigger(trigger));
+        icalcomponent_add_property(alarm, m_reminder = icalproperty_new_description(""));
+        icalcomponent_add_component(event, alarm);
+    }
 
-    icalcomponent *alarm = icalcomponent_new(ICAL_VALARM_COMPONENT);
-    icalcomponent_add_property(alarm, icalproperty_new_action(ICAL_ACTION_DISPLAY));
-    icaltriggertype trigger{};
-    trigger.time = icaltime_null_time();
-    trigger.duration = icaldurationtype_from_int(-reminderDays(e.alertDays) * 86400);
-    icalcomponent_add_property(alarm, icalproperty_new_trigger(trigger));
-    const QString reminder =
-        e.alertRemarks.isEmpty()
-            ? QStringLiteral("Agreement %1 is due for renewal by %2").arg(e.number, validTo)
-            : e.alertRemarks;
-    icalcomponent_add_property(alarm, icalproperty_new_description(utf8(reminder).constData()));
-    icalcomponent_add_component(event.get(), alarm);
-    return event;
-}
+    icalcomponent *eventOf(const CalendarEvent &e)
+    {
+        const QString validTo = e.validTo.toString(QStringLiteral("dd/MM/yyyy"));
+        icalproperty_set_uid(m_uid, utf8(calendarUid(e.department, e.agreementId)).constData());
+        icalproperty_set_dtstart(m_start, dayOf(e.validTo));
+        icalproperty_set_dtend(m_end, dayOf(e.validTo.addDays(1)));
+        icalproperty_set_sequence(m_sequence, e.sequence);
+        icalproperty_set_summary(
+            m_summary, utf8(e.number + QStringLiteral(" ends") +
+                            (e.description.isEmpty() ? QString() : QStringLiteral(": ") + e.description))
+                           .constData());
+        QString description = QStringLiteral("Agreement ") + e.number;
+        if (!e.with.isEmpty())
+            description += QStringLiteral(" with ") + e.with;
+        description += QStringLiteral(" is valid to ") + validTo + QLatin1Char('.');
+        if (!e.description.isEmpty())
+            description += QLatin1Char('\n') + e.description;
+        if (!e.alertRemarks.isEmpty())
+            description += QLatin1Char('\n') + e.alertRemarks;
+        icalproperty_set_description(m_description, utf8(description).constData());
+        icaltriggertype trigger{};
+        trigger.time = icaltime_null_time();
+        trigger.duration = icaldurationtype_from_int(-reminderDays(e.alertDays) * 86400);
+        icalproperty_set_trigger(m_trigger, trigger);
+        const QString reminder =
+            e.alertRemarks.isEmpty()
+                ? QStringLiteral("Agreement %1 is due for renewal by %2").arg(e.number, validTo)
+                : e.alertRemarks;
+        icalproperty_set_description(m_reminder, utf8(reminder).constData());
+        return m_event.get();
+    }
+
+private:
+    Component m_event;
+    icalproperty *m_uid;
+    icalproperty *m_start;
+    icalproperty *m_end;
+    icalproperty *m_sequence;
+    icalproperty *m_summary;
+    icalproperty *m_description;
+    icalproperty *m_trigger;
+    icalproperty *m_reminder;
+};
 
 void appendText(QByteArray &to, icalcomponent *component)
 {
@@ -192,8 +223,9 @@ QByteArray calendarText(const QList<CalendarEvent> &events, qint16 department, c
     text.reserve(events.size() * 600);
     const icaltimetype when =
         icaltime_from_timet_with_zone(stamp.toSecsSinceEpoch(), 0, icaltimezone_get_utc_timezone());
+    EventWriter writer(when);
     for (const CalendarEvent &e : events)
-        appendText(text, eventOf(e, when).get());
+        appendText(text, writer.eventOf(e));
     return text + whole.mid(whole.lastIndexOf(end));
 }
 
