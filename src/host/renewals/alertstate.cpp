@@ -165,7 +165,7 @@ QList<RenewalRow> RenewalAlerts::evaluate()
     // Cancelled, gone or moved out of the rules' reach: looked for once a processing day. A new date that the
     // rules list closes the old alert at once, when the new one is armed.
     const QList<std::pair<qint32, QString>> changed =
-        advance ? changedAlerts(matched) : QList<std::pair<qint32, QString>>();
+        advance ? changedAlerts(matched, expiredFrom) : QList<std::pair<qint32, QString>>();
     if (!toArm && !advance && changed.isEmpty())
         return rows;
     inTransaction(m_con, [&] {
@@ -296,15 +296,20 @@ void RenewalAlerts::close(const QList<std::pair<qint32, QString>> &alerts)
 // The alerts still wanting something whose agreement was cancelled, or whose valid-to date or alert days
 // are no longer the alert's, with why: they are closed, and a new alert is armed for the new dates when the
 // rules list them.
-QList<std::pair<qint32, QString>> RenewalAlerts::changedAlerts(const QSet<qint32> &matched)
+QList<std::pair<qint32, QString>> RenewalAlerts::changedAlerts(const QSet<qint32> &matched,
+                                                               const QDate &expiredFrom)
 {
     // The alerts the rules' statement found with their agreement's own dates are as they were; only the rest
-    // (changed, cancelled, or out of the rules' reach) are looked up, by agreement id.
+    // within its reach (changed, cancelled or gone) are looked up, by agreement id. An alert whose valid-to
+    // date has left the reach stays as it is: a new date for its agreement closes it when the new alert is
+    // armed, and escalation passes over it once its agreement is cancelled or has other dates.
     QHash<qint32, std::pair<qint32, RenewalRow>> others; // agreement -> alert, its dates
-    platform::Recordset alerts = m_con.Execute(
-        QStringLiteral("select AlertID, AgreementID, ValidTo, AlertDays from ") +
-        QLatin1String(table::RenewalAlerts) + QStringLiteral(" where DepartmentID = ") +
-        QString::number(m_department) + QStringLiteral(" and State in ('open', 'acknowledged', 'snoozed')"));
+    platform::Recordset alerts =
+        m_con.Execute(QStringLiteral("select AlertID, AgreementID, ValidTo, AlertDays from ") +
+                      QLatin1String(table::RenewalAlerts) + QStringLiteral(" where DepartmentID = ") +
+                      QString::number(m_department) +
+                      QStringLiteral(" and State in ('open', 'acknowledged', 'snoozed') and ValidTo >= ") +
+                      literal(expiredFrom));
     for (; !alerts.isEOF(); alerts.MoveNext()) {
         const qint32 id = alerts.Fields(0).toLong();
         if (matched.contains(id))
@@ -352,8 +357,10 @@ QList<RenewalRow> RenewalAlerts::escalate(int days)
         literal(m_date) +
         QStringLiteral(", agrValidTodate), AlertDays, State, StateBy, SnoozedUntil, DueDate from ") +
         QLatin1String(table::RenewalAlerts) +
-        QStringLiteral(" join agreementregister on agrDepartmentid = DepartmentID and agragreementid = "
-                       "AgreementID where DepartmentID = ") +
+        QStringLiteral(
+            " join agreementregister on agrDepartmentid = DepartmentID and agragreementid = "
+            "AgreementID and agrValidTodate = ValidTo and (agrcancelled is null or agrcancelled <> 1) "
+            "where DepartmentID = ") +
         QString::number(m_department) +
         QStringLiteral(" and EscalatedOn is null and (State = 'open' or (State = 'snoozed' and SnoozedUntil "
                        "<= ") +

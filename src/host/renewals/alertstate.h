@@ -52,7 +52,7 @@ private:
     void record(qint32 alert, const QString &action, const QDate &until = QDate(),
                 const QString &note = QString());
     void arm(const QList<RenewalRow *> &unarmed);
-    QList<std::pair<qint32, QString>> changedAlerts(const QSet<qint32> &matched);
+    QList<std::pair<qint32, QString>> changedAlerts(const QSet<qint32> &matched, const QDate &expiredFrom);
     void close(const QList<std::pair<qint32, QString>> &alerts); // with why, in the history
 
     platform::Connection &m_con;
