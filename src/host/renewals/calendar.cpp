@@ -153,7 +153,9 @@ QList<CalendarEvent> calendarEvents(platform::Connection &con, qint16 department
                        "null");
     platform::Recordset rs = con.Execute(
         QStringLiteral("select agragreementid, agragreementNo, agragreementdesc, agragreementwith, "
-                       "alertremarks, agrValidTodate, alertnoofdays, ValidTo, AlertDays, Sequence from "
+                       "alertremarks, agrValidTodate, alertnoofdays, case when ValidTo = agrValidTodate then "
+                       "1 else 0 end, "
+                       "AlertDays, Sequence from "
                        "agreementregister left join ") +
         QLatin1String(table::RenewalCalendar) +
         QStringLiteral(" on DepartmentID = agrDepartmentid and AgreementID = agragreementid") + live +
@@ -183,7 +185,7 @@ QList<CalendarEvent> calendarEvents(platform::Connection &con, qint16 department
                          .arg(literal(e.validTo))
                          .arg(e.alertDays, 0, 'g', 17);
         } else if (e.sequence = rs.Fields(9).toLong();
-                   rs.Fields(7).Value().toDate() != e.validTo || rs.Fields(8).toDouble() != e.alertDays) {
+                   rs.Fields(7).toLong() != 1 || rs.Fields(8).toDouble() != e.alertDays) {
             ++e.sequence;
             if (!bump) {
                 bump = std::make_unique<platform::Command>(con);
