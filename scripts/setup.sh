@@ -3,7 +3,7 @@
 set -euo pipefail
 
 packages=(g++ cmake ninja-build pkg-config qt6-base-dev libqt6sql6-sqlite libqt6sql6-psql libqt6sql6-odbc
-          libsqlite3-dev libgl-dev fonts-dejavu-core libxlsxwriter-dev
+          libsqlite3-dev libgl-dev fonts-dejavu-core libxlsxwriter-dev libical-dev
           # Fonts for what DejaVu lacks, so that Tamil, Chinese and emoji are shown and printed, not dropped.
           fonts-lohit-taml fonts-wqy-microhei fonts-symbola)
 if [[ ${1:-} == --tests ]]; then

@@ -25,15 +25,26 @@ constexpr char Read[] = "SELECT";
 constexpr char Append[] = "SELECT, INSERT";
 
 // The register's header and detail tables with their department column.
+// The register's header and detail tables and the host's renewal tables with their department column; a
+// login's own put-aside day is its own besides.
 struct DepartmentTable
 {
     const char *table;
     const char *department;
+    const char *also = nullptr;
 };
 constexpr DepartmentTable DepartmentTables[] = {
-    {"agreementregister", "agrDepartmentid"},         {"AgreementDetails", "agdDepartmentid"},
-    {"AgreementSignedDetails", "agsDepartmentid"},    {"AgreementWitnessDetails", "agwDepartmentid"},
-    {"AgreementFinancialDetails", "agfDepartmentid"}, {"AgreementContents", "agcDepartmentid"},
+    {"agreementregister", "agrDepartmentid"},
+    {"AgreementDetails", "agdDepartmentid"},
+    {"AgreementSignedDetails", "agsDepartmentid"},
+    {"AgreementWitnessDetails", "agwDepartmentid"},
+    {"AgreementFinancialDetails", "agfDepartmentid"},
+    {"AgreementContents", "agcDepartmentid"},
+    {table::RenewalAlerts, "DepartmentID"},
+    {table::RenewalAlertHistory, "DepartmentID"},
+    {table::RenewalAlertRuns, "DepartmentID"},
+    {table::RenewalSnoozes, "DepartmentID", "LoginName = session_user"},
+    {table::RenewalCalendar, "DepartmentID"},
 };
 
 constexpr char DepartmentPolicy[] = "agr_departments";
@@ -97,6 +108,12 @@ const QList<TableGrant> &ClerkGrants()
         {table::KeyCounters, "SELECT, INSERT, UPDATE"},
         {table::ActivityLog, Append},
         {table::FaultLog, Append},
+        // The host's renewal alerts: their state changes, their history is appended to.
+        {table::RenewalAlerts, "SELECT, INSERT, UPDATE"},
+        {table::RenewalAlertHistory, Append},
+        {table::RenewalAlertRuns, "SELECT, INSERT, UPDATE"},
+        {table::RenewalSnoozes, "SELECT, INSERT, UPDATE"},
+        {table::RenewalCalendar, "SELECT, INSERT, UPDATE"},
         // The masters, and the login's own mapping.
         {"acompanymaster", Read},
         {"adepartmentmaster", Read},
@@ -192,7 +209,10 @@ void SecureSchema(platform::Connection &con)
                            QLatin1String(table::LoginDepartments) +
                            QStringLiteral(" where LoginName = session_user)");
     for (const DepartmentTable &t : DepartmentTables) {
-        const QString rule = QStringLiteral("(") + QLatin1String(t.department) + mapped + QLatin1Char(')');
+        QString rule = QStringLiteral("(") + QLatin1String(t.department) + mapped + QLatin1Char(')');
+        if (t.also)
+            rule = QStringLiteral("(") + rule + QStringLiteral(" and ") + QLatin1String(t.also) +
+                   QLatin1Char(')');
         createPolicy(con, QLatin1String(t.table), DepartmentPolicy,
                      QStringLiteral(" using ") + rule + QStringLiteral(" with check ") + rule);
     }

@@ -236,6 +236,52 @@ const std::vector<Table> &tables()
         {table::LoginDepartments,
          {{"LoginName", Text, "NOT NULL"}, {"DepartmentID", SmallInt, "NOT NULL"}},
          "UNIQUE (LoginName, DepartmentID)"},
+
+        // The host's own: the state of each renewal alert, one row per agreement, valid-to date and alert
+        // days (a change of either arms a new one), with the history of what was done with it; the last
+        // processing date on which a department's alerts were evaluated, so that days nobody ran are caught
+        // up; the day until which a login put the renewal window aside; the calendar's sequence numbers.
+        {table::RenewalAlerts,
+         {{"AlertID", Identity},
+          {"DepartmentID", SmallInt, "NOT NULL"},
+          {"AgreementID", Integer, "NOT NULL"},
+          {"ValidTo", Date, "NOT NULL"},
+          {"AlertDays", Double, "NOT NULL"},
+          {"DueDate", Date, "NOT NULL"},
+          {"RaisedOn", Date, "NOT NULL"},
+          {"State", Text, "NOT NULL"},
+          {"StateBy", Text},
+          {"StateAt", DateTime},
+          {"SnoozedUntil", Date},
+          {"EscalatedOn", Date}},
+         "UNIQUE (DepartmentID, AgreementID, ValidTo, AlertDays)",
+         // Each evaluation reads the alerts still wanting something; done and closed ones pile up.
+         {"DepartmentID, State"}},
+        {table::RenewalAlertHistory,
+         {{"AlertID", Integer, "NOT NULL"},
+          {"DepartmentID", SmallInt, "NOT NULL"},
+          {"Action", Text, "NOT NULL"},
+          {"LoginName", Text},
+          {"ActedAt", DateTime},
+          {"ProcessDate", Date},
+          {"SnoozedUntil", Date},
+          {"Note", Text}},
+         nullptr,
+         {"AlertID"}},
+        {table::RenewalAlertRuns,
+         {{"DepartmentID", SmallInt, "NOT NULL PRIMARY KEY"}, {"LastProcessDate", Date, "NOT NULL"}}},
+        {table::RenewalSnoozes,
+         {{"LoginName", Text, "NOT NULL"},
+          {"DepartmentID", SmallInt, "NOT NULL"},
+          {"SnoozedUntil", Date, "NOT NULL"}},
+         "PRIMARY KEY (LoginName, DepartmentID)"},
+        {table::RenewalCalendar,
+         {{"DepartmentID", SmallInt, "NOT NULL"},
+          {"AgreementID", Integer, "NOT NULL"},
+          {"ValidTo", Date, "NOT NULL"},
+          {"AlertDays", Double, "NOT NULL"},
+          {"Sequence", Integer, "NOT NULL"}},
+         "PRIMARY KEY (DepartmentID, AgreementID)"},
     };
     return all;
 }

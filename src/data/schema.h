@@ -40,6 +40,8 @@ bool LoadDemoData(platform::Connection &con, const QDate &today);
 //                  handed out for a table (as its table name reads) and key column
 //   aLoginUsers   (LoginName text, UserID integer): the users a database login may act as
 //   aLoginDepartments (LoginName text, DepartmentID smallint): the departments it may act for
+// Tables of the host (the renewal alerts' state and the calendar's sequence numbers; docs/database.md):
+//   aRenewalAlerts, aRenewalAlertHistory, aRenewalAlertRuns, aRenewalSnoozes, aRenewalCalendar
 namespace table {
 inline constexpr char ActivityLog[] = "aActivityLog";
 inline constexpr char FaultLog[] = "aFaultLog";
@@ -47,6 +49,11 @@ inline constexpr char GridSettings[] = "aGridSettings";
 inline constexpr char KeyCounters[] = "aKeyCounters";
 inline constexpr char LoginUsers[] = "aLoginUsers";
 inline constexpr char LoginDepartments[] = "aLoginDepartments";
+inline constexpr char RenewalAlerts[] = "aRenewalAlerts";
+inline constexpr char RenewalAlertHistory[] = "aRenewalAlertHistory";
+inline constexpr char RenewalAlertRuns[] = "aRenewalAlertRuns";
+inline constexpr char RenewalSnoozes[] = "aRenewalSnoozes";
+inline constexpr char RenewalCalendar[] = "aRenewalCalendar";
 } // namespace table
 
 namespace demo {

@@ -212,7 +212,7 @@ int runModule(const QStringList &arguments)
         installScreenshotSeams(screenshot, saved);
 
     // What is due for renewal comes first; a screenshot run renders it beside the list's picture.
-    showDueForRenewal(con, who.userId, who.departmentId, date,
+    showDueForRenewal(con, who.departmentId, date,
                       screenshot.isEmpty() ? QString() : dueForRenewalScreenshot(screenshot));
 
     try {
