@@ -1,6 +1,7 @@
 #include "access.h"
 
 #include "schema.h"
+#include "searchindex.h"
 
 #include "platform/database/connection.h"
 #include "platform/runtime/errors.h"
@@ -31,9 +32,13 @@ struct DepartmentTable
     const char *department;
 };
 constexpr DepartmentTable DepartmentTables[] = {
-    {"agreementregister", "agrDepartmentid"},         {"AgreementDetails", "agdDepartmentid"},
-    {"AgreementSignedDetails", "agsDepartmentid"},    {"AgreementWitnessDetails", "agwDepartmentid"},
-    {"AgreementFinancialDetails", "agfDepartmentid"}, {"AgreementContents", "agcDepartmentid"},
+    {"agreementregister", "agrDepartmentid"},
+    {"AgreementDetails", "agdDepartmentid"},
+    {"AgreementSignedDetails", "agsDepartmentid"},
+    {"AgreementWitnessDetails", "agwDepartmentid"},
+    {"AgreementFinancialDetails", "agfDepartmentid"},
+    {"AgreementContents", "agcDepartmentid"},
+    {table::SearchRows, "DepartmentID"},
 };
 
 constexpr char DepartmentPolicy[] = "agr_departments";
@@ -97,6 +102,11 @@ const QList<TableGrant> &ClerkGrants()
         {table::KeyCounters, "SELECT, INSERT, UPDATE"},
         {table::ActivityLog, Append},
         {table::FaultLog, Append},
+        // The full-text index: its triggers write it as its owner; the program reading scanned pages in
+        // the clerk's session stores their text and index rows, and takes what it read off the queue.
+        {table::SearchRows, "SELECT, INSERT, DELETE"},
+        {table::ScanText, "SELECT, INSERT"},
+        {table::ScanUnread, "SELECT, DELETE"},
         // The masters, and the login's own mapping.
         {"acompanymaster", Read},
         {"adepartmentmaster", Read},
