@@ -2,6 +2,7 @@
 
 #include "host/commands/alertcommands.h"
 #include "host/commands/commands.h"
+#include "host/commands/searchcommands.h"
 
 #include <array>
 #include <cstring>
@@ -31,6 +32,8 @@ const auto table = std::to_array<CommandEntry>({
     {"export", CommandNeeds::Core, exportCommand,
      "[--database URL] [--department N] [--from yyyy-mm-dd] --out FILE.xlsx|FILE.csv"},
     {"audit", CommandNeeds::Core, audit, "verify [--database URL]"},
+    {"find", CommandNeeds::Core, find, "[--database URL] [--department N] [--format text|json] WORDS"},
+    {"index", CommandNeeds::Gui, index, "[--database URL] [--rebuild] [--languages eng+tam]"},
     {"register", CommandNeeds::Core, registerCommand, "[LIBRARY]"},
     {"unregister", CommandNeeds::Core, unregisterCommand, "[LIBRARY]"},
 });
