@@ -4,14 +4,19 @@
 
 #include "host/search/scanreader.h"
 #include "host/search/search.h"
+#include "host/windows/searchwindow.h"
 
 #include "data/access.h"
 #include "data/schema.h"
 #include "data/searchindex.h"
+#include "platform/grid/flexgrid.h"
+#include "platform/ui/seams.h"
 #include "support/testdb.h"
 
 #include <QBuffer>
 #include <QImage>
+#include <QLabel>
+#include <QLineEdit>
 #include <QPainter>
 #include <QTest>
 
@@ -98,6 +103,8 @@ private Q_SLOTS:
     void scannedPages();
     void hostileText_data() { agrtest::addBackends(); }
     void hostileText();
+    void windowOverTheList_data() { agrtest::addBackends(); }
+    void windowOverTheList();
 };
 
 // A word written in each indexed place is found there, in any case and without its accents.
@@ -343,6 +350,57 @@ void tst_search::hostileText()
     QCOMPARE(host::parseSearch(QStringLiteral("photoc"), true).terms.value(0).prefix, true);
     QCOMPARE(host::parseSearch(QStringLiteral("ph"), true).terms.value(0).prefix, false);
     QCOMPARE(keys(find(*con, QStringLiteral("photoc*"))).size(), 1);
+}
+
+// Ctrl+Shift+F in the list opens the window; hits follow the typing; Enter selects the agreement in the
+// list, and one the list does not show is told, not selected.
+void tst_search::windowOverTheList()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, true, true);
+    if (!con)
+        return;
+    con->Execute(QStringLiteral("insert into AgreementContents values (9, 1, 1, 'Clause Meerkat')"));
+    con->Execute(QStringLiteral("insert into AgreementContents values (4, 1, 1, 'Clause Mongoose')"));
+    con->Execute(QStringLiteral("insert into AgreementContents values (9, 2, 1, 'Clause Meerkat')"));
+    // A stand-in for the list: the window named as the module's, its grid with the ids in column 0.
+    QWidget list;
+    list.setObjectName(QStringLiteral("FrmMaster"));
+    auto *grid = new platform::FlexGrid(&list);
+    grid->setObjectName(QStringLiteral("mfgMaster"));
+    grid->setCols(3);
+    grid->setRows(4);
+    const QStringList ids = {QStringLiteral("3"), QStringLiteral("9"), QStringLiteral("12")};
+    for (int row = 1; row <= 3; ++row) {
+        grid->setTextMatrix(row, 0, ids.at(row - 1));
+        grid->setTextMatrix(row, 1, QStringLiteral("AG/") + ids.at(row - 1));
+    }
+    grid->setRow(1);
+    list.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&list));
+
+    host::ListSearchShortcut shortcut(*con, 1);
+    QStringList seen;
+    platform::setModalHandler([&](QWidget *form) {
+        auto *window = qobject_cast<host::SearchWindow *>(form);
+        QVERIFY(window);
+        QTest::keyClicks(window->txtFind, QStringLiteral("mongoo"));
+        seen << window->mfgHits->TextMatrix(1, int(host::FindCol::Number)) + QLatin1Char(' ') +
+                    window->mfgHits->TextMatrix(1, int(host::FindCol::Where));
+        QTest::keyClick(window->txtFind, Qt::Key_Return);
+        seen << window->lblStatus->text();
+        window->txtFind->setText(QStringLiteral("meerkat"));
+        QCOMPARE(window->hits().size(), 1);
+        seen << window->mfgHits->TextMatrix(1, int(host::FindCol::Excerpt));
+        QTest::keyClick(window->txtFind, Qt::Key_Return);
+        QVERIFY(!window->isVisible() || window->result() == QDialog::Accepted);
+    });
+    QTest::keyClick(grid, Qt::Key_F, Qt::ControlModifier | Qt::ShiftModifier);
+    platform::setModalHandler({});
+    QCOMPARE(seen, (QStringList{QStringLiteral("AG/4 content line 1"),
+                                QStringLiteral("AG/4 is not in the list: it is dated before the list's first day."),
+                                QStringLiteral("Clause [Meerkat]")}));
+    QCOMPARE(grid->Row(), 2);
 }
 
 QTEST_MAIN(tst_search)
