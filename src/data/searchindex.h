@@ -34,6 +34,10 @@ void CreateSearchIndex(platform::Connection &con);
 // Empties the index and fills it again from the tables; every scanned copy is queued again (its page text,
 // kept by the hash of its bytes, is not read again).
 void RebuildSearchIndex(platform::Connection &con);
+// SQLite: the full-text table takes the changes the triggers logged since the last search, in one
+// statement (FTS5 written row by row inside triggers costs a segment per statement). Nothing elsewhere.
+// Called before every search; inside an open transaction it leaves the log for the next one.
+void SyncSearchIndex(platform::Connection &con);
 // True when the connection's engine keeps the index.
 bool SearchIndexSupported(platform::Connection &con);
 

@@ -1,6 +1,7 @@
 #include "host/search/search.h"
 
 #include "platform/database/connection.h"
+#include "platform/runtime/errors.h"
 
 #include <QHash>
 #include <QJsonArray>
@@ -180,6 +181,9 @@ SearchResult findAgreements(platform::Connection &con, const SearchQuery &query,
     using Key = qint64; // department and agreement id
     auto keyOf = [](qint64 department, qint64 agreement) { return (department << 32) | quint32(agreement); };
 
+    // Another program may hold the write lock; the search then answers from the index as it stands, and
+    // rows removed since are still left out by the join with the index rows.
+    platform::Trap([&] { agr::schema::SyncSearchIndex(con); }, {});
     QHash<Key, Weighed> all;
     bool first = true;
     const QString statement = agr::schema::SearchTermStatement(con, departments, RowsPerTerm);
