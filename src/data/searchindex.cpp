@@ -184,7 +184,7 @@ void sqliteInstall(platform::Connection &con)
     // Case and accents are folded by the tokenizer, on the texts and on the queries alike.
     statements << QStringLiteral("create virtual table if not exists agrSearchFts using fts5(Body, "
                                  "content='agrSearchRows', content_rowid='RowID', "
-                                 "tokenize='unicode61 remove_diacritics 2')");
+                                 "tokenize='unicode61 remove_diacritics 2', prefix='2 3')");
     // FTS5 written inside a trigger writes a segment of its own for every statement, which made a save of
     // 5 x 200 detail lines four times slower; the triggers log the changes instead, and the full-text table
     // takes them in one statement before the next search (SyncSearchIndex).

@@ -17,8 +17,6 @@ namespace {
 
 using agr::schema::SearchTerm;
 
-// Rows of one term weighed at most; a term found in more rows is "too common" and its hits are partial.
-constexpr int RowsPerTerm = 50000;
 constexpr int MinPrefix = 2;
 constexpr int ImplicitPrefix = 3;
 
@@ -168,7 +166,7 @@ SearchQuery parseSearch(const QString &text, bool asYouType)
 }
 
 SearchResult findAgreements(platform::Connection &con, const SearchQuery &query,
-                            const QList<int> &departments, int limit)
+                            const QList<int> &departments, int limit, int rowsPerTerm)
 {
     SearchResult result;
     if (query.terms.isEmpty())
@@ -186,13 +184,13 @@ SearchResult findAgreements(platform::Connection &con, const SearchQuery &query,
     platform::Trap([&] { agr::schema::SyncSearchIndex(con); }, {});
     QHash<Key, Weighed> all;
     bool first = true;
-    const QString statement = agr::schema::SearchTermStatement(con, departments, RowsPerTerm);
+    const QString statement = agr::schema::SearchTermStatement(con, departments, rowsPerTerm);
     for (const SearchTerm &term : query.terms) {
         platform::Command command(con);
         command.setCommandText(statement);
         command.ParametersRefresh();
         platform::Recordset rs = command.Execute({agr::schema::SearchTermQuery(con, term)});
-        if (rs.RecordCount() >= RowsPerTerm)
+        if (rs.RecordCount() >= rowsPerTerm)
             result.partial = true;
         QHash<Key, Weighed> found;
         for (; !rs.isEOF(); rs.MoveNext()) {

@@ -58,9 +58,13 @@ struct SearchResult
 };
 
 // The agreements of the departments given (none: every department the connection may see) that hold every
-// term, best first. Raises what the database raises.
+// term, best first. Raises what the database raises. A term found in more than rowsPerTerm texts is
+// weighed on that many (the result is then partial); the search window weighs fewer, so that a keystroke
+// answers within a frame.
+constexpr int RowsPerTerm = 50000;
+constexpr int RowsPerTermWhileTyping = 2000;
 SearchResult findAgreements(platform::Connection &con, const SearchQuery &query,
-                            const QList<int> &departments, int limit = 50);
+                            const QList<int> &departments, int limit = 50, int rowsPerTerm = RowsPerTerm);
 
 // "content line 3", "page text of scan 'Lease deed'".
 QString placeCaption(const SearchMatch &match);

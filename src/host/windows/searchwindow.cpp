@@ -82,10 +82,11 @@ void SearchWindow::refresh()
     QElapsedTimer clock;
     clock.start();
     SearchResult result;
-    const bool ok = platform::Trap([&] { result = findAgreements(m_con, query, m_departments); },
-                                   [&](const platform::RuntimeError &e) {
-                                       lblStatus->setText(QStringLiteral("The search failed: ") + e.description());
-                                   });
+    const bool ok = platform::Trap(
+        [&] { result = findAgreements(m_con, query, m_departments, 50, RowsPerTermWhileTyping); },
+        [&](const platform::RuntimeError &e) {
+            lblStatus->setText(QStringLiteral("The search failed: ") + e.description());
+        });
     if (!ok)
         return;
     m_hits = result.hits;
@@ -95,20 +96,21 @@ void SearchWindow::refresh()
         const SearchMatch match = hit.matches.value(0);
         mfgHits->setTextMatrix(i + 1, col(FindCol::Number), hit.number);
         mfgHits->setTextMatrix(i + 1, col(FindCol::Description),
-                               hit.description + (hit.cancelled ? QStringLiteral(" (cancelled)") : QString()));
+                               hit.description +
+                                   (hit.cancelled ? QStringLiteral(" (cancelled)") : QString()));
         mfgHits->setTextMatrix(i + 1, col(FindCol::Where), placeCaption(match));
         mfgHits->setTextMatrix(i + 1, col(FindCol::Excerpt), match.excerpt);
     }
     mfgHits->setRow(1);
     mfgHits->setCol(0);
     mfgHits->setColSel(mfgHits->Cols() - 1);
-    lblStatus->setText(m_hits.isEmpty() ? QStringLiteral("No agreement of the department holds that.")
-                                        : QStringLiteral("%1 of %2 agreements, best first (%3 ms)%4")
-                                              .arg(m_hits.size())
-                                              .arg(result.total)
-                                              .arg(clock.elapsed())
-                                              .arg(result.partial ? QStringLiteral("; a word is very common")
-                                                                  : QString()));
+    lblStatus->setText(
+        m_hits.isEmpty() ? QStringLiteral("No agreement of the department holds that.")
+                         : QStringLiteral("%1 of %2 agreements, best first (%3 ms)%4")
+                               .arg(m_hits.size())
+                               .arg(result.total)
+                               .arg(clock.elapsed())
+                               .arg(result.partial ? QStringLiteral("; a word is very common") : QString()));
 }
 
 void SearchWindow::choose()
@@ -160,7 +162,8 @@ bool ListSearchShortcut::selectInList(QWidget *list, const SearchHit &hit, QStri
 
 bool ListSearchShortcut::eventFilter(QObject *watched, QEvent *event)
 {
-    if (event->type() == QEvent::Hide && m_scansStored && watched->objectName() == QLatin1String("FrmScanCopies")) {
+    if (event->type() == QEvent::Hide && m_scansStored &&
+        watched->objectName() == QLatin1String("FrmScanCopies")) {
         m_scansStored();
         return false;
     }
