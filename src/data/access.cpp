@@ -1,6 +1,7 @@
 #include "access.h"
 
 #include "schema.h"
+#include "searchindex.h"
 
 #include "platform/database/connection.h"
 #include "platform/runtime/errors.h"
@@ -45,6 +46,7 @@ constexpr DepartmentTable DepartmentTables[] = {
     {table::RenewalAlertRuns, "DepartmentID"},
     {table::RenewalSnoozes, "DepartmentID", "LoginName = session_user"},
     {table::RenewalCalendar, "DepartmentID"},
+    {table::SearchRows, "DepartmentID"},
 };
 
 constexpr char DepartmentPolicy[] = "agr_departments";
@@ -114,6 +116,11 @@ const QList<TableGrant> &ClerkGrants()
         {table::RenewalAlertRuns, "SELECT, INSERT, UPDATE"},
         {table::RenewalSnoozes, "SELECT, INSERT, UPDATE"},
         {table::RenewalCalendar, "SELECT, INSERT, UPDATE"},
+        // The full-text index: its triggers write it as its owner; the program reading scanned pages in
+        // the clerk's session stores their text and index rows, and takes what it read off the queue.
+        {table::SearchRows, "SELECT, INSERT, DELETE"},
+        {table::ScanText, "SELECT, INSERT"},
+        {table::ScanUnread, "SELECT, DELETE"},
         // The masters, and the login's own mapping.
         {"acompanymaster", Read},
         {"adepartmentmaster", Read},

@@ -1,6 +1,7 @@
 #include "schema.h"
 
 #include "access.h"
+#include "searchindex.h"
 
 #include "platform/database/connection.h"
 #include "platform/database/dialect.h"
@@ -229,6 +230,29 @@ const std::vector<Table> &tables()
           {"LastValue", Integer, "NOT NULL"}},
          "PRIMARY KEY (TableName, KeyColumn)"},
 
+        // The full-text index (searchindex.cpp): one row per indexed text of an agreement, the page text read
+        // from scanned copies by the hash of their bytes, and the copies whose text is still to be read.
+        {table::SearchRows,
+         {{"RowID", Identity},
+          {"DepartmentID", SmallInt},
+          {"AgreementID", Integer, "NOT NULL"},
+          {"Place", Text, "NOT NULL"},
+          {"DetailID", Integer},
+          {"Label", Text},
+          {"Body", Text}},
+         nullptr,
+         {"DepartmentID, AgreementID, Place"}},
+        {table::ScanText,
+         {{"Sha256", Text, "NOT NULL PRIMARY KEY"},
+          {"Body", Text},
+          {"Confidence", Double},
+          {"Languages", Text},
+          {"ReadAt", DateTime}}},
+        {table::ScanUnread,
+         {{"QueueID", Identity}, {"AgreementID", Integer, "NOT NULL"}, {"DetailID", Integer}},
+         nullptr,
+         {"AgreementID, DetailID"}},
+
         // Who may use the register: a database login, the users it may act as and its departments.
         {table::LoginUsers,
          {{"LoginName", Text, "NOT NULL"}, {"UserID", Integer, "NOT NULL"}},
@@ -353,6 +377,7 @@ CreateReport CreateSchema(platform::Connection &con)
             report.created << name;
     }
     addColumnsAddedLater(con);
+    CreateSearchIndex(con);
     SecureSchema(con);
     return report;
 }

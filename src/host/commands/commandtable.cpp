@@ -3,6 +3,7 @@
 #include "host/commands/alertcommands.h"
 #include "host/commands/commands.h"
 #include "host/commands/scancommands.h"
+#include "host/commands/searchcommands.h"
 
 #include <array>
 #include <cstring>
@@ -34,6 +35,8 @@ const auto table = std::to_array<CommandEntry>({
      "[--database URL] [--department N] [--from yyyy-mm-dd] --out FILE.xlsx|FILE.csv"},
     {"audit", CommandNeeds::Core, audit, "verify [--database URL]"},
     {"scans", CommandNeeds::Core, scans, "repair [--database URL] [--user N] [--department N] [--apply]"},
+    {"find", CommandNeeds::Core, find, "[--database URL] [--department N] [--format text|json] WORDS"},
+    {"index", CommandNeeds::Gui, index, "[--database URL] [--rebuild] [--languages eng+tam]"},
     {"register", CommandNeeds::Core, registerCommand, "[LIBRARY]"},
     {"unregister", CommandNeeds::Core, unregisterCommand, "[LIBRARY]"},
 });
