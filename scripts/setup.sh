@@ -8,7 +8,10 @@ packages=(g++ cmake ninja-build pkg-config qt6-base-dev libqt6sql6-sqlite libqt6
           fonts-lohit-taml fonts-wqy-microhei fonts-symbola)
 if [[ ${1:-} == --tests ]]; then
     packages+=(postgresql poppler-utils unixodbc odbc-postgresql libsqliteodbc python3-openpyxl
-               clang libfuzzer-14-dev libclang-rt-14-dev)
+               clang libfuzzer-14-dev libclang-rt-14-dev
+               # The package's own checks: the desktop entry's and metainfo's validators, and the .deb's
+               # dependencies computed by dpkg-shlibdeps.
+               desktop-file-utils appstream dpkg-dev)
 fi
 
 missing=()
