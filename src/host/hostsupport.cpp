@@ -1,5 +1,6 @@
 #include "host/hostsupport.h"
 
+#include "data/schema.h"
 #include "platform/database/connection.h"
 #include "platform/runtime/errors.h"
 
@@ -54,12 +55,17 @@ void openDatabase(platform::Connection &con, const QString &url, bool mayCreate)
                           QStringLiteral(" --demo)"));
         }
     }
+    QString newer;
     try {
         con.Open(url);
+        newer = agr::schema::NewerSchemaText(agr::schema::StoredSchemaVersion(con));
     } catch (const platform::RuntimeError &e) {
         // The connection's own text already names the database.
         throw Failure(oneLine(e.description()));
     }
+    // Whatever this program wrote there could break what the newer one relies on.
+    if (!newer.isEmpty())
+        throw Failure(platform::printableUrl(url) % QStringLiteral(": ") % newer);
 }
 
 QString componentLibrary(const QString &name)

@@ -368,4 +368,19 @@ bool Dialect::beginTransaction(QSqlDatabase &db, QSqlError &error) const
     return begun;
 }
 
+void Dialect::backup(Connection &, const QString &) const
+{
+    Raise(err::DatabaseError, driverName(), QStringLiteral("this kind of database has no backup here"));
+}
+
+void Dialect::restore(Connection &, const QString &, bool) const
+{
+    Raise(err::DatabaseError, driverName(), QStringLiteral("this kind of database has no restore here"));
+}
+
+bool Dialect::holdsObjects(Connection &) const
+{
+    return true;
+}
+
 } // namespace platform
