@@ -266,7 +266,8 @@ QString createStatement(const Table &table, const platform::Dialect &dialect)
 
 bool columnExists(platform::Connection &con, const char *table, const char *column)
 {
-    return con.database().record(QLatin1String(table)).indexOf(QLatin1String(column)) >= 0;
+    // Unquoted names are stored folded to lower case on PostgreSQL; SQLite finds a table in any case.
+    return con.database().record(QString::fromLatin1(table).toLower()).indexOf(QLatin1String(column)) >= 0;
 }
 
 // Tables made before the activity log was chained lack its hash columns.

@@ -61,9 +61,10 @@ int backup(const QStringList &arguments)
         throw Failure(QStringLiteral("backup of %1 failed: %2")
                           .arg(platform::printableUrl(url), oneLine(e.description())));
     }
-    printOut(QStringLiteral("Backed up %1 (%2) to %3, %4 bytes.")
-                 .arg(platform::printableUrl(url), contents, out)
-                 .arg(QFileInfo(out).size()));
+    // Concatenated: a URL may hold percent signs that arg() would take for its own markers.
+    printOut(QStringLiteral("Backed up ") % platform::printableUrl(url) % QStringLiteral(" (") % contents %
+             QStringLiteral(") to ") % out % QStringLiteral(", ") % QString::number(QFileInfo(out).size()) %
+             QStringLiteral(" bytes."));
     return 0;
 }
 
@@ -97,11 +98,11 @@ int restore(const QStringList &arguments)
     int version = 0;
     QString contents;
     try {
-        if (!replace && con.dialect().holdsObjects(con))
+        if (!replace && con.dialect().holdsTables(con))
             throw Failure(QStringLiteral("the database %1 is not empty: restore into an empty one, or give "
                                          "--replace to put the backup in its place")
                               .arg(platform::printableUrl(url)));
-        con.dialect().restore(con, in, replace);
+        con.dialect().restore(con, in);
         version = agr::schema::StoredSchemaVersion(con);
         contents = agreementsIn(con);
     } catch (const platform::RuntimeError &e) {
@@ -116,9 +117,9 @@ int restore(const QStringList &arguments)
             QFile::remove(file);
         throw;
     }
-    printOut(QStringLiteral("Restored %1 into %2: %3, schema version %4.")
-                 .arg(in, platform::printableUrl(url), contents)
-                 .arg(version));
+    printOut(QStringLiteral("Restored ") % in % QStringLiteral(" into ") % platform::printableUrl(url) %
+             QStringLiteral(": ") % contents % QStringLiteral(", schema version ") % QString::number(version) %
+             QLatin1Char('.'));
     const QString newer = agr::schema::NewerSchemaText(version);
     if (!newer.isEmpty())
         throw Failure(platform::printableUrl(url) % QStringLiteral(": ") % newer);

@@ -373,12 +373,12 @@ void Dialect::backup(Connection &, const QString &) const
     Raise(err::DatabaseError, driverName(), QStringLiteral("this kind of database has no backup here"));
 }
 
-void Dialect::restore(Connection &, const QString &, bool) const
+void Dialect::restore(Connection &, const QString &) const
 {
     Raise(err::DatabaseError, driverName(), QStringLiteral("this kind of database has no restore here"));
 }
 
-bool Dialect::holdsObjects(Connection &) const
+bool Dialect::holdsTables(Connection &) const
 {
     return true;
 }

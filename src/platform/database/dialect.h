@@ -60,11 +60,11 @@ public:
     // before it counts; the file appears only when whole (PendingFile). Raises with the reason (the
     // default: the engine has no backup).
     virtual void backup(Connection &con, const QString &file) const;
-    // Makes the database hold what the copy in file (made by backup on this engine) holds, all or nothing;
-    // replace lets the copy's tables take the place of those already there. Raises with the reason.
-    virtual void restore(Connection &con, const QString &file, bool replace) const;
-    // Whether the database holds tables (or, on a server, functions) of its own.
-    virtual bool holdsObjects(Connection &con) const;
+    // Makes the database hold what the copy in file (made by backup on this engine) holds, all or nothing,
+    // in the place of what it held. Raises with the reason.
+    virtual void restore(Connection &con, const QString &file) const;
+    // Whether the database holds tables of its own.
+    virtual bool holdsTables(Connection &con) const;
 
     // Turns a value as the driver returned it into the value the module expects (dates kept as text on
     // SQLite come back as QDate). declaredType is the column's declared type where the driver knows it.

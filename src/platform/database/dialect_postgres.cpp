@@ -210,25 +210,22 @@ public:
     }
 
     // One transaction: a failure leaves the database as it was. Objects are owned by the login that
-    // restores; the grants in the copy name the logins of the database it came from.
-    void restore(Connection &con, const QString &file, bool replace) const override
+    // restores; the grants in the copy name the logins of the database it came from. What the copy holds is
+    // dropped first when there: the dialect's functions, which every connection installs, always are.
+    void restore(Connection &con, const QString &file) const override
     {
         if (!QFileInfo::exists(file))
             Raise(err::FileNotFound, driverName(), QStringLiteral("no backup file ") + file);
-        QStringList arguments = {QStringLiteral("--no-owner"), QStringLiteral("--single-transaction"),
-                                 QStringLiteral("--no-password")};
-        if (replace)
-            arguments << QStringLiteral("--clean") << QStringLiteral("--if-exists");
-        arguments << file;
-        runClient(con, "pg_restore", arguments);
+        runClient(con, "pg_restore",
+                  {QStringLiteral("--no-owner"), QStringLiteral("--single-transaction"),
+                   QStringLiteral("--no-password"), QStringLiteral("--clean"), QStringLiteral("--if-exists"),
+                   file});
     }
 
-    bool holdsObjects(Connection &con) const override
+    bool holdsTables(Connection &con) const override
     {
         Recordset rs = con.Execute(QStringLiteral(
-            "select (select count(*) from information_schema.tables where table_schema = current_schema()) + "
-            "(select count(*) from pg_proc p join pg_namespace n on n.oid = p.pronamespace where n.nspname = "
-            "current_schema())"));
+            "select count(*) from information_schema.tables where table_schema = current_schema()"));
         return rs.Fields(0).Value().toLongLong() > 0;
     }
 

@@ -426,7 +426,7 @@ public:
         pending.commit();
     }
 
-    void restore(Connection &con, const QString &file, bool) const override
+    void restore(Connection &con, const QString &file) const override
     {
         if (!QFileInfo::exists(file))
             Raise(err::FileNotFound, driverName(), QStringLiteral("no backup file ") + file);
@@ -443,7 +443,7 @@ public:
         copyPages(handleOf(con.database()), handleOf(copy.database()), driverName());
     }
 
-    bool holdsObjects(Connection &con) const override
+    bool holdsTables(Connection &con) const override
     {
         Recordset rs = con.Execute(
             QStringLiteral("select count(*) from sqlite_master where type = 'table' and name not like 'sqlite%'"));
