@@ -301,8 +301,8 @@ int StoredSchemaVersion(platform::Connection &con)
 {
     if (!con.dialect().tableExists(con, QLatin1String(table::SchemaVersion)))
         return 0;
-    platform::Recordset rs = con.Execute(QStringLiteral("select max(Version) from ") +
-                                         QLatin1String(table::SchemaVersion));
+    platform::Recordset rs =
+        con.Execute(QStringLiteral("select max(Version) from ") + QLatin1String(table::SchemaVersion));
     return rs.isEOF() || rs.Fields(0).isNull() ? 0 : rs.Fields(0).Value().toInt();
 }
 

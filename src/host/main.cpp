@@ -39,7 +39,9 @@ bool displayOrOffscreen(int argc, char **argv)
     if (qEnvironmentVariableIsSet("QT_QPA_PLATFORM") || qEnvironmentVariableIsSet("DISPLAY") ||
         qEnvironmentVariableIsSet("WAYLAND_DISPLAY") || hasArgument(argc, argv, {"-platform", "--platform"}))
         return true;
-    if (hasArgument(argc, argv, {"--screenshot", "-screenshot", "--help", "-help", "-h", "--version", "-version", "-v"})) {
+    if (hasArgument(
+            argc, argv,
+            {"--screenshot", "-screenshot", "--help", "-help", "-h", "--version", "-version", "-v"})) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
         return true;
     }

@@ -43,7 +43,8 @@ int backup(const QStringList &arguments)
         "only when the copy is whole."));
     parser.addPositionalArgument(QStringLiteral("backup"), QStringLiteral("The command."));
     parser.addOption(databaseOption());
-    parser.addOption({QStringLiteral("out"), QStringLiteral("The backup file to write (replaced when it exists)."),
+    parser.addOption({QStringLiteral("out"),
+                      QStringLiteral("The backup file to write (replaced when it exists)."),
                       QStringLiteral("file")});
     parseArguments(parser, arguments);
     noMorePositionals(parser, 1);
@@ -118,8 +119,8 @@ int restore(const QStringList &arguments)
         throw;
     }
     printOut(QStringLiteral("Restored ") % in % QStringLiteral(" into ") % platform::printableUrl(url) %
-             QStringLiteral(": ") % contents % QStringLiteral(", schema version ") % QString::number(version) %
-             QLatin1Char('.'));
+             QStringLiteral(": ") % contents % QStringLiteral(", schema version ") %
+             QString::number(version) % QLatin1Char('.'));
     const QString newer = agr::schema::NewerSchemaText(version);
     if (!newer.isEmpty())
         throw Failure(platform::printableUrl(url) % QStringLiteral(": ") % newer);

@@ -92,15 +92,15 @@ void runClient(Connection &con, const char *program, QStringList arguments)
     process.setProcessChannelMode(QProcess::SeparateChannels);
     process.start(path, arguments);
     if (!process.waitForStarted(-1))
-        Raise(err::FileNotFound, name, QStringLiteral("cannot start ") + path + QStringLiteral(": ") +
-                                           process.errorString());
+        Raise(err::FileNotFound, name,
+              QStringLiteral("cannot start ") + path + QStringLiteral(": ") + process.errorString());
     process.waitForFinished(-1);
     if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
-        QStringList lines = QString::fromLocal8Bit(process.readAllStandardError()).split(QLatin1Char('\n'),
-                                                                                        Qt::SkipEmptyParts);
+        QStringList lines = QString::fromLocal8Bit(process.readAllStandardError())
+                                .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         // Its first error says what went wrong; what follows repeats where.
-        QString first = lines.isEmpty() ? QStringLiteral("ended with status %1").arg(process.exitCode())
-                                        : lines.first();
+        QString first =
+            lines.isEmpty() ? QStringLiteral("ended with status %1").arg(process.exitCode()) : lines.first();
         for (const QString &line : std::as_const(lines)) {
             if (line.contains(QLatin1String("error:"))) {
                 first = line;
@@ -194,8 +194,9 @@ public:
     void backup(Connection &con, const QString &file) const override
     {
         PendingFile pending(file);
-        runClient(con, "pg_dump", {QStringLiteral("--format=custom"), QStringLiteral("--no-password"),
-                                   QStringLiteral("--file=") + pending.temporaryPath()});
+        runClient(con, "pg_dump",
+                  {QStringLiteral("--format=custom"), QStringLiteral("--no-password"),
+                   QStringLiteral("--file=") + pending.temporaryPath()});
         QProcess check;
         const QString restore = QStandardPaths::findExecutable(QStringLiteral("pg_restore"));
         if (!restore.isEmpty()) {

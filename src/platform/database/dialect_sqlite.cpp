@@ -445,8 +445,8 @@ public:
 
     bool holdsTables(Connection &con) const override
     {
-        Recordset rs = con.Execute(
-            QStringLiteral("select count(*) from sqlite_master where type = 'table' and name not like 'sqlite%'"));
+        Recordset rs = con.Execute(QStringLiteral(
+            "select count(*) from sqlite_master where type = 'table' and name not like 'sqlite%'"));
         return rs.Fields(0).Value().toInt() > 0;
     }
 

@@ -18,7 +18,8 @@ namespace {
 
 void raiseFileError(const QString &what, const QString &file, const QString &why)
 {
-    Raise(err::FileNotFound, QStringLiteral("platform"), what % QLatin1Char(' ') % file % QStringLiteral(": ") % why);
+    Raise(err::FileNotFound, QStringLiteral("platform"),
+          what % QLatin1Char(' ') % file % QStringLiteral(": ") % why);
 }
 
 } // namespace
