@@ -8,6 +8,7 @@
 
 #include "data/schema.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -61,6 +62,11 @@ void tst_BackupRestore::initTestCase()
                          m_dir.filePath(QStringLiteral("components.json")));
     m_environment.insert(QStringLiteral("XDG_DATA_HOME"), m_dir.filePath(QStringLiteral("data")));
     m_environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    // Without it Qt warns on stderr, which would hide whether the program's own error is one line.
+    const QString runtime = m_dir.filePath(QStringLiteral("runtime"));
+    QVERIFY(QDir().mkpath(runtime));
+    QFile::setPermissions(runtime, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    m_environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
 }
 
 void tst_BackupRestore::backupWhileSaving()
