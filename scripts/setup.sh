@@ -4,6 +4,8 @@ set -euo pipefail
 
 packages=(g++ cmake ninja-build pkg-config qt6-base-dev libqt6sql6-sqlite libqt6sql6-psql libqt6sql6-odbc
           libsqlite3-dev libgl-dev fonts-dejavu-core libxlsxwriter-dev
+          # The icon's PNG sizes are rendered from its SVG at build time.
+          qt6-svg-dev
           # Fonts for what DejaVu lacks, so that Tamil, Chinese and emoji are shown and printed, not dropped.
           fonts-lohit-taml fonts-wqy-microhei fonts-symbola)
 if [[ ${1:-} == --tests ]]; then

@@ -1,5 +1,7 @@
 #include "host/hostsupport.h"
 
+#include "host/buildinfo.h"
+
 #include "data/schema.h"
 #include "platform/database/connection.h"
 #include "platform/runtime/errors.h"
@@ -77,7 +79,12 @@ QString componentLibrary(const QString &name)
 #else
     const QString file = QStringLiteral("lib") % name % QStringLiteral(".so");
 #endif
-    return QCoreApplication::applicationDirPath() % QLatin1Char('/') % file;
+    const QString beside = QCoreApplication::applicationDirPath() % QLatin1Char('/') % file;
+    if (QFileInfo::exists(beside))
+        return beside;
+    const QString installed = QCoreApplication::applicationDirPath() % QLatin1Char('/') %
+                              QLatin1String(ComponentsFromProgram) % QLatin1Char('/') % file;
+    return QFileInfo::exists(installed) ? QDir::cleanPath(installed) : beside;
 }
 
 QString hresultText(platform::HRESULT hr)

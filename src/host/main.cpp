@@ -1,9 +1,9 @@
 // agreement-register: the stand-alone host of the agreement register.
 
+#include "host/buildinfo.h"
 #include "host/commands/commands.h"
 #include "host/commands/commandtable.h"
 #include "host/hostsupport.h"
-#include "host/version.h"
 
 #include "platform/runtime/application.h"
 
