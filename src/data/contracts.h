@@ -66,8 +66,9 @@ class IGeneralService
 {
 public:
     virtual ~IGeneralService() = default;
-    // Sets keyAscii to 0 when the key does not belong in a numeric box: digits, backspace and one decimal
-    // point pass; limit is the most characters the box takes.
+    // Sets keyAscii to 0 when a typed character does not belong in a numeric box: digits and one decimal
+    // point pass; limit is the most characters the box takes. Control keys (below 32: Backspace, Enter, Tab,
+    // Ctrl+A, Ctrl+V ...) are no typed characters and always pass.
     virtual void TextValidateNum(QLineEdit *box, qint16 &keyAscii, qint16 limit) = 0;
     virtual void SelectComboItemByName(QComboBox *box, const QString &text) = 0;
     virtual void SelectComboItemByValue(QComboBox *box, const QVariant &value) = 0;

@@ -11,9 +11,6 @@ namespace {
 
 const QString Source = QStringLiteral("SharedCore.GeneralService");
 
-constexpr qint16 Backspace = 8;
-constexpr qint16 Enter = 13;
-
 // A number held as a number, or as text that reads as one ("12", " 12.0 ").
 bool asNumber(const QVariant &value, double &number)
 {
@@ -59,7 +56,9 @@ GeneralService::GeneralService(QObject *parent) : QObject(parent) {}
 void GeneralService::TextValidateNum(QLineEdit *box, qint16 &keyAscii, qint16 limit)
 {
     platform::required(box, Source);
-    if (keyAscii == Backspace || keyAscii == Enter)
+    // Only typed characters are checked: Backspace, Enter, Tab and the Ctrl shortcuts (select all, copy,
+    // paste, undo) work as in every other box.
+    if (keyAscii < ' ')
         return;
     const bool digit = keyAscii >= '0' && keyAscii <= '9';
     const bool point = keyAscii == '.';

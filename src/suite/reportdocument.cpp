@@ -40,23 +40,94 @@ QString fieldText(const platform::Recordset &rs, QStringView placeholder)
 
 } // namespace
 
+namespace {
+
+// A text between two placeholders or groups that holds no letter or digit (", ", " · ") separates them:
+// it is printed only between two parts that print something.
+bool separates(QStringView literal)
+{
+    for (const QChar c : literal) {
+        if (c.isLetterOrNumber())
+            return false;
+    }
+    return true;
+}
+
+struct Filled
+{
+    QString text;
+    bool hasValue = false; // a placeholder in it had a value
+};
+
+// Fills the template from i to the closing bracket of the group it is in (or to its end), leaving i after
+// that bracket.
+Filled fillFrom(QStringView templ, qsizetype &i, bool inGroup,
+                const std::function<QString(QStringView)> &value)
+{
+    struct Token
+    {
+        QString text;
+        bool item = false; // a placeholder or a group; otherwise text of the template
+    };
+    QList<Token> tokens;
+    Filled filled;
+    QString literal;
+    const auto endLiteral = [&] {
+        if (!literal.isEmpty())
+            tokens.append({literal, false});
+        literal.clear();
+    };
+    while (i < templ.size()) {
+        const QChar c = templ.at(i);
+        if (c == QLatin1Char('{')) {
+            const qsizetype close = templ.indexOf(QLatin1Char('}'), i);
+            if (close < 0) {
+                literal += templ.mid(i);
+                i = templ.size();
+                break;
+            }
+            endLiteral();
+            const QString v = value(templ.mid(i + 1, close - i - 1));
+            filled.hasValue = filled.hasValue || !v.isEmpty();
+            tokens.append({v, true});
+            i = close + 1;
+        } else if (c == QLatin1Char('[')) {
+            endLiteral();
+            ++i;
+            const Filled group = fillFrom(templ, i, true, value);
+            filled.hasValue = filled.hasValue || group.hasValue;
+            tokens.append({group.hasValue ? group.text : QString(), true});
+        } else if (c == QLatin1Char(']') && inGroup) {
+            ++i;
+            break;
+        } else {
+            literal += c;
+            ++i;
+        }
+    }
+    endLiteral();
+
+    bool printedBefore = false;
+    for (qsizetype t = 0; t < tokens.size(); ++t) {
+        const Token &token = tokens.at(t);
+        if (token.item) {
+            filled.text += token.text;
+            printedBefore = printedBefore || !token.text.isEmpty();
+            continue;
+        }
+        const bool between = t > 0 && t + 1 < tokens.size() && tokens.at(t - 1).item && tokens.at(t + 1).item;
+        if (!between || !separates(token.text) || (printedBefore && !tokens.at(t + 1).text.isEmpty()))
+            filled.text += token.text;
+    }
+    return filled;
+}
+
+} // namespace
+
 QString fillPlaceholders(const QString &templ, const std::function<QString(QStringView)> &value)
 {
-    QString out;
-    out.reserve(templ.size() * 2);
     qsizetype i = 0;
-    while (i < templ.size()) {
-        const qsizetype open = templ.indexOf(QLatin1Char('{'), i);
-        const qsizetype close = open < 0 ? -1 : templ.indexOf(QLatin1Char('}'), open);
-        if (close < 0) {
-            out += QStringView(templ).mid(i);
-            break;
-        }
-        out += QStringView(templ).mid(i, open - i);
-        out += value(QStringView(templ).mid(open + 1, close - open - 1));
-        i = close + 1;
-    }
-    return out;
+    return fillFrom(templ, i, false, value).text;
 }
 
 void ReportDocument::load(const QString &path)

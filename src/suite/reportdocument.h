@@ -20,7 +20,9 @@ class Connection;
 
 namespace suite {
 
-// Replaces each {name} of a template by what value() gives for name.
+// Replaces each {name} of a template by what value() gives for name. A part in [brackets] is printed only
+// when a placeholder in it has a value, and a text of no letters or digits between two placeholders or
+// parts (", ") only between two that print something, so that empty fields leave no separators behind.
 QString fillPlaceholders(const QString &templ, const std::function<QString(QStringView)> &value);
 
 class ReportDocument

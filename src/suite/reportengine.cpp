@@ -11,11 +11,14 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QPageLayout>
 #include <QPageSize>
 #include <QPdfWriter>
 #include <QPrintPreviewDialog>
+#include <QPrintPreviewWidget>
 #include <QPrinter>
+#include <QScreen>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QToolBar>
@@ -114,6 +117,35 @@ int writePdf(const ReportDocument &document, const QString &path)
     return document.paint(writer);
 }
 
+// Position and size 0: three quarters of the screen the calling window is on, centred there, so that a
+// restored preview shows a page wide enough to read.
+QRect defaultPlace()
+{
+    const QWidget *caller = platform::placementWindow();
+    const QScreen *screen = caller ? caller->screen() : QGuiApplication::primaryScreen();
+    if (!screen)
+        return QRect(0, 0, 1024, 768);
+    const QRect area = screen->availableGeometry();
+    QRect place(QPoint(), area.size() * 3 / 4);
+    place.moveCenter(area.center());
+    return place;
+}
+
+// The page as wide as the window, rather than whole and small; through the window's own action, so that its
+// toolbar shows the choice.
+void fitWidth(QPrintPreviewDialog &preview)
+{
+    const QList<QAction *> actions = preview.findChildren<QAction *>();
+    for (QAction *action : actions) {
+        if (action->objectName() == QLatin1String("fitWidthAction")) {
+            action->trigger();
+            return;
+        }
+    }
+    if (auto *pages = preview.findChild<QPrintPreviewWidget *>())
+        pages->setZoomMode(QPrintPreviewWidget::FitToWidth);
+}
+
 } // namespace
 
 // ---- Report ------------------------------------------------------------------------------------------
@@ -164,10 +196,14 @@ void Report::Preview(const QString &title, int left, int top, int width, int hei
     QObject::connect(preview, &QObject::destroyed, [printer] { delete printer; });
     preview->setObjectName(QStringLiteral("ReportPreview"));
     preview->setWindowTitle(title);
+    // The normal place is set before the state: it is what a restored (or never maximised) window shows.
     if (width > 0 && height > 0)
         preview->setGeometry(left, top, width, height);
+    else
+        preview->setGeometry(defaultPlace());
     if (windowStyle & Maximised)
         preview->setWindowState(Qt::WindowMaximized);
+    fitWidth(*preview);
     // One copy of the laid-out data for the window's painting and its PDF, however long the register.
     const auto document = std::make_shared<const ReportDocument>(m_document);
     QObject::connect(preview, &QPrintPreviewDialog::paintRequested, preview,

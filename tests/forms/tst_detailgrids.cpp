@@ -76,6 +76,27 @@ void menuItem(FlexGrid *grid, int row, const char *item)
     QTRY_VERIFY(chosen);
 }
 
+// Opens a grid's menu from the keyboard (the menu key, or Shift+F10) and chooses an item by its access key;
+// returns where the menu stood.
+QRect menuByKeys(FlexGrid *grid, Qt::Key opener, Qt::KeyboardModifiers modifiers, Qt::Key item)
+{
+    QRect shownAt;
+    auto *poll = new QTimer;
+    QObject::connect(poll, &QTimer::timeout, poll, [poll, item, &shownAt] {
+        auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
+        if (!menu)
+            return;
+        poll->stop();
+        poll->deleteLater();
+        shownAt = menu->geometry();
+        QTest::keyClick(menu, item);
+    });
+    poll->start(10);
+    QTest::keyClick(grid, opener, modifiers);
+    [&] { QTRY_VERIFY(shownAt.isValid()); }();
+    return shownAt;
+}
+
 void key(QWidget *target, Qt::Key k, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
 {
     QTest::keyClick(target, k, modifiers);
@@ -631,6 +652,34 @@ void tst_DetailGrids::keyboardOnly()
     key(popup(), Qt::Key_Escape);
     QTRY_VERIFY(!agr::frmpopupIfLoaded());
     QCOMPARE(grid->TextMatrix(1, 2), "Ravi");
+
+    // The grid's menu from the keyboard, under the current cell: Add by the menu key, then the first of two
+    // rows deleted with Shift+F10; Escape closes the menu and changes nothing.
+    QVERIFY(activate(form));
+    grid->setFocus();
+    const QRect cell(grid->viewport()->mapToGlobal(grid->visualRect(grid->model()->index(0, 1)).topLeft()),
+                     grid->visualRect(grid->model()->index(0, 1)).size());
+    const QRect menu = menuByKeys(grid, Qt::Key_Menu, Qt::NoModifier, Qt::Key_A);
+    QVERIFY(menu.adjusted(-2, -2, 2, 2).intersects(cell));
+    QTRY_VERIFY(popup() && popup()->isVisible());
+    QCOMPARE(popup()->windowTitle(), "Witness Details");
+    QCOMPARE(agr::bas::detailMode(), "A");
+    QTest::keyClicks(focused(), QStringLiteral("Mala"));
+    key(focused(), Qt::Key_Return);
+    key(focused(), Qt::Key_Tab);
+    QTest::keyClicks(focused(), QStringLiteral("Notary"));
+    key(popup(), Qt::Key_O, Qt::AltModifier);
+    QTRY_COMPARE(grid->Rows(), 3);
+    key(popup(), Qt::Key_Escape);
+    QTRY_VERIFY(!agr::frmpopupIfLoaded());
+    QVERIFY(activate(form));
+    grid->setFocus();
+    grid->setRow(1);
+    menuByKeys(grid, Qt::Key_F10, Qt::ShiftModifier, Qt::Key_Escape);
+    QCOMPARE(grid->Rows(), 3);
+    menuByKeys(grid, Qt::Key_F10, Qt::ShiftModifier, Qt::Key_D);
+    QCOMPARE(grid->Rows(), 2);
+    QCOMPARE(rowCells(grid, 1), QStringList({"2", "Mala", "Notary", "15/11/2026", "", "N"}));
 }
 
 QTEST_MAIN(tst_DetailGrids)

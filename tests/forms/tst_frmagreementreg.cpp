@@ -21,11 +21,13 @@
 #include <QComboBox>
 #include <QDateEdit>
 #include <QGroupBox>
+#include <QImage>
 #include <QLineEdit>
 #include <QPointer>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSignalSpy>
+#include <QTabBar>
 #include <QTabWidget>
 #include <QTest>
 #include <QTreeWidget>
@@ -100,6 +102,43 @@ void showActive(QWidget *form)
     QVERIFY(QTest::qWaitForWindowActive(form));
 }
 
+// The form as the clerk sees it when it opens: shown, laid out and painted, with all six tabs whole and
+// nothing over them.
+QImage look(FrmAgreementreg *form)
+{
+    showActive(form);
+    QCoreApplication::processEvents();
+    const QTabBar *strip = form->SSTab1->tabBar();
+    for (int tab = 0; tab < strip->count(); ++tab)
+        [&] { QVERIFY2(strip->rect().contains(strip->tabRect(tab)), qPrintable(strip->tabText(tab))); }();
+    for (const QWidget *part : strip->findChildren<QWidget *>())
+        [&] { QVERIFY2(!part->isVisible(), qPrintable(part->objectName())); }();
+    return form->grab().toImage();
+}
+
+// Where two pictures of the form differ, for the message of a failed comparison.
+QString difference(const QImage &a, const QImage &b)
+{
+    if (a.size() != b.size())
+        return QStringLiteral("size %1x%2, new %3x%4")
+            .arg(a.width())
+            .arg(a.height())
+            .arg(b.width())
+            .arg(b.height());
+    QRect differs;
+    for (int y = 0; y < a.height(); ++y) {
+        for (int x = 0; x < a.width(); ++x) {
+            if (a.pixel(x, y) != b.pixel(x, y))
+                differs |= QRect(x, y, 1, 1);
+        }
+    }
+    return QStringLiteral("pixels differ in %1,%2 %3x%4")
+        .arg(differs.x())
+        .arg(differs.y())
+        .arg(differs.width())
+        .arg(differs.height());
+}
+
 } // namespace
 
 class TestFrmAgreementreg : public QObject
@@ -107,7 +146,12 @@ class TestFrmAgreementreg : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { suite::registerInProcess(); }
+    void initTestCase()
+    {
+        suite::registerInProcess();
+        // A text cursor that does not blink, so that two pictures of a form are alike.
+        QApplication::setCursorFlashTime(0);
+    }
     void init();
     void cleanup();
 
@@ -659,6 +703,15 @@ void TestFrmAgreementreg::keptFormOpensAsNew()
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     FrmAgreementreg *form = openNew();
     const QStringList fresh = formState(form);
+    // A kept form must look as a new one does, not only hold the same values.
+    const QImage freshLook = look(form);
+    const auto looksNew = [&](FrmAgreementreg *kept) {
+        const QImage keptLook = look(kept);
+        QVERIFY2(keptLook == freshLook, qPrintable(difference(keptLook, freshLook)));
+    };
+    QVERIFY(agr::unloadFrmAgreementreg());
+    form = openNew();
+    looksNew(form);
     QVERIFY(agr::unloadFrmAgreementreg());
 
     // A cancelled agreement with payments, a stored one with every detail list, changed on the way.
@@ -682,14 +735,22 @@ void TestFrmAgreementreg::keptFormOpensAsNew()
     }
     form = openNew();
     QCOMPARE(formState(form), fresh);
+    looksNew(form);
 
-    // Kept after a save too, and still as new when opened again.
+    // Kept after a save too, and still as new when opened again, the tenth time as well.
     form->cbotype->setEditText(QStringLiteral("Lease"));
     setRow(form->mfgcontent, 1, {"1", "Deed"});
     form->cmdOK_Click();
     QVERIFY(!agr::frmAgreementregIfLoaded());
     form = openNew();
     QCOMPARE(formState(form), fresh);
+    looksNew(form);
+    for (int opening = 0; opening < 6; ++opening) {
+        QVERIFY(agr::unloadFrmAgreementreg());
+        form = openNew();
+    }
+    QCOMPARE(formState(form), fresh);
+    looksNew(form);
 
     // Prepared while the list was idle (built and styled, never loaded): as new as well.
     QVERIFY(agr::unloadFrmAgreementreg());
@@ -699,6 +760,7 @@ void TestFrmAgreementreg::keptFormOpensAsNew()
     QVERIFY(!agr::frmAgreementregIfLoaded());
     form = openNew();
     QCOMPARE(formState(form), fresh);
+    looksNew(form);
 }
 
 QTEST_MAIN(TestFrmAgreementreg)

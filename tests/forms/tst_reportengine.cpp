@@ -11,6 +11,7 @@
 #include "platform/grid/flexgrid.h"
 #include "platform/runtime/registry.h"
 #include "platform/ui/seams.h"
+#include "suite/reportdocument.h"
 #include "suite/reportengine.h"
 #include "suite/selectionformula.h"
 #include "suite/suite.h"
@@ -21,8 +22,10 @@
 #include <QAction>
 #include <QDir>
 #include <QPrintPreviewDialog>
+#include <QPrintPreviewWidget>
 #include <QPushButton>
 #include <QRegularExpression>
+#include <QScreen>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -59,6 +62,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
+    void composedFields();
     void pdfOfOneAgreement_data() { agrtest::addBackends(); }
     void pdfOfOneAgreement();
     void longTextsWrapAcrossPages_data() { agrtest::addBackends(); }
@@ -113,6 +117,31 @@ int tst_ReportEngine::faults(int number)
     return countRows(*m_con, QStringLiteral("aFaultLog"),
                      QStringLiteral("ProcedureName='cmdPreview_Click' and ErrorNumber=") +
                          QString::number(number));
+}
+
+// A composed field prints what it has: separators only between parts that print, a part in brackets only
+// with a value; words stay as they are.
+void tst_ReportEngine::composedFields()
+{
+    const QHash<QString, QString> values = {{QStringLiteral("name"), QStringLiteral("Ravi")},
+                                            {QStringLiteral("post"), QStringLiteral("Manager")},
+                                            {QStringLiteral("pages"), QStringLiteral("12")}};
+    const auto fill = [&](const char *text) {
+        return suite::fillPlaceholders(QString::fromUtf8(text),
+                                       [&](QStringView name) { return values.value(name.toString()); });
+    };
+    QCOMPARE(fill("{name}, {post}"), "Ravi, Manager");
+    QCOMPARE(fill("{none}, {post}"), "Manager");
+    QCOMPARE(fill("{name}, {none}"), "Ravi");
+    QCOMPARE(fill("{none}, {empty}"), "");
+    QCOMPARE(fill("{name}, {none}, {empty}, {post}"), "Ravi, Manager");
+    QCOMPARE(fill("{name} [({pages} pages)]"), "Ravi (12 pages)");
+    QCOMPARE(fill("{name} [({none} pages)]"), "Ravi");
+    QCOMPARE(fill("{none} [({pages} pages)]"), "(12 pages)");
+    QCOMPARE(fill("[Dated {none}] · {name} · [department {pages}]"), "Ravi · department 12");
+    QCOMPARE(fill("Printed {pages}[ by {none}]"), "Printed 12");
+    QCOMPARE(fill("Page {pages} of {none}"), "Page 12 of ");
+    QCOMPARE(fill("100% [sure] {name"), "100%  {name");
 }
 
 // Agreement 1 of the demo: its number, parties, detail lines, payments and the user's name on the page.
@@ -249,6 +278,21 @@ void tst_ReportEngine::previewFromTheList()
     QCOMPARE(preview->windowTitle(), "Agreement Register Report");
     QVERIFY(preview->windowState() & Qt::WindowMaximized);
     QCOMPARE(countRows(*m_con, QStringLiteral("aFaultLog"), QStringLiteral("1=1")), 0);
+    // Restored (or where nothing maximises it) it is three quarters of the screen, centred, the page as
+    // wide as the window.
+    const QRect screen = list->screen()->availableGeometry();
+    const QRect normal = preview->normalGeometry();
+    QVERIFY2(screen.contains(normal) && normal.width() >= screen.width() / 2 &&
+                 normal.height() >= screen.height() / 2 &&
+                 (normal.center() - screen.center()).manhattanLength() <= 2,
+             qPrintable(QStringLiteral("%1,%2 %3x%4")
+                            .arg(normal.x())
+                            .arg(normal.y())
+                            .arg(normal.width())
+                            .arg(normal.height())));
+    auto *pages = preview->findChild<QPrintPreviewWidget *>();
+    QVERIFY(pages);
+    QCOMPARE(pages->zoomMode(), QPrintPreviewWidget::FitToWidth);
 
     // The toolbar's PDF.
     m_saveTo = m_folder.filePath(QStringLiteral("preview"));
@@ -260,6 +304,10 @@ void tst_ReportEngine::previewFromTheList()
     QVERIFY(text.contains(QLatin1String("Seventeenth")));
     QVERIFY(text.contains(QLatin1String("by clerk")));
     QVERIFY(!text.contains(QLatin1String("AG/1 ")));
+    // Its empty fields leave no separators or words of their own.
+    for (const char *left :
+         {"Point of contact\\s*,", "\\(\\s*pages\\)", "days before", "·\\s*·", ",\\s*,", "Contact\\s*,"})
+        QVERIFY2(!text.contains(QRegularExpression(QString::fromUtf8(left))), left);
 
     // The list's blank row (a department without agreements): every agreement, both departments'.
     agr::unloadFrmMaster();

@@ -262,6 +262,16 @@ void tst_ScanCopies::storedAddedRenamedAndStoredAgain()
     QCOMPARE(readFile(FrmScanCopies::tempFile(QStringLiteral("1"))), red);
     QCOMPARE(readFile(FrmScanCopies::tempFile(QStringLiteral("2"))), red + green);
 
+    // Opening shows the current (first) document; a click on the current row shows it again.
+    QVERIFY(form->imgShow->hasPicture());
+    QCOMPARE(form->imgShow->picturePath(), FrmScanCopies::tempFile(QStringLiteral("1")));
+    form->imgShow->Clear();
+    QCOMPARE(grid->Row(), 1);
+    QTest::mouseClick(grid->viewport(), Qt::LeftButton, {}, cellCentre(grid, 1, 1));
+    QVERIFY(form->imgShow->hasPicture());
+    QCOMPARE(form->imgShow->picturePath(), FrmScanCopies::tempFile(QStringLiteral("1")));
+    QTest::keyClick(form->txttname, Qt::Key_Escape);
+
     // Viewing: a click on a row shows its picture.
     QTest::mouseClick(grid->viewport(), Qt::LeftButton, {}, cellCentre(grid, 2, 1));
     QVERIFY(form->imgShow->hasPicture());

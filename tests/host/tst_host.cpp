@@ -1,6 +1,7 @@
 // The host program run as a user runs it: init-db, sql, register, the module's window rendered headless, and
 // a one-line error with a non-zero status for whatever is wrong.
 
+#include "host/commands/commandtable.h"
 #include "platform/database/connection.h"
 #include "support/testdb.h"
 #include "support/testsupport.h"
@@ -330,6 +331,11 @@ void tst_host::oneLineErrors()
         QVERIFY2(result.err.first().startsWith(QStringLiteral("agreement-register: ")), what.constData());
     }
     QVERIFY(!QFile::exists(noFile)); // a mistyped path is not made into an empty database
+
+    // An unknown command is told with every command there is, named by the table main dispatches through.
+    const QString unknown = run({QStringLiteral("frobnicate")}).err.value(0);
+    for (const host::CommandEntry &entry : host::commands())
+        QVERIFY2(unknown.contains(QLatin1String(entry.word)), qPrintable(unknown));
 }
 
 void tst_host::registration()

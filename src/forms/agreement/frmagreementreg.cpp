@@ -174,6 +174,8 @@ void FrmAgreementreg::buildForm()
     auto option = [](QWidget *parent, const char *name, const QString &caption) {
         auto *o = new QRadioButton(caption, parent);
         o->setObjectName(QLatin1String(name));
+        // As wide as its caption: a click beside the caption would hit the option's empty rest.
+        o->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
         return o;
     };
     auto datePicker = [](QWidget *parent, const char *name) {
@@ -271,6 +273,8 @@ void FrmAgreementreg::buildForm()
     SSTab1->setObjectName(QStringLiteral("SSTab1"));
     // Enter walks from the header straight into the current page; pages are chosen by their access keys.
     SSTab1->tabBar()->setFocusPolicy(Qt::NoFocus);
+    // All six tabs always show: the form is never made narrower than its tab strip.
+    SSTab1->setUsesScrollButtons(false);
     main->addWidget(SSTab1, 1);
 
     auto *general = new QWidget(SSTab1);

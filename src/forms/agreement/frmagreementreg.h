@@ -169,6 +169,7 @@ public:
     void grid_Click(platform::FlexGrid *grid);
     void grid_DblClick(platform::FlexGrid *grid);
     void grid_KeyPress(platform::FlexGrid *grid, qint16 &keyAscii);
+    void grid_KeyDown(platform::FlexGrid *grid, qint16 &keyCode, int shift);
     void grid_MouseDown(platform::FlexGrid *grid, int button, int shift, double x, double y);
     void grid_EnterCell(platform::FlexGrid *grid);
     void grid_RowColChange(platform::FlexGrid *grid);
@@ -183,6 +184,8 @@ public:
     // The detail grid on a page of SSTab1: 0 signatories, 1 witnesses, 2 contents, 3 summary, 4 finance;
     // null on any other page.
     platform::FlexGrid *pageGrid(int page) const;
+    // The grid's menu: mnusfile for the witness grid, mnufile for the others.
+    QMenu *gridMenu(const platform::FlexGrid *grid) const;
     // The popup's caption for a detail grid.
     QString popupCaption(const platform::FlexGrid *grid) const;
 

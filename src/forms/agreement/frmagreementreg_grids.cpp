@@ -62,6 +62,8 @@ void FrmAgreementreg::wireGridEvents()
         connect(grid, &FlexGrid::DblClick, this, [this, grid] { grid_DblClick(grid); });
         connect(grid, &FlexGrid::KeyPress, this,
                 [this, grid](qint16 &keyAscii) { grid_KeyPress(grid, keyAscii); });
+        connect(grid, &FlexGrid::KeyDown, this,
+                [this, grid](qint16 &keyCode, int shift) { grid_KeyDown(grid, keyCode, shift); });
         connect(grid, &FlexGrid::MouseDown, this, [this, grid](int button, int shift, double x, double y) {
             grid_MouseDown(grid, button, shift, x, y);
         });
@@ -156,6 +158,20 @@ void FrmAgreementreg::grid_KeyPress(FlexGrid *grid, qint16 &keyAscii)
     });
 }
 
+void FrmAgreementreg::grid_KeyDown(FlexGrid *grid, qint16 &keyCode, int shift)
+{
+    bas::Trap(this, procedureName(grid, "KeyDown").constData(), [this, grid, keyCode, shift] {
+        // The menu key and Shift+F10 open the right-click menu under the current cell, so that the keyboard
+        // alone can add, edit and delete rows.
+        if (keyCode != platform::key::Menu && !(keyCode == platform::key::F10 && shift == 1))
+            return;
+        using platform::twipsToPixels;
+        const QPoint at(twipsToPixels(grid->CellLeft(), grid),
+                        twipsToPixels(grid->CellTop() + grid->CellHeight(), grid));
+        platform::PopupMenu(gridMenu(grid), grid->mapToGlobal(at));
+    });
+}
+
 void FrmAgreementreg::grid_MouseDown(FlexGrid *grid, int button, int shift, double x, double y)
 {
     Q_UNUSED(shift);
@@ -163,8 +179,13 @@ void FrmAgreementreg::grid_MouseDown(FlexGrid *grid, int button, int shift, doub
         if (button != 2)
             return;
         const QPoint at(platform::twipsToPixels(int(x), grid), platform::twipsToPixels(int(y), grid));
-        platform::PopupMenu(grid == mfgwitnessdetails ? mnusfile : mnufile, grid->mapToGlobal(at));
+        platform::PopupMenu(gridMenu(grid), grid->mapToGlobal(at));
     });
+}
+
+QMenu *FrmAgreementreg::gridMenu(const FlexGrid *grid) const
+{
+    return grid == mfgwitnessdetails ? mnusfile : mnufile;
 }
 
 void FrmAgreementreg::grid_EnterCell(FlexGrid *grid)

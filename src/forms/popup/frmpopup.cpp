@@ -155,12 +155,14 @@ void Frmpopup::buildForm()
         setTwipsGeometry(b, left, 1900, ButtonWidth, ButtonHeight);
         return b;
     };
-    cmdFirst = button("cmdFirst", QStringLiteral("&First"), 120);
-    cmdPrevious = button("cmdPrevious", QStringLiteral("P&revious"), 1440);
-    cmdNext = button("cmdNext", QStringLiteral("Ne&xt"), 2760);
-    cmdLast = button("cmdLast", QStringLiteral("&Last"), 4080);
-    cmdOK = button("cmdOK", QStringLiteral("&OK"), 5520);
-    Cmdclose = button("Cmdclose", QStringLiteral("&Close"), 6840);
+    // OK and Close first on the line, as the focus comes to them straight from the fields; then the row
+    // navigation.
+    cmdOK = button("cmdOK", QStringLiteral("&OK"), 120);
+    Cmdclose = button("Cmdclose", QStringLiteral("&Close"), 1440);
+    cmdFirst = button("cmdFirst", QStringLiteral("&First"), 2880);
+    cmdPrevious = button("cmdPrevious", QStringLiteral("P&revious"), 4200);
+    cmdNext = button("cmdNext", QStringLiteral("Ne&xt"), 5520);
+    cmdLast = button("cmdLast", QStringLiteral("&Last"), 6840);
 
     const QList<QWidget *> tabOrder = {txtsignedby, dtppopupdate, txtpostion,  chkagency, txtaddress, cmdOK,
                                        Cmdclose,    cmdFirst,     cmdPrevious, cmdNext,   cmdLast};

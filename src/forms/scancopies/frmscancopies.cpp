@@ -18,6 +18,7 @@
 #include <QLineEdit>
 #include <QPointer>
 #include <QPushButton>
+#include <QShowEvent>
 #include <QVBoxLayout>
 
 namespace agr {
@@ -222,6 +223,11 @@ void FrmScanCopies::cmdAdd_Click()
 
 void FrmScanCopies::mfgDetails_EnterCell()
 {
+    showPicture();
+}
+
+void FrmScanCopies::showPicture()
+{
     const int row = mfgDetails->Row();
     if (mfgDetails->TextMatrix(row, col(ScanCol::Path)).isEmpty())
         return;
@@ -232,6 +238,8 @@ void FrmScanCopies::mfgDetails_EnterCell()
 
 void FrmScanCopies::mfgDetails_Click()
 {
+    // A click on the current row enters no cell; it shows that row's picture all the same.
+    showPicture();
     startRenaming();
 }
 
@@ -275,6 +283,17 @@ void FrmScanCopies::endRenaming()
 {
     txttname->hide();
     mfgDetails->setFocus();
+}
+
+void FrmScanCopies::showEvent(QShowEvent *event)
+{
+    QDialog::showEvent(event);
+    if (event->spontaneous())
+        return;
+    // Opening: the first document is current and shows; a clerk's first key goes to the documents when
+    // there are any, else to the name of a new one.
+    showPicture();
+    (mfgDetails->Rows() > 2 ? static_cast<QWidget *>(mfgDetails) : txtName)->setFocus();
 }
 
 bool FrmScanCopies::eventFilter(QObject *watched, QEvent *event)

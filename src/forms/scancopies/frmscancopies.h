@@ -66,9 +66,12 @@ public Q_SLOTS:
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
+    void showEvent(QShowEvent *event) override;
 
 private:
     void buildForm();
+    // Shows the current row's picture: its temporary file for a stored copy, the chosen file otherwise.
+    void showPicture();
     void startRenaming();
     void endRenaming();
 

@@ -870,8 +870,10 @@ void FlexGrid::keyPressEvent(QKeyEvent *event)
     qint16 ascii = keyAscii(event);
     if (ascii != 0)
         Q_EMIT KeyPress(ascii);
-    // Escape belongs to the form (its cancel button); every other key was the grid's.
-    if (event->key() == Qt::Key_Escape)
+    // Escape belongs to the form (its cancel button), Ctrl+Tab to a tab strip around the grid (the next
+    // page); every other key was the grid's.
+    const bool pageKey = (event->key() == Qt::Key_Tab || event->key() == Qt::Key_Backtab) && (shift & 2) != 0;
+    if (event->key() == Qt::Key_Escape || pageKey)
         event->ignore();
     else
         event->accept();

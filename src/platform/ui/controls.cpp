@@ -12,6 +12,7 @@
 #include <QPlainTextEdit>
 #include <QRadioButton>
 #include <QScrollArea>
+#include <QTabBar>
 #include <QTextEdit>
 #include <QVariant>
 
@@ -21,13 +22,15 @@ namespace {
 
 const char *const tagProperty = "Tag";
 
-// Widgets whose children are their own parts (a combo box's line edit, a grid's headers), not controls.
+// Widgets whose children are their own parts (a combo box's line edit, a grid's headers, a tab strip's
+// scroll buttons), not controls.
 bool isComposite(const QWidget *widget)
 {
     if (qobject_cast<const QScrollArea *>(widget))
         return false; // a scroll area's page holds ordinary controls
     return qobject_cast<const QComboBox *>(widget) || qobject_cast<const QAbstractSpinBox *>(widget) ||
-           qobject_cast<const QAbstractScrollArea *>(widget) || qobject_cast<const QCalendarWidget *>(widget);
+           qobject_cast<const QAbstractScrollArea *>(widget) ||
+           qobject_cast<const QCalendarWidget *>(widget) || qobject_cast<const QTabBar *>(widget);
 }
 
 void collectControls(const QObject *parent, QList<QObject *> &controls)

@@ -35,18 +35,6 @@ FileDialogResponder &fileDialogResponder()
     return responder;
 }
 
-// The window a new box or dialog is placed over: the active window, else the window holding the focus.
-QWidget *placementWindow()
-{
-    if (QWidget *w = QApplication::activeModalWidget())
-        return w;
-    if (QWidget *w = QApplication::activeWindow())
-        return w;
-    if (QWidget *w = QApplication::focusWidget())
-        return w->window();
-    return nullptr;
-}
-
 struct BoxButton
 {
     QMessageBox::StandardButton button;
@@ -172,6 +160,17 @@ private:
 };
 
 } // namespace
+
+QWidget *placementWindow()
+{
+    if (QWidget *w = QApplication::activeModalWidget())
+        return w;
+    if (QWidget *w = QApplication::activeWindow())
+        return w;
+    if (QWidget *w = QApplication::focusWidget())
+        return w->window();
+    return nullptr;
+}
 
 int MsgBox(const QString &prompt, int buttons, const QString &title)
 {
@@ -442,6 +441,8 @@ qint16 keyCode(const QKeyEvent *event)
         return 45;
     case Qt::Key_Delete:
         return 46;
+    case Qt::Key_Menu:
+        return 93;
     case Qt::Key_NumLock:
         return 144;
     case Qt::Key_ScrollLock:

@@ -42,6 +42,10 @@ int MsgBox(const QString &prompt, int buttons = vb::OKOnly, const QString &title
 // Installs a responder that answers every box instead of the user; an empty one restores real boxes.
 void setMsgBoxResponder(MsgBoxResponder responder);
 
+// The window a new box or dialog is placed over: the active modal window, else the active window, else the
+// window holding the focus; null when there is none.
+QWidget *placementWindow();
+
 // Shows a form modally and returns when it is closed (QDialog::exec for dialogs). A test installs a
 // handler that receives the form instead; the handler may drive it and close it, or leave it open.
 using ModalHandler = std::function<void(QWidget *form)>;
@@ -95,13 +99,15 @@ constexpr int Backspace = 8;
 constexpr int Up = 38;
 constexpr int Down = 40;
 constexpr int Delete = 46;
+constexpr int Menu = 93; // the context menu key
+constexpr int F10 = 121;
 } // namespace key
 
 // The original's numbers for a Qt key event, so that every KeyPress/KeyDown handler sees the same codes.
 // KeyAscii: 13 Enter, 10 Ctrl+Enter, 1..26 Ctrl+letter, 8 Backspace, 27 Escape, else the character;
 // 0 when the key gives no character (arrows, Delete, F-keys).
 qint16 keyAscii(const QKeyEvent *event);
-// KeyCode: the virtual key (65..90 letters, 48..57 digits, 13 Enter, 38 Up, 40 Down, 46 Delete ...).
+// KeyCode: the virtual key (65..90 letters, 48..57 digits, 13 Enter, 38 Up, 40 Down, 46 Delete, 93 Menu ...).
 qint16 keyCode(const QKeyEvent *event);
 // The Shift argument of key and mouse events: 1 shift, 2 ctrl, 4 alt.
 int shiftState(Qt::KeyboardModifiers modifiers);
