@@ -207,7 +207,6 @@ void rawWorkbook(platform::Connection &con, const QList<host::ExportSheet> &shee
 
 void runBackend(const QString &label, platform::Connection &con)
 {
-    con.setStatementLogEnabled(false);
     agr::schema::CreateSchema(con);
     agr::schema::LoadDemoData(con, Today);
     for (const char *table : {"agreementregister", "AgreementDetails", "AgreementSignedDetails",

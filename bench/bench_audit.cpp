@@ -19,7 +19,6 @@ constexpr int Rows = 2000;
 
 void measure(const QString &label, platform::Connection &con)
 {
-    con.setStatementLogEnabled(false);
     agr::schema::CreateSchema(con);
 
     QElapsedTimer timer;

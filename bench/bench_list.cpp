@@ -3,8 +3,8 @@
 // statement read field by field into QStrings, measured in the same run.
 
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/list/frmmaster.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/database/dialect.h"
 #include "platform/grid/flexgrid.h"
@@ -116,7 +116,6 @@ RawTimes rawRead(platform::Connection &con, const QString &sql)
 
 void runBackend(const QString &label, platform::Connection &con)
 {
-    con.setStatementLogEnabled(false);
     agr::schema::CreateSchema(con);
     agr::schema::LoadDemoData(con, Today);
     con.Execute(QStringLiteral("delete from agreementregister"));

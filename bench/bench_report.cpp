@@ -167,7 +167,6 @@ int printPlain(const QString &text, const QString &path)
 
 void runBackend(const QString &label, platform::Connection &con)
 {
-    con.setStatementLogEnabled(false);
     agr::schema::CreateSchema(con);
     agr::schema::LoadDemoData(con, Today);
     const int agreements = qEnvironmentVariableIntValue("AGR_BENCH_AGREEMENTS") > 0

@@ -72,7 +72,6 @@ inline int runOnBackends(int argc, char **argv, const QString &name, const Backe
     const QString database = QStringLiteral("agr%1_%2").arg(name).arg(QCoreApplication::applicationPid());
     ok &= platform::Trap(
         [&] {
-            admin.setStatementLogEnabled(false);
             admin.Open(server);
             admin.Execute(QStringLiteral("create database ") + database);
             platform::Connection pg;

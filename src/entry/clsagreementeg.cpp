@@ -1,7 +1,7 @@
 #include "clsagreementeg.h"
 
-#include "entry/modulecontext.h"
 #include "forms/list/frmmaster.h"
+#include "module/modulecontext.h"
 #include "platform/ui/seams.h"
 
 namespace agr {

@@ -1,6 +1,7 @@
 #include "forms/formevents.h"
 
-#include "entry/modulecontext.h"
+#include "module/modulecontext.h"
+#include "platform/runtime/errors.h"
 #include "platform/ui/seams.h"
 
 #include <QAbstractSpinBox>
@@ -98,12 +99,12 @@ private:
 
 void onKeyPress(QWidget *control, std::function<void(qint16 &)> handler)
 {
-    KeyEvents::of(control)->keyPress = std::move(handler);
+    KeyEvents::of(control)->keyPress = platform::trapped(std::move(handler));
 }
 
 void onKeyDown(QWidget *control, std::function<void(qint16 &, int)> handler)
 {
-    KeyEvents::of(control)->keyDown = std::move(handler);
+    KeyEvents::of(control)->keyDown = platform::trapped(std::move(handler));
 }
 
 void Inform(const QString &prompt)
@@ -111,8 +112,9 @@ void Inform(const QString &prompt)
     platform::MsgBox(prompt, platform::vb::OKOnly | platform::vb::Information, context().msgBoxCaption);
 }
 
-void onOptionClick(QRadioButton *option, std::function<void()> handler)
+void onOptionClick(QRadioButton *option, std::function<void()> click)
 {
+    const auto handler = platform::trapped(std::move(click));
     auto wasSet = std::make_shared<bool>(false);
     QObject::connect(option, &QAbstractButton::toggled, option, [handler](bool on) {
         if (on)

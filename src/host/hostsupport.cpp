@@ -5,6 +5,7 @@
 #include "data/schema.h"
 #include "platform/database/connection.h"
 #include "platform/runtime/errors.h"
+#include "platform/runtime/savefile.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -18,6 +19,14 @@
 #include <cstdio>
 
 namespace host {
+
+QString failureText(const QString &what, const platform::RuntimeError &error, ErrorText text)
+{
+    QString line = what.isEmpty() ? QString() : what + QStringLiteral(": ");
+    if (text == ErrorText::Numbered)
+        line += QStringLiteral("error %1: ").arg(error.number());
+    return line + oneLine(error.description());
+}
 
 QString defaultDatabasePath()
 {
@@ -57,14 +66,11 @@ void openDatabase(platform::Connection &con, const QString &url, bool mayCreate)
                           QStringLiteral(" --demo)"));
         }
     }
-    QString newer;
-    try {
+    // The connection's own text already names the database.
+    const QString newer = failingAs({}, ErrorText::Description, [&] {
         con.Open(url);
-        newer = agr::schema::NewerSchemaText(agr::schema::StoredSchemaVersion(con));
-    } catch (const platform::RuntimeError &e) {
-        // The connection's own text already names the database.
-        throw Failure(oneLine(e.description()));
-    }
+        return agr::schema::NewerSchemaText(agr::schema::StoredSchemaVersion(con));
+    });
     // Whatever this program wrote there could break what the newer one relies on.
     if (!newer.isEmpty())
         throw Failure(platform::printableUrl(url) % QStringLiteral(": ") % newer);
@@ -160,8 +166,13 @@ void saveScreenshot(QWidget *window, const QString &file)
     while (timer.elapsed() < 500 && window->isVisible())
         QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
     QDir().mkpath(QFileInfo(file).absolutePath());
-    if (!window->grab().save(file, "PNG"))
-        throw Failure(QStringLiteral("cannot write the screenshot ") + file);
+    const QPixmap picture = window->grab();
+    failingAs(QStringLiteral("cannot write the screenshot ") + file, ErrorText::Description, [&] {
+        platform::saveWhole(file, [&](QIODevice &out) {
+            if (!picture.save(&out, "PNG"))
+                platform::Raise(platform::FileAccessError, QStringLiteral("host"), out.errorString());
+        });
+    });
     window->close();
 }
 

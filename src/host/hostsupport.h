@@ -2,10 +2,12 @@
 // What the host's commands share: database URLs, the component libraries beside the program, and the
 // one-line error that ends a command.
 
+#include "platform/runtime/errors.h"
 #include "platform/runtime/registry.h"
 
 #include <QString>
 #include <exception>
+#include <utility>
 
 class QWidget;
 
@@ -31,6 +33,26 @@ private:
 
 constexpr int ExitFailure = 1;
 constexpr int ExitUsage = 2;
+
+// How a run-time error is told after what failed: "error N: description", or the description alone.
+enum class ErrorText
+{
+    Numbered,
+    Description,
+};
+
+// The one line that ends a command for a run-time error: what failed (when given), ": ", the error.
+QString failureText(const QString &what, const platform::RuntimeError &error, ErrorText text);
+
+// Runs body and returns what it returns; a run-time error it raises ends the command with failureText.
+template <class Body> decltype(auto) failingAs(const QString &what, ErrorText text, Body &&body)
+{
+    try {
+        return std::forward<Body>(body)();
+    } catch (const platform::RuntimeError &e) {
+        throw Failure(failureText(what, e, text));
+    }
+}
 
 // The embedded database of this user: <data folder>/agreement-register/agreements.db.
 QString defaultDatabasePath();

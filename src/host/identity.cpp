@@ -41,17 +41,16 @@ Id choose(const QList<int> &mapped, std::optional<Id> asked, const QString &logi
 Identity identify(platform::Connection &con, std::optional<qint32> user, std::optional<qint16> department)
 {
     Identity who;
-    try {
-        who.login = agr::schema::currentLogin(con);
-        const QList<int> users = agr::schema::usersOfLogin(con, who.login);
-        const QList<int> departments = agr::schema::departmentsOfLogin(con, who.login);
-        who.userId = choose(users, user, who.login, "user", "as user", agr::schema::table::LoginUsers);
-        who.departmentId = choose(departments, department, who.login, "department", "for department",
-                                  agr::schema::table::LoginDepartments);
-    } catch (const platform::RuntimeError &e) {
-        throw Failure(QStringLiteral("cannot tell who may use %1: %2")
-                          .arg(platform::printableUrl(con.url()), oneLine(e.description())));
-    }
+    failingAs(QStringLiteral("cannot tell who may use ") + platform::printableUrl(con.url()),
+              ErrorText::Description, [&] {
+                  who.login = agr::schema::currentLogin(con);
+                  const QList<int> users = agr::schema::usersOfLogin(con, who.login);
+                  const QList<int> departments = agr::schema::departmentsOfLogin(con, who.login);
+                  who.userId =
+                      choose(users, user, who.login, "user", "as user", agr::schema::table::LoginUsers);
+                  who.departmentId = choose(departments, department, who.login, "department",
+                                            "for department", agr::schema::table::LoginDepartments);
+              });
     return who;
 }
 

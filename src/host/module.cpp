@@ -161,22 +161,22 @@ int runModule(const QStringList &arguments)
         url = defaultDatabasePath();
         const bool firstRun = !QFileInfo::exists(url);
         openDatabase(con, url, true);
-        try {
-            if (firstRun || agr::schema::StoredSchemaVersion(con) < agr::schema::SchemaVersion()) {
-                const agr::schema::CreateReport created = agr::schema::CreateSchema(con);
-                if (!firstRun)
-                    printOut(QStringLiteral("Upgraded the database %1 from schema version %2 to %3.")
-                                 .arg(url)
-                                 .arg(created.fromVersion)
-                                 .arg(created.toVersion));
-            }
-            if (firstRun)
-                agr::schema::LoadDemoData(con, date);
-        } catch (const platform::RuntimeError &e) {
-            throw Failure(QStringLiteral("cannot %1 the database %2: %3")
-                              .arg(firstRun ? QStringLiteral("create") : QStringLiteral("upgrade"), url,
-                                   oneLine(e.description())));
-        }
+        failingAs(QStringLiteral("cannot %1 the database ")
+                          .arg(firstRun ? QStringLiteral("create") : QStringLiteral("upgrade")) +
+                      url,
+                  ErrorText::Description, [&] {
+                      if (firstRun || agr::schema::StoredSchemaVersion(con) < agr::schema::SchemaVersion()) {
+                          const agr::schema::CreateReport created = agr::schema::CreateSchema(con);
+                          if (!firstRun)
+                              printOut(
+                                  QStringLiteral("Upgraded the database %1 from schema version %2 to %3.")
+                                      .arg(url)
+                                      .arg(created.fromVersion)
+                                      .arg(created.toVersion));
+                      }
+                      if (firstRun)
+                          agr::schema::LoadDemoData(con, date);
+                  });
         if (firstRun)
             printOut(QStringLiteral("Created the database %1 with the demo data.").arg(url));
     } else {
@@ -184,12 +184,8 @@ int runModule(const QStringList &arguments)
     }
 
     QStringList missing;
-    try {
-        agr::schema::SchemaPresent(con, &missing);
-    } catch (const platform::RuntimeError &e) {
-        throw Failure(QStringLiteral("cannot read the tables of %1: %2")
-                          .arg(platform::printableUrl(url), oneLine(e.description())));
-    }
+    failingAs(QStringLiteral("cannot read the tables of ") + platform::printableUrl(url),
+              ErrorText::Description, [&] { agr::schema::SchemaPresent(con, &missing); });
     if (!missing.isEmpty()) {
         throw Failure(QStringLiteral("the database %1 lacks %2 tables (%3); create them with init-db")
                           .arg(platform::printableUrl(url))

@@ -4,6 +4,7 @@
 
 #include "platform/database/connection.h"
 #include "platform/runtime/errors.h"
+#include "platform/runtime/savefile.h"
 #include "platform/ui/seams.h"
 
 #include <QAction>
@@ -99,22 +100,35 @@ QString odbcDataSource(const QString &server, const QString &user, const QString
     return QString();
 }
 
-// A file that cannot be written is said before the report is read and laid out.
+// A file that cannot be written is said before the report is read and laid out; the file itself is left
+// alone until the new one is whole.
 void requireWritable(const QString &path)
 {
-    QFile target(path);
-    if (QFileInfo(path).isDir() || !target.open(QIODevice::WriteOnly))
+    const QFileInfo target(path);
+    const QFileInfo folder(target.absolutePath());
+    if (target.isDir() || (target.exists() && !target.isWritable()) || !folder.isDir() ||
+        !folder.isWritable())
         platform::Raise(CannotExport, Source, QStringLiteral("Cannot write the report to ") + path);
 }
 
 int writePdf(const ReportDocument &document, const QString &path)
 {
-    QPdfWriter writer(path);
-    writer.setResolution(300);
-    writer.setTitle(document.textSlots.value(0));
-    writer.setCreator(Source);
-    setUpPage(writer);
-    return document.paint(writer);
+    int pages = 0;
+    try {
+        platform::saveWhole(path, [&](QIODevice &file) {
+            QPdfWriter writer(&file);
+            writer.setResolution(300);
+            writer.setTitle(document.textSlots.value(0));
+            writer.setCreator(Source);
+            setUpPage(writer);
+            pages = document.paint(writer);
+        });
+    } catch (const platform::RuntimeError &e) {
+        if (e.number() != platform::FileAccessError)
+            throw;
+        platform::Raise(CannotExport, Source, QStringLiteral("Cannot write the report to ") + path);
+    }
+    return pages;
 }
 
 // Position and size 0: three quarters of the screen the calling window is on, centred there, so that a
@@ -289,7 +303,6 @@ void ReportEngine::LogOnServer(const QString &dllName, const QString &server, co
         platform::Raise(CannotOpenServer, Source,
                         QStringLiteral("Cannot open SQL server: no data source named ") + server);
     auto con = std::make_unique<platform::Connection>();
-    con->setStatementLogEnabled(false);
     try {
         con->Open(url);
     } catch (const platform::RuntimeError &e) {

@@ -3,9 +3,9 @@
 
 #include "data/contracts.h"
 #include "entry/clsagreementeg.h"
-#include "entry/modulecontext.h"
 #include "entry/registration.h"
 #include "forms/list/frmmaster.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/runtime/application.h"
 #include "platform/runtime/errors.h"

@@ -5,11 +5,11 @@
 // and what was typed is stored and read back as typed.
 
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
 #include "forms/popup/frmpopup.h"
 #include "forms/scancopies/frmscancopies.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/runtime/conversions.h"
@@ -49,8 +49,8 @@ using platform::FlexGrid;
 
 namespace {
 
-const QDate Today(2026, 11, 15);
-const QString Caption = QStringLiteral("Agreements");
+const QDate &Today = agrtest::DemoToday;
+const QString &Caption = agrtest::FormCaption;
 
 const QString Quotes = QStringLiteral("O'Brien \"&\" Sons'; drop table agreementregister; --");
 const QString Tamil = QStringLiteral("ஒப்பந்தப் பதிவேடு");

@@ -4,9 +4,9 @@
 // goes through key and mouse events on the real widgets; the entry form is driven while it is "modal".
 
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/seams.h"
@@ -39,8 +39,8 @@ using agrtest::cellCentre;
 
 namespace {
 
-const QDate Today(2026, 11, 15);
-const QString Caption = QStringLiteral("Agreements");
+const QDate &Today = agrtest::DemoToday;
+const QString &Caption = agrtest::FormCaption;
 
 // Keys go where the focus is, as they do for the clerk.
 QWidget *focused()
@@ -164,10 +164,9 @@ void tst_ClerkFlow::cleanup()
 
 bool tst_ClerkFlow::openList(const QString &url)
 {
-    m_con = agrtest::openFresh(url, true, true, Today);
+    m_con = agrtest::openDemo(url);
     if (!m_con)
         return false;
-    agrtest::setDemoContext(m_con.get(), demo::ClerkUserId, Caption);
     const bool active = activate(agr::frmMaster());
     if (!active)
         QTest::qFail("the list did not become active", __FILE__, __LINE__);

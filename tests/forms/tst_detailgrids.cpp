@@ -2,12 +2,12 @@
 // driven as a clerk drives them: double clicks, right clicks and menu items, Ctrl+Enter, the popup's
 // buttons and access keys. Rows entered through the popup are saved and read back on opening.
 
-#include "data/basagreementreg.h"
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
 #include "forms/popup/frmpopup.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/seams.h"
@@ -42,8 +42,8 @@ using agrtest::cellCentre;
 
 namespace {
 
-const QDate Today(2026, 11, 15);
-const QString Caption = QStringLiteral("Agreements");
+const QDate &Today = agrtest::DemoToday;
+const QString &Caption = agrtest::FormCaption;
 
 void doubleClick(FlexGrid *grid, int row)
 {
@@ -178,10 +178,9 @@ void tst_DetailGrids::init()
 
 bool tst_DetailGrids::openDemo(const QString &url)
 {
-    m_con = agrtest::openFresh(url, true, true, Today);
+    m_con = agrtest::openDemo(url);
     if (!m_con)
         return false;
-    agrtest::setDemoContext(m_con.get(), demo::ClerkUserId, Caption);
     agr::frmMaster();
     return true;
 }

@@ -1,11 +1,11 @@
 // The agreement list: loading by department and back period, rights, colours, search and sort, cancelling,
 // and the form's keys, on each backend, driven through key and mouse events.
 
-#include "data/basagreementreg.h"
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/seams.h"

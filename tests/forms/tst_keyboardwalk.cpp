@@ -4,11 +4,11 @@
 // each of its pages, the popup for each kind of row, the scanned copies with and without documents.
 
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
 #include "forms/popup/frmpopup.h"
 #include "forms/scancopies/frmscancopies.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/seams.h"
@@ -37,8 +37,6 @@ using agrtest::activate;
 using platform::FlexGrid;
 
 namespace {
-
-const QDate Today(2026, 11, 15);
 
 QWidget *focused()
 {
@@ -188,10 +186,9 @@ void tst_KeyboardWalk::init()
 
 bool tst_KeyboardWalk::openDemo(const QString &url)
 {
-    m_con = agrtest::openFresh(url, true, true, Today);
+    m_con = agrtest::openDemo(url, agr::schema::demo::ClerkUserId, QStringLiteral("Agreement Register"));
     if (!m_con)
         return false;
-    agrtest::setDemoContext(m_con.get());
     agr::frmMaster();
     return true;
 }

@@ -2,11 +2,11 @@
 // read back with pdftotext, the preview window the list opens and its own PDF, and the failures that the
 // list logs through the fault service with nothing shown.
 
-#include "data/basagreementreg.h"
 #include "data/contracts.h"
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/list/frmmaster.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/runtime/registry.h"
@@ -35,7 +35,7 @@ using agrtest::pdfText;
 
 namespace {
 
-const QDate Today(2026, 11, 15);
+const QDate &Today = agrtest::DemoToday;
 
 QString reportFile()
 {

@@ -2,12 +2,12 @@
 // form's button, files chosen through the dialog seam, rows added, renamed and stored through the form's
 // own buttons and keys, and the temporary files in the application's folder.
 
-#include "data/basagreementreg.h"
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
 #include "forms/scancopies/frmscancopies.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/picturebox.h"
@@ -36,8 +36,8 @@ using platform::FlexGrid;
 
 namespace {
 
-const QDate Today(2026, 11, 15);
-const QString Caption = QStringLiteral("Agreements");
+const QDate &Today = agrtest::DemoToday;
+const QString &Caption = agrtest::FormCaption;
 
 QByteArray jpeg(QColor colour, int width = 64, int height = 48)
 {
@@ -121,6 +121,8 @@ private Q_SLOTS:
     void noCopies();
     void storedAddedRenamedAndStoredAgain_data() { agrtest::addBackends(); }
     void storedAddedRenamedAndStoredAgain();
+    void pagesKeptAcrossOpenings_data() { agrtest::addBackends(); }
+    void pagesKeptAcrossOpenings();
     void nullImageSkippedAndHighSerialKept_data() { agrtest::addBackends(); }
     void nullImageSkippedAndHighSerialKept();
     void closeStoresNothing_data() { agrtest::addBackends(); }
@@ -159,10 +161,9 @@ void tst_ScanCopies::init()
 
 bool tst_ScanCopies::openDemo(const QString &url)
 {
-    m_con = agrtest::openFresh(url, true, true, Today);
+    m_con = agrtest::openDemo(url);
     if (!m_con)
         return false;
-    agrtest::setDemoContext(m_con.get(), demo::ClerkUserId, Caption);
     agr::frmMaster();
     return true;
 }
@@ -239,8 +240,8 @@ void tst_ScanCopies::noCopies()
     QCOMPARE(m_con->transactionLevel(), 0);
 }
 
-// Two stored and one added, one renamed: stored again byte for byte as the files were. The stream is
-// never emptied while loading, so the second stored copy's file holds both stored images.
+// Two stored and one added, one renamed: each stored copy's temporary file holds that copy alone, and OK
+// stores all three byte for byte.
 void tst_ScanCopies::storedAddedRenamedAndStoredAgain()
 {
     AGR_FETCH_URL();
@@ -260,7 +261,7 @@ void tst_ScanCopies::storedAddedRenamedAndStoredAgain()
     QCOMPARE(grid->TextMatrix(2, 2), FrmScanCopies::tempFile(QStringLiteral("2")));
     QCOMPARE(tempFiles(), QStringList({"pic1.jpg", "pic2.jpg"}));
     QCOMPARE(readFile(FrmScanCopies::tempFile(QStringLiteral("1"))), red);
-    QCOMPARE(readFile(FrmScanCopies::tempFile(QStringLiteral("2"))), red + green);
+    QCOMPARE(readFile(FrmScanCopies::tempFile(QStringLiteral("2"))), green);
 
     // Opening shows the current (first) document; a click on the current row shows it again.
     QVERIFY(form->imgShow->hasPicture());
@@ -313,11 +314,62 @@ void tst_ScanCopies::storedAddedRenamedAndStoredAgain()
     QTest::keyClick(form, Qt::Key_O, Qt::AltModifier);
     QTRY_VERIFY(!agr::frmScanCopiesIfLoaded());
     const QList<Stored> expected = {{"1", "Lease deed signed", sha(red), 1},
-                                    {"2", "Annexure", sha(red + green), 1},
+                                    {"2", "Annexure", sha(green), 1},
                                     {"3", " Site plan", sha(blue), 1}};
     QCOMPARE(storedCopies(*m_con, 1), expected);
     QVERIFY(tempFiles().isEmpty());
     QCOMPARE(m_con->transactionLevel(), 0);
+}
+
+// A clerk attaches two different pages, and then opens the form and presses OK three times: both pages
+// stay stored as they were scanned, and each row shows its own page.
+void tst_ScanCopies::pagesKeptAcrossOpenings()
+{
+    AGR_FETCH_URL();
+    if (!openDemo(url))
+        return;
+    const QByteArray first = jpeg(Qt::red, 64, 48), second = jpeg(Qt::blue, 48, 64);
+    FrmScanCopies *form = openCopies(3);
+    QVERIFY(form);
+    addByKeyboard(form, QStringLiteral("Signed page 1"), file(QStringLiteral("page1.jpg"), first));
+    addByKeyboard(form, QStringLiteral("Signed page 2"), file(QStringLiteral("page2.jpg"), second));
+    QTest::mouseClick(form->cmdOK, Qt::LeftButton);
+    const QList<Stored> expected = {{"1", "Signed page 1", sha(first), 1},
+                                    {"2", "Signed page 2", sha(second), 1}};
+    QCOMPARE(storedCopies(*m_con, 3), expected);
+
+    for (int cycle = 1; cycle <= 3; ++cycle) {
+        QVERIFY(agr::unloadFrmAgreementreg());
+        form = openCopies(3);
+        QVERIFY(form);
+        FlexGrid *grid = form->mfgDetails;
+        QCOMPARE(grid->Rows(), 4);
+        const QColor colours[] = {Qt::red, Qt::blue};
+        const QByteArray *pages[] = {&first, &second};
+        for (int row = 1; row <= 2; ++row) {
+            QCOMPARE(grid->TextMatrix(row, 3), "E");
+            QCOMPARE(readFile(grid->TextMatrix(row, 2)), *pages[row - 1]);
+            QTest::mouseClick(grid->viewport(), Qt::LeftButton, {}, cellCentre(grid, row, 1));
+            QCOMPARE(form->imgShow->picturePath(), grid->TextMatrix(row, 2));
+            QVERIFY(form->imgShow->hasPicture());
+            // The page itself is shown, not the one stored before it.
+            const QImage shown = form->imgShow->grab().toImage();
+            const QColor centre = shown.pixelColor(shown.width() / 2, shown.height() / 2);
+            const QColor expectedColour = colours[row - 1];
+            QVERIFY2(qAbs(centre.red() - expectedColour.red()) < 40 &&
+                         qAbs(centre.blue() - expectedColour.blue()) < 40,
+                     qPrintable(
+                         QStringLiteral("cycle %1 row %2 shows %3").arg(cycle).arg(row).arg(centre.name())));
+        }
+        QTest::mouseClick(form->cmdOK, Qt::LeftButton);
+        QTRY_VERIFY(!agr::frmScanCopiesIfLoaded());
+        QCOMPARE(storedCopies(*m_con, 3), expected);
+        QCOMPARE(agrtest::scalar(*m_con, QStringLiteral("select sum(length(agsDocuments)) from "
+                                                        "AgreementScanCopyDetails where agsAgreementID = 3"))
+                     .toLongLong(),
+                 qint64(first.size() + second.size()));
+    }
+    QVERIFY(tempFiles().isEmpty());
 }
 
 void tst_ScanCopies::nullImageSkippedAndHighSerialKept()

@@ -4,10 +4,10 @@
 
 #include "data/access.h"
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/gridcolumn.h"
 #include "forms/list/frmmaster.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/seams.h"
@@ -67,22 +67,6 @@ int runHost(const QStringList &arguments, QString *err = nullptr, QString *out =
     return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
 }
 
-// A new database made by init-db --demo; on PostgreSQL that makes the clerk's login too.
-QString demoDatabase(const QString &url)
-{
-    const QString db = agrtest::freshUrl(url);
-    if (db.isEmpty())
-        return db;
-    QString err;
-    if (runHost({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo"),
-                 QStringLiteral("--date"), QStringLiteral("2026-11-15")},
-                &err) != 0) {
-        QTest::qFail(qPrintable(QStringLiteral("init-db failed: ") + err), __FILE__, __LINE__);
-        return QString();
-    }
-    return db;
-}
-
 std::unique_ptr<platform::Connection> open(const QString &url)
 {
     auto con = std::make_unique<platform::Connection>();
@@ -134,7 +118,7 @@ private Q_SLOTS:
 void tst_Security::clerkWalk()
 {
     AGR_FETCH_URL();
-    const QString db = demoDatabase(url);
+    const QString db = agrtest::hostDemoDatabase(url, agrtest::DemoToday);
     if (db.isEmpty())
         return;
     const bool pg = isPostgres(db);
@@ -242,7 +226,7 @@ void tst_Security::departmentsApart()
     AGR_FETCH_URL();
     if (!isPostgres(url))
         QSKIP("row-level security is PostgreSQL's; on SQLite the host admits only the login's departments");
-    const QString db = demoDatabase(url);
+    const QString db = agrtest::hostDemoDatabase(url, agrtest::DemoToday);
     if (db.isEmpty())
         return;
     auto owner = open(db);

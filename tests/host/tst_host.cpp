@@ -159,12 +159,9 @@ void tst_host::initDbAndSql()
 void tst_host::showRendersTheList()
 {
     AGR_FETCH_URL();
-    const QString db = agrtest::freshUrl(url);
+    const QString db = agrtest::hostDemoDatabase(url);
     if (db.isEmpty())
         return;
-    QCOMPARE(
-        run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo")}).status,
-        0);
 
     // The module registered from elsewhere: the program uses the one beside it.
     const QString elsewhere = m_dir.filePath(QStringLiteral("libzrtp1003.so"));
@@ -370,12 +367,9 @@ void tst_host::registration()
 void tst_host::reportPdf()
 {
     AGR_FETCH_URL();
-    const QString db = agrtest::freshUrl(url);
+    const QString db = agrtest::hostDemoDatabase(url);
     if (db.isEmpty())
         return;
-    QCOMPARE(
-        run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo")}).status,
-        0);
     QTemporaryDir folder;
     const QString pdf = folder.filePath(QStringLiteral("register.pdf"));
     const auto text = [&pdf] { return agrtest::pdfText(pdf); };
@@ -430,6 +424,26 @@ void tst_host::reportPdf()
     QCOMPARE(unwritable.status, 1);
     QCOMPARE(unwritable.err.size(), 1);
     QVERIFY(unwritable.err.first().contains(QLatin1String("Cannot write the report")));
+
+    // A report that fails leaves the file written before as it was, and nothing beside it.
+    QFile before(pdf);
+    QVERIFY(before.open(QIODevice::ReadOnly));
+    const QByteArray bytes = before.readAll();
+    before.close();
+    QVERIFY(bytes.startsWith("%PDF"));
+    QCOMPARE(run({QStringLiteral("sql"), QStringLiteral("--database"), db,
+                  QStringLiteral("alter table agreementregister drop column agrLawyer")})
+                 .status,
+             0);
+    Run broken =
+        run({QStringLiteral("report"), QStringLiteral("--database"), db, QStringLiteral("--pdf"), pdf});
+    QCOMPARE(broken.status, 1);
+    QCOMPARE(broken.err.size(), 1);
+    QVERIFY2(broken.err.first().contains(QLatin1String("agrLawyer"), Qt::CaseInsensitive),
+             qPrintable(broken.err.first()));
+    QVERIFY(before.open(QIODevice::ReadOnly));
+    QCOMPARE(before.readAll(), bytes);
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files), QStringList{QStringLiteral("register.pdf")});
 }
 
 // The module's data source name as a unixODBC data source written for this run. It names another
@@ -493,13 +507,9 @@ void tst_host::reportThroughOdbc()
 void tst_host::alertsCommand()
 {
     AGR_FETCH_URL();
-    const QString db = agrtest::freshUrl(url);
+    const QString db = agrtest::hostDemoDatabase(url, agrtest::DemoToday);
     if (db.isEmpty())
         return;
-    QCOMPARE(run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo"),
-                  QStringLiteral("--date"), QStringLiteral("2026-11-15")})
-                 .status,
-             0);
     const auto alerts = [&](const QStringList &more) {
         return run(QStringList{QStringLiteral("alerts"), QStringLiteral("--database"), db} + more);
     };
@@ -555,12 +565,9 @@ void tst_host::alertsCommand()
 void tst_host::exportCommand()
 {
     AGR_FETCH_URL();
-    const QString db = agrtest::freshUrl(url);
+    const QString db = agrtest::hostDemoDatabase(url);
     if (db.isEmpty())
         return;
-    QCOMPARE(
-        run({QStringLiteral("init-db"), QStringLiteral("--database"), db, QStringLiteral("--demo")}).status,
-        0);
     QTemporaryDir folder;
     const QString xlsx = folder.filePath(QStringLiteral("register.xlsx"));
     Run book =

@@ -1,10 +1,10 @@
 // What is due for renewal, the window that shows it before the list, and the register written to a
 // spreadsheet and read back by a reader of its own, on both backends.
 
-#include "host/windows/duewindow.h"
-#include "host/hostsupport.h"
 #include "host/exports/registerexport.h"
+#include "host/hostsupport.h"
 #include "host/renewals/renewals.h"
+#include "host/windows/duewindow.h"
 #include "support/testdb.h"
 
 #include "data/schema.h"
@@ -25,7 +25,7 @@
 
 namespace {
 
-const QDate Today(2026, 11, 15);
+const QDate &Today = agrtest::DemoToday;
 namespace demo = agr::schema::demo;
 
 QString literal(const QDate &date, bool dayFirst)

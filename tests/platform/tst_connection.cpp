@@ -9,7 +9,10 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
 #include <QUrl>
+
+#include <atomic>
 
 using agrtest::countRows;
 using agrtest::errorOf;
@@ -29,6 +32,32 @@ void createParties(Connection &con)
                 d.columnType(ColumnType::Double) + QStringLiteral(", SignedOn ") +
                 d.columnType(ColumnType::Date) + QLatin1Char(')'));
 }
+
+// A connection of its own on a thread of its own, taking the lock on a name.
+class LockTaker : public QThread
+{
+public:
+    LockTaker(QString url, QString key) : m_url(std::move(url)), m_key(std::move(key)) {}
+    std::atomic<bool> taken{false};
+    QString failure;
+
+protected:
+    void run() override
+    {
+        platform::Trap(
+            [this] {
+                Connection con;
+                con.Open(m_url);
+                const platform::KeyLock lock = con.lockKey(m_key);
+                taken = lock.isHeld();
+            },
+            [this](const platform::RuntimeError &e) { failure = e.description(); });
+    }
+
+private:
+    QString m_url;
+    QString m_key;
+};
 
 } // namespace
 
@@ -52,6 +81,8 @@ private Q_SLOTS:
     void transactions();
     void binaryValues_data() { agrtest::addBackends(); }
     void binaryValues();
+    void keyLocks_data() { agrtest::addBackends(); }
+    void keyLocks();
 };
 
 void tst_connection::fieldConversions()
@@ -282,6 +313,12 @@ void tst_connection::statementLog()
     QCOMPARE(log.at(1).text, select); // as written, before any rewrite
     QVERIFY(log.at(1).values.isEmpty());
     QCOMPARE(log.at(2).text, update);
+
+    // A connection as the program opens it keeps no log.
+    platform::Connection program;
+    program.Open(con->url());
+    program.Execute(select);
+    QVERIFY(program.statementLog().isEmpty());
 }
 
 void tst_connection::transactions()
@@ -354,6 +391,42 @@ void tst_connection::binaryValues()
     QCOMPARE(rs.Fields(QStringLiteral("agsAgreementName")).text(), QStringLiteral("Page 2"));
     platform::SaveToFile(out, rs.Fields(QStringLiteral("agsDocuments")).Value().toByteArray());
     QCOMPARE(platform::LoadFromFile(out), image);
+}
+
+// A lock on a name keeps every other connection that asks for the same name waiting, and no other name;
+// released while the holder's transaction has been aborted by an error, it lets the next one through.
+void tst_connection::keyLocks()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, false);
+    if (!con)
+        return;
+    platform::KeyLock held = con->lockKey(QStringLiteral("numbers 1 AG/"));
+    QVERIFY(held.isHeld());
+
+    LockTaker other(con->url(), QStringLiteral("numbers 2 AG/"));
+    other.start();
+    QVERIFY(other.wait());
+    QVERIFY2(other.taken, qPrintable(other.failure));
+
+    LockTaker same(con->url(), QStringLiteral("numbers 1 AG/"));
+    same.start();
+    QVERIFY(!same.wait(300)); // still waiting
+    QVERIFY(!same.taken);
+
+    con->BeginTrans();
+    QVERIFY(errorOf([&] { con->Execute(QStringLiteral("select * from NoSuchTable")); }) != 0);
+    held.release();
+    QVERIFY(same.wait());
+    QVERIFY2(same.taken, qPrintable(same.failure));
+    con->RollbackTrans();
+
+    // The connection takes it again; switched off, it holds nothing.
+    held = con->lockKey(QStringLiteral("numbers 1 AG/"));
+    QVERIFY(held.isHeld());
+    held.release();
+    con->setKeyLocksEnabled(false);
+    QVERIFY(!con->lockKey(QStringLiteral("numbers 1 AG/")).isHeld());
 }
 
 QTEST_MAIN(tst_connection)

@@ -3,23 +3,26 @@
 // clerk would (New, type and description typed, the detail grids filled as the popup fills them, OK).
 //
 //   agr-save-worker --database URL [--saves N] [--rows R] [--department D] [--seed S] [--tag T]
-//                   [--hold-ms H] [--linger-ms L]
+//                   [--hold-ms H] [--linger-ms L] [--unlocked] [--press-when FILE]
 //
 // It prints one line per step, each written at once so that a parent that kills it knows how far it got:
 //   open                        connected and the list loaded
 //   filled <i>                  the form of save i is filled; OK is pressed next
 //   drawn <id>                  the database service handed out the id; the save's transaction begins
 //   writing <id>                every row is written and the audit entry is next; the transaction is open
-//   saved <dept> <id> <number>  committed and the form gone
+//   saved <dept> <id> <number> <ms>  committed and the form gone; ms: how long OK took
 //   failed <i>                  the save stopped and left its transaction open (rolled back here)
 //   message <text>              a message box (answered OK or No)
 // --hold-ms keeps the transaction open that long after "writing", so that a kill can land inside it;
-// --linger-ms keeps the process alive that long after its last save. The description of each agreement
+// --linger-ms keeps the process alive that long after its last save. --unlocked saves without the lock
+// that serialises agreement numbers, as the register saved before it, to measure what the lock costs.
+// --press-when waits, with each form filled, until FILE exists before pressing OK, so that a parent can
+// make several clerks press OK at the same moment. The description of each agreement
 // says how many rows each detail list got: "<tag> <i> rows s,w,c,m,f".
 
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/runtime/registry.h"
@@ -33,6 +36,8 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QCommandLineParser>
+#include <QElapsedTimer>
+#include <QFile>
 #include <QLineEdit>
 #include <QPointer>
 #include <QPushButton>
@@ -106,11 +111,14 @@ int main(int argc, char **argv)
     option("tag", "worker");
     option("hold-ms", "0");
     option("linger-ms", "0");
+    option("press-when");
+    parser.addOption(QCommandLineOption(QStringLiteral("unlocked")));
     parser.process(app);
     const int saves = parser.value(QStringLiteral("saves")).toInt();
     const int maxRows = qMax(1, parser.value(QStringLiteral("rows")).toInt());
     const QString tag = parser.value(QStringLiteral("tag"));
     holdMs = parser.value(QStringLiteral("hold-ms")).toInt();
+    const QString pressWhen = parser.value(QStringLiteral("press-when"));
     QRandomGenerator random(parser.value(QStringLiteral("seed")).toUInt());
 
     suite::registerInProcess();
@@ -120,7 +128,7 @@ int main(int argc, char **argv)
                                [] { return new MarkingAuditService; });
 
     auto con = std::make_unique<platform::Connection>();
-    con->setStatementLogEnabled(false);
+    con->setKeyLocksEnabled(!parser.isSet(QStringLiteral("unlocked")));
     con->Open(parser.value(QStringLiteral("database")));
     agrtest::setDemoContext(con.get());
     agr::context().departmentId = qint16(parser.value(QStringLiteral("department")).toInt());
@@ -173,13 +181,19 @@ int main(int argc, char **argv)
         fillGrid(form->mfgsummary, counts[3], text("Summary"));
         fillGrid(form->mfgfinance, counts[4], text("Term"));
         mark(QStringLiteral("filled ") + QString::number(save));
+        while (!pressWhen.isEmpty() && !QFile::exists(pressWhen))
+            QThread::usleep(200);
 
+        QElapsedTimer ok;
+        ok.start();
         QTest::mouseClick(form->cmdOK, Qt::LeftButton);
+        const double okMs = double(ok.nsecsElapsed()) / 1e6;
         if (form && !form->isVisible() && con->transactionLevel() == 0) {
-            mark(QStringLiteral("saved %1 %2 %3")
+            mark(QStringLiteral("saved %1 %2 %3 %4")
                      .arg(agr::context().departmentId)
                      .arg(form->agreementId)
-                     .arg(form->txtagreementNo->text()));
+                     .arg(form->txtagreementNo->text())
+                     .arg(okMs, 0, 'f', 2));
             return;
         }
         // A failed save keeps its transaction open: undone here, as the host does.

@@ -4,11 +4,11 @@
 // closing question is answered No, the forms are unloaded and deleted, a transaction a failed save left
 // open is rolled back, and the module context and the seams are reset.
 
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/list/frmmaster.h"
 #include "forms/popup/frmpopup.h"
 #include "forms/scancopies/frmscancopies.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/seams.h"

@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QTest>
@@ -96,7 +97,6 @@ private:
             return;
         m_url = serverUrl();
         m_admin = std::make_unique<platform::Connection>();
-        m_admin->setStatementLogEnabled(false);
         m_admin->Open(m_url);
         dropLeftovers();
         qAddPostRoutine([] { PgServer::instance().dropAll(); });
@@ -190,6 +190,26 @@ QString freshUrl(const QString &url)
     return newDatabaseUrl(url);
 }
 
+QString hostDemoDatabase(const QString &url, QDate date)
+{
+    const QString db = newDatabaseUrl(url);
+    if (db.isEmpty())
+        return db;
+    QStringList arguments{QStringLiteral("init-db"), QStringLiteral("--database"), db,
+                          QStringLiteral("--demo")};
+    if (date.isValid())
+        arguments << QStringLiteral("--date") << date.toString(Qt::ISODate);
+    QProcess host;
+    host.start(QCoreApplication::applicationDirPath() + QStringLiteral("/agreement-register"), arguments);
+    if (!host.waitForFinished(120000) || host.exitStatus() != QProcess::NormalExit || host.exitCode() != 0) {
+        QTest::qFail(qPrintable(QStringLiteral("init-db failed: ") +
+                                QString::fromUtf8(host.readAllStandardError()).trimmed()),
+                     __FILE__, __LINE__);
+        return QString();
+    }
+    return db;
+}
+
 QString withDatabase(const QString &url, const QString &database)
 {
     const qsizetype authorityStart = url.indexOf(QStringLiteral("://"));
@@ -262,7 +282,7 @@ std::unique_ptr<platform::Connection> openFresh(const QString &url, bool schema,
                 agr::schema::CreateSchema(*con);
             if (demo)
                 agr::schema::LoadDemoData(*con, today);
-            con->clearStatementLog();
+            con->setStatementLogEnabled(true); // the tests read what the module ran
         },
         [&](const platform::RuntimeError &e) { failure = QString::fromUtf8(e.what()); });
     if (!ok) {

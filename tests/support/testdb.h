@@ -30,14 +30,23 @@ void addBackends();
 // under CI) and returns false; the caller then returns at once.
 bool backendReady(const QString &url);
 
+// The tests' processing date: the day the demo data is dated from and the module context processes on.
+inline const QDate DemoToday(2026, 11, 15);
+
 // A brand-new empty database on the row's backend, open, with the schema (and the demo data dated from
-// today) when asked. Returns nullptr after marking the case skipped or failed; the caller returns.
+// today) when asked, and its statement log on. Returns nullptr after marking the case skipped or failed;
+// the caller returns.
 std::unique_ptr<platform::Connection> openFresh(const QString &url, bool schema = true, bool demo = false,
-                                                QDate today = QDate(2026, 11, 15));
+                                                QDate today = DemoToday);
 
 // The URL of a brand-new empty database on the row's backend (for tests that run the host binary);
 // "" after marking the case skipped or failed.
 QString freshUrl(const QString &url);
+
+// The URL of a brand-new database made by the host program's own init-db --demo (the demo data dated from
+// date when given, else from the day it runs; on PostgreSQL the clerk's login is made too); "" after
+// marking the case skipped or failed.
+QString hostDemoDatabase(const QString &url, QDate date = {});
 
 // postgresql://user@host:port/db?options with another database name.
 QString withDatabase(const QString &url, const QString &database);

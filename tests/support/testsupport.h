@@ -3,12 +3,14 @@
 // and the module context as the host's Show leaves it for the demo data.
 
 #include "data/schema.h"
-#include "entry/modulecontext.h"
+#include "module/modulecontext.h"
 #include "platform/runtime/errors.h"
+#include "support/testdb.h"
 
 #include <QDateTime>
 #include <QProcess>
 #include <functional>
+#include <memory>
 
 namespace agrtest {
 
@@ -35,19 +37,34 @@ inline QString pdfText(const QString &path)
 }
 
 // The module context for the demo data: the user in department 1 of company 1 under interface 1003,
-// processing 15/11/2026 (the day openFresh dates the demo data from), on con.
+// processing on DemoToday (the day openFresh dates the demo data from), on con.
 inline void setDemoContext(platform::Connection *con, qint32 userId = agr::schema::demo::ClerkUserId,
                            const QString &caption = QStringLiteral("Agreement Register"))
 {
     namespace demo = agr::schema::demo;
     agr::ModuleContext &ctx = agr::context();
     ctx.setConnection(con);
-    ctx.processDate = QDateTime(QDate(2026, 11, 15), QTime(0, 0));
+    ctx.processDate = QDateTime(DemoToday, QTime(0, 0));
     ctx.userId = userId;
     ctx.companyId = demo::CompanyId;
     ctx.departmentId = demo::DepartmentId;
     ctx.interfaceId = demo::InterfaceId;
     ctx.msgBoxCaption = caption;
+}
+
+// The caption the form tests' message boxes carry.
+inline const QString FormCaption = QStringLiteral("Agreements");
+
+// The start of a form test: a brand-new database of the row's backend with the demo data, and the module
+// context set for it as Show leaves it. nullptr after marking the case; the caller returns.
+inline std::unique_ptr<platform::Connection> openDemo(const QString &url,
+                                                      qint32 userId = agr::schema::demo::ClerkUserId,
+                                                      const QString &caption = FormCaption)
+{
+    auto con = openFresh(url, true, true, DemoToday);
+    if (con)
+        setDemoContext(con.get(), userId, caption);
+    return con;
 }
 
 } // namespace agrtest

@@ -1,11 +1,12 @@
 #include "frmagreementreg.h"
 
-#include "data/basagreementreg.h"
-#include "entry/modulecontext.h"
+#include "forms/defaultinstance.h"
 #include "forms/formevents.h"
-#include "forms/list/frmmaster.h"
 #include "forms/popup/frmpopup.h"
 #include "forms/scancopies/frmscancopies.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
+#include "module/moduleservices.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/runtime/errors.h"
@@ -37,11 +38,7 @@ namespace {
 
 using platform::FlexGrid;
 
-QPointer<FrmAgreementreg> &defaultInstance()
-{
-    static QPointer<FrmAgreementreg> form;
-    return form;
-}
+using Instance = DefaultInstance<FrmAgreementreg>;
 
 // The unloaded form whose widgets wait for the next opening.
 QPointer<FrmAgreementreg> &keptInstance()
@@ -400,10 +397,10 @@ void FrmAgreementreg::buildForm()
 
 void FrmAgreementreg::wireHandlers()
 {
-    connect(cmdOK, &QPushButton::clicked, this, [this] { cmdOK_Click(); });
-    connect(cmdcancel, &QPushButton::clicked, this, [this] { cmdcancel_Click(); });
-    connect(cmdScan, &QPushButton::clicked, this, [this] { cmdScan_Click(); });
-    connect(cmdBrowse, &QPushButton::clicked, this, [this] { cmdBrowse_Click(); });
+    connect(cmdOK, &QPushButton::clicked, this, platform::trapped([this] { cmdOK_Click(); }));
+    connect(cmdcancel, &QPushButton::clicked, this, platform::trapped([this] { cmdcancel_Click(); }));
+    connect(cmdScan, &QPushButton::clicked, this, platform::trapped([this] { cmdScan_Click(); }));
+    connect(cmdBrowse, &QPushButton::clicked, this, platform::trapped([this] { cmdBrowse_Click(); }));
 
     onOptionClick(optScanCopy, [this] { optScanCopy_Click(); });
     onOptionClick(optShop, [this] { optShop_Click(); });
@@ -413,8 +410,8 @@ void FrmAgreementreg::wireHandlers()
     onOptionClick(optsupplier, [this] { optsupplier_Click(); });
     onOptionClick(optothers, [this] { optothers_Click(); });
     // Filling a list is no pick: only the user's choice counts as a click.
-    connect(cboapplicable, &QComboBox::activated, this, [this] { cboapplicable_Click(); });
-    connect(cboagency, &QComboBox::activated, this, [this] { cboagency_Click(); });
+    connect(cboapplicable, &QComboBox::activated, this, platform::trapped([this] { cboapplicable_Click(); }));
+    connect(cboagency, &QComboBox::activated, this, platform::trapped([this] { cboagency_Click(); }));
 
     const QList<QWidget *> enterMovesOn = {
         txtagency,   txtagreementNo, txtalertremarks, txtapplicable, txtdate,       txtdesc,     txtemail,
@@ -552,8 +549,7 @@ bool FrmAgreementreg::Unload()
     if (m_unloaded)
         return true;
     m_unloaded = true;
-    if (defaultInstance() == this)
-        defaultInstance() = nullptr;
+    Instance::release(this);
     // The popup works on this form's grids and goes with it.
     unloadFrmpopup();
     QDialog::done(QDialog::Rejected);
@@ -704,7 +700,7 @@ void FrmAgreementreg::dtp_KeyDown(QWidget *picker, qint16 &keyCode, int shift)
 
 FrmAgreementreg *frmAgreementreg()
 {
-    if (!defaultInstance()) {
+    return Instance::get([] {
         FrmAgreementreg *form = keptInstance();
         keptInstance() = nullptr;
         if (form) {
@@ -713,20 +709,18 @@ FrmAgreementreg *frmAgreementreg()
             form = new FrmAgreementreg;
             form->rememberInitialState();
         }
-        defaultInstance() = form;
-        form->Form_Load();
-    }
-    return defaultInstance();
+        return form;
+    });
 }
 
 FrmAgreementreg *frmAgreementregIfLoaded()
 {
-    return defaultInstance();
+    return Instance::ifLoaded();
 }
 
 void prepareFrmAgreementreg()
 {
-    if (defaultInstance() || keptInstance())
+    if (Instance::ifLoaded() || keptInstance())
         return;
     auto *form = new FrmAgreementreg;
     form->rememberInitialState();
@@ -754,9 +748,7 @@ void discardFrmAgreementreg()
 
 bool unloadFrmAgreementreg()
 {
-    if (FrmAgreementreg *form = defaultInstance())
-        return form->Unload();
-    return true;
+    return Instance::unload();
 }
 
 } // namespace agr

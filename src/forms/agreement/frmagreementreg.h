@@ -6,6 +6,7 @@
 #include "data/contracts.h"
 #include "data/services.h"
 #include "forms/gridcolumn.h"
+#include "platform/database/connection.h"
 
 #include <QDialog>
 #include <QPointer>
@@ -136,6 +137,9 @@ public:
     bool firstActivation = false;
     bool saved = false;
     QString lastNumberText; // the highest number the last number lookup read
+    // Taken by AgreementNo before it reads the highest number, held until the new agreement is committed;
+    // cmdOK_Click releases it on every way out of the save.
+    platform::KeyLock numberLock;
 
     // Handlers.
     void Form_Load();
@@ -162,6 +166,7 @@ public:
     void dtp_KeyDown(QWidget *picker, qint16 &keyCode, int shift);
 
     // The next printable agreement number: prefix and one above the department's highest running number.
+    // Holds numberLock for the department and prefix from before the highest number is read.
     QString AgreementNo();
 
     // Events of the five detail grids. grid is one of them; each runs under the grid's own procedure name,

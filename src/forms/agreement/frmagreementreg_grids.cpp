@@ -3,8 +3,8 @@
 
 #include "frmagreementreg.h"
 
-#include "data/basagreementreg.h"
 #include "forms/popup/frmpopup.h"
+#include "module/basagreementreg.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/seams.h"
 #include "platform/ui/units.h"
@@ -58,26 +58,29 @@ void FrmAgreementreg::buildGridMenus()
 void FrmAgreementreg::wireGridEvents()
 {
     for (FlexGrid *grid : {mfgsigndetails, mfgwitnessdetails, mfgcontent, mfgsummary, mfgfinance}) {
-        connect(grid, &FlexGrid::Click, this, [this, grid] { grid_Click(grid); });
-        connect(grid, &FlexGrid::DblClick, this, [this, grid] { grid_DblClick(grid); });
+        connect(grid, &FlexGrid::Click, this, platform::trapped([this, grid] { grid_Click(grid); }));
+        connect(grid, &FlexGrid::DblClick, this, platform::trapped([this, grid] { grid_DblClick(grid); }));
         connect(grid, &FlexGrid::KeyPress, this,
-                [this, grid](qint16 &keyAscii) { grid_KeyPress(grid, keyAscii); });
-        connect(grid, &FlexGrid::KeyDown, this,
-                [this, grid](qint16 &keyCode, int shift) { grid_KeyDown(grid, keyCode, shift); });
-        connect(grid, &FlexGrid::MouseDown, this, [this, grid](int button, int shift, double x, double y) {
-            grid_MouseDown(grid, button, shift, x, y);
-        });
-        connect(grid, &FlexGrid::EnterCell, this, [this, grid] { grid_EnterCell(grid); });
-        connect(grid, &FlexGrid::RowColChange, this, [this, grid] { grid_RowColChange(grid); });
+                platform::trapped([this, grid](qint16 &keyAscii) { grid_KeyPress(grid, keyAscii); }));
+        connect(grid, &FlexGrid::KeyDown, this, platform::trapped([this, grid](qint16 &keyCode, int shift) {
+                    grid_KeyDown(grid, keyCode, shift);
+                }));
+        connect(grid, &FlexGrid::MouseDown, this,
+                platform::trapped([this, grid](int button, int shift, double x, double y) {
+                    grid_MouseDown(grid, button, shift, x, y);
+                }));
+        connect(grid, &FlexGrid::EnterCell, this, platform::trapped([this, grid] { grid_EnterCell(grid); }));
+        connect(grid, &FlexGrid::RowColChange, this,
+                platform::trapped([this, grid] { grid_RowColChange(grid); }));
     }
-    connect(mnuadd, &QAction::triggered, this, [this] { mnuadd_Click(); });
-    connect(mnuedit, &QAction::triggered, this, [this] { mnuedit_Click(); });
-    connect(mnudelete, &QAction::triggered, this, [this] { mnudelete_Click(); });
-    connect(mnucancel, &QAction::triggered, this, [this] { mnucancel_Click(); });
-    connect(mnusAdd, &QAction::triggered, this, [this] { mnusAdd_Click(); });
-    connect(mnusedit, &QAction::triggered, this, [this] { mnusedit_Click(); });
-    connect(mnusdelete, &QAction::triggered, this, [this] { mnusdelete_Click(); });
-    connect(mnuscancel, &QAction::triggered, this, [this] { mnuscancel_Click(); });
+    connect(mnuadd, &QAction::triggered, this, platform::trapped([this] { mnuadd_Click(); }));
+    connect(mnuedit, &QAction::triggered, this, platform::trapped([this] { mnuedit_Click(); }));
+    connect(mnudelete, &QAction::triggered, this, platform::trapped([this] { mnudelete_Click(); }));
+    connect(mnucancel, &QAction::triggered, this, platform::trapped([this] { mnucancel_Click(); }));
+    connect(mnusAdd, &QAction::triggered, this, platform::trapped([this] { mnusAdd_Click(); }));
+    connect(mnusedit, &QAction::triggered, this, platform::trapped([this] { mnusedit_Click(); }));
+    connect(mnusdelete, &QAction::triggered, this, platform::trapped([this] { mnusdelete_Click(); }));
+    connect(mnuscancel, &QAction::triggered, this, platform::trapped([this] { mnuscancel_Click(); }));
 }
 
 FlexGrid *FrmAgreementreg::pageGrid(int page) const

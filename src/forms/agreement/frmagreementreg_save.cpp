@@ -3,10 +3,12 @@
 
 #include "frmagreementreg.h"
 
-#include "data/basagreementreg.h"
-#include "entry/modulecontext.h"
 #include "forms/formevents.h"
 #include "forms/list/frmmaster.h"
+#include "forms/list/listrefresh.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
+#include "module/moduleservices.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/seams.h"
@@ -16,6 +18,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScopeGuard>
 
 namespace agr {
 
@@ -48,6 +51,12 @@ QString FrmAgreementreg::AgreementNo()
             prefix = rs.Fields(QStringLiteral("Prefix")).text();
         rs.Close();
     }
+
+    // Reading the highest number and committing the agreement that carries the next one are serialised per
+    // department and prefix, so that a second saver reads the first one's number instead of repeating it.
+    numberLock.release(); // a second lock of this form would wait for its own first
+    numberLock = con.lockKey(QStringLiteral("agreementregister.agragreementNo ") +
+                             QString::number(ctx.departmentId) + QLatin1Char(' ') + prefix);
 
     // Numbers restart for each prefix; only wholly numeric tails after the prefix count.
     const QString length = QString::number(prefix.size());
@@ -87,6 +96,8 @@ void FrmAgreementreg::cmdOK_Click()
     // transaction stays open and this form stays open with cmdOK disabled.
     platform::Trap(
         [this] {
+            // The number lock goes with the save, whichever way it ends.
+            const auto releaseNumber = qScopeGuard([this] { numberLock.release(); });
             if (cbotype->currentText().isEmpty()) {
                 Inform(QStringLiteral("Enter Type"));
                 cbotype->setFocus();
@@ -121,6 +132,7 @@ void FrmAgreementreg::cmdOK_Click()
             qint16 applicabilityId = 0;
             if (optShop->isChecked() || optgodown->isChecked()) {
                 if (cboapplicable->currentIndex() < 0) {
+                    numberLock.release(); // no other saver waits while the message is read
                     Inform(optShop->isChecked() ? QStringLiteral("Select Shop")
                                                 : QStringLiteral("Select Godown"));
                     cboapplicable->setFocus();
@@ -132,6 +144,7 @@ void FrmAgreementreg::cmdOK_Click()
             qint16 partyId = 0;
             if (optcustomer->isChecked() || optsupplier->isChecked()) {
                 if (cboagency->currentIndex() < 0) {
+                    numberLock.release();
                     Inform(optcustomer->isChecked() ? QStringLiteral("Select Customer")
                                                     : QStringLiteral("Select Supplier"));
                     cboagency->setFocus();
@@ -223,6 +236,7 @@ void FrmAgreementreg::cmdOK_Click()
             auditService()->SaveActivityLogInfo(agreementId, txtagreementNo->text(), true, bas::entryMode(),
                                                 this);
             con.CommitTrans();
+            numberLock.release();
             saved = true;
 
             QString criterion = QStringLiteral("agragreementid=") + QString::number(agreementId) +

@@ -3,10 +3,13 @@
 
 #include "forms/list/frmmaster.h"
 
-#include "data/basagreementreg.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
+#include "forms/defaultinstance.h"
 #include "forms/formevents.h"
+#include "forms/list/listrefresh.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
+#include "module/moduleservices.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/grid/flexgridmodel.h"
@@ -69,47 +72,23 @@ QString shortDate(const QDate &date)
     return QString(reinterpret_cast<const QChar *>(text), 10);
 }
 
-QPointer<FrmMaster> &defaultInstance()
-{
-    static QPointer<FrmMaster> form;
-    return form;
-}
-
 } // namespace
 
-// The audit and theme services live as long as the module is in use. The holders are never destroyed:
-// at process exit the service libraries may already be gone.
-Service<IAuditService> &auditService()
-{
-    static auto *service = new Service<IAuditService>;
-    return *service;
-}
-
-Service<IThemeService> &themeService()
-{
-    static auto *service = new Service<IThemeService>;
-    return *service;
-}
+using Instance = DefaultInstance<FrmMaster>;
 
 FrmMaster *frmMaster()
 {
-    QPointer<FrmMaster> &form = defaultInstance();
-    if (!form) {
-        form = new FrmMaster;
-        form->Form_Load();
-    }
-    return form;
+    return Instance::get();
 }
 
 FrmMaster *frmMasterIfLoaded()
 {
-    return defaultInstance();
+    return Instance::ifLoaded();
 }
 
 void unloadFrmMaster()
 {
-    if (FrmMaster *form = defaultInstance())
-        form->Unload();
+    Instance::unload();
 }
 
 FrmMaster::FrmMaster(QWidget *parent) : QDialog(parent)
@@ -122,8 +101,7 @@ FrmMaster::FrmMaster(QWidget *parent) : QDialog(parent)
 
 FrmMaster::~FrmMaster()
 {
-    if (defaultInstance() == this)
-        defaultInstance().clear();
+    Instance::release(this);
 }
 
 void FrmMaster::buildControls()
@@ -215,20 +193,26 @@ void FrmMaster::buildControls()
                                           cmdnew, CmdEdit, CmdDelete, cmdPreview, Cmdclose})
         control->installEventFilter(this);
 
-    connect(cboColNames, &QComboBox::activated, this, [this] { cboColNames_Click(); });
+    connect(cboColNames, &QComboBox::activated, this, platform::trapped([this] { cboColNames_Click(); }));
     onOptionClick(optAscend, [this] { optAscend_Click(); });
     onOptionClick(optDescend, [this] { optDescend_Click(); });
-    connect(mfgMaster, &FlexGrid::DblClick, this, &FrmMaster::mfgMaster_DblClick);
-    connect(mfgMaster, &FlexGrid::KeyPress, this, &FrmMaster::mfgMaster_KeyPress);
-    connect(mfgMaster, &FlexGrid::KeyDown, this, &FrmMaster::mfgMaster_KeyDown);
-    connect(mfgMaster, &FlexGrid::RowColChange, this, &FrmMaster::mfgMaster_RowColChange);
-    connect(mfgMaster, &FlexGrid::SelChange, this, &FrmMaster::mfgMaster_SelChange);
-    connect(mfgMaster, &FlexGrid::MouseMove, this, &FrmMaster::mfgMaster_MouseMove);
-    connect(cmdnew, &QPushButton::clicked, this, [this] { cmdnew_Click(); });
-    connect(CmdEdit, &QPushButton::clicked, this, [this] { CmdEdit_Click(); });
-    connect(CmdDelete, &QPushButton::clicked, this, [this] { CmdDelete_Click(); });
-    connect(cmdPreview, &QPushButton::clicked, this, [this] { cmdPreview_Click(); });
-    connect(Cmdclose, &QPushButton::clicked, this, [this] { Cmdclose_Click(); });
+    connect(mfgMaster, &FlexGrid::DblClick, this,
+            platform::trapped(std::bind_front(&FrmMaster::mfgMaster_DblClick, this)));
+    connect(mfgMaster, &FlexGrid::KeyPress, this,
+            platform::trapped(std::bind_front(&FrmMaster::mfgMaster_KeyPress, this)));
+    connect(mfgMaster, &FlexGrid::KeyDown, this,
+            platform::trapped(std::bind_front(&FrmMaster::mfgMaster_KeyDown, this)));
+    connect(mfgMaster, &FlexGrid::RowColChange, this,
+            platform::trapped(std::bind_front(&FrmMaster::mfgMaster_RowColChange, this)));
+    connect(mfgMaster, &FlexGrid::SelChange, this,
+            platform::trapped(std::bind_front(&FrmMaster::mfgMaster_SelChange, this)));
+    connect(mfgMaster, &FlexGrid::MouseMove, this,
+            platform::trapped(std::bind_front(&FrmMaster::mfgMaster_MouseMove, this)));
+    connect(cmdnew, &QPushButton::clicked, this, platform::trapped([this] { cmdnew_Click(); }));
+    connect(CmdEdit, &QPushButton::clicked, this, platform::trapped([this] { CmdEdit_Click(); }));
+    connect(CmdDelete, &QPushButton::clicked, this, platform::trapped([this] { CmdDelete_Click(); }));
+    connect(cmdPreview, &QPushButton::clicked, this, platform::trapped([this] { cmdPreview_Click(); }));
+    connect(Cmdclose, &QPushButton::clicked, this, platform::trapped([this] { Cmdclose_Click(); }));
 }
 
 // ---- Loading ----------------------------------------------------------------------------------------------
@@ -282,7 +266,7 @@ void FrmMaster::Form_Load()
         mfgMaster_SelChange();
     });
     // The entry form is built while the clerk looks at the list.
-    QTimer::singleShot(0, this, [] { prepareFrmAgreementreg(); });
+    QTimer::singleShot(0, this, platform::trapped([] { prepareFrmAgreementreg(); }));
 }
 
 void FrmMaster::populateRecord()
@@ -840,8 +824,7 @@ void FrmMaster::Unload()
     if (m_unloading)
         return;
     m_unloading = true;
-    if (defaultInstance() == this)
-        defaultInstance().clear();
+    Instance::release(this);
     close(); // ends a modal Show
     deleteLater();
     discardFrmAgreementreg();

@@ -133,8 +133,4 @@ FrmMaster *frmMaster();
 FrmMaster *frmMasterIfLoaded();
 void unloadFrmMaster();
 
-// The module-wide services that the list form's load creates and every form uses.
-Service<IAuditService> &auditService();
-Service<IThemeService> &themeService();
-
 } // namespace agr

@@ -1,11 +1,11 @@
 // Opening the entry form from the list: empty for a new agreement, or filled with the selected agreement,
 // its detail lists and its payments for edit. The list waits while the entry form is open.
 
-#include "data/basagreementreg.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
 #include "forms/formevents.h"
 #include "forms/list/frmmaster.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/seams.h"

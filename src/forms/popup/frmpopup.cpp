@@ -1,10 +1,11 @@
 #include "frmpopup.h"
 
-#include "data/basagreementreg.h"
-#include "entry/modulecontext.h"
 #include "forms/agreement/frmagreementreg.h"
+#include "forms/defaultinstance.h"
 #include "forms/formevents.h"
-#include "forms/list/frmmaster.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
+#include "module/moduleservices.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/controls.h"
 #include "platform/ui/seams.h"
@@ -24,12 +25,6 @@ namespace agr {
 namespace {
 
 using platform::FlexGrid;
-
-QPointer<Frmpopup> &defaultInstance()
-{
-    static QPointer<Frmpopup> form;
-    return form;
-}
 
 enum class Kind
 {
@@ -174,12 +169,12 @@ void Frmpopup::buildForm()
 
 void Frmpopup::wireHandlers()
 {
-    connect(cmdOK, &QPushButton::clicked, this, [this] { cmdOK_Click(); });
-    connect(Cmdclose, &QPushButton::clicked, this, [this] { Cmdclose_Click(); });
-    connect(cmdFirst, &QPushButton::clicked, this, [this] { cmdFirst_Click(); });
-    connect(cmdPrevious, &QPushButton::clicked, this, [this] { cmdPrevious_Click(); });
-    connect(cmdNext, &QPushButton::clicked, this, [this] { cmdNext_Click(); });
-    connect(cmdLast, &QPushButton::clicked, this, [this] { cmdLast_Click(); });
+    connect(cmdOK, &QPushButton::clicked, this, platform::trapped([this] { cmdOK_Click(); }));
+    connect(Cmdclose, &QPushButton::clicked, this, platform::trapped([this] { Cmdclose_Click(); }));
+    connect(cmdFirst, &QPushButton::clicked, this, platform::trapped([this] { cmdFirst_Click(); }));
+    connect(cmdPrevious, &QPushButton::clicked, this, platform::trapped([this] { cmdPrevious_Click(); }));
+    connect(cmdNext, &QPushButton::clicked, this, platform::trapped([this] { cmdNext_Click(); }));
+    connect(cmdLast, &QPushButton::clicked, this, platform::trapped([this] { cmdLast_Click(); }));
 
     const QList<QWidget *> enterMovesOn = {txtsignedby, txtpostion,  txtaddress, chkagency,
                                            cmdFirst,    cmdPrevious, cmdNext,    cmdLast};
@@ -417,8 +412,7 @@ void Frmpopup::Unload()
     if (m_unloaded)
         return;
     m_unloaded = true;
-    if (defaultInstance() == this)
-        defaultInstance() = nullptr;
+    DefaultInstance<Frmpopup>::release(this);
     QDialog::done(QDialog::Rejected);
     deleteLater();
 }
@@ -475,23 +469,17 @@ void Frmpopup::cmdLast_Click()
 
 Frmpopup *frmpopup()
 {
-    if (!defaultInstance()) {
-        auto *form = new Frmpopup;
-        defaultInstance() = form;
-        form->Form_Load();
-    }
-    return defaultInstance();
+    return DefaultInstance<Frmpopup>::get();
 }
 
 Frmpopup *frmpopupIfLoaded()
 {
-    return defaultInstance();
+    return DefaultInstance<Frmpopup>::ifLoaded();
 }
 
 void unloadFrmpopup()
 {
-    if (Frmpopup *form = defaultInstance())
-        form->Unload();
+    DefaultInstance<Frmpopup>::unload();
 }
 
 } // namespace agr

@@ -1,9 +1,11 @@
 #include "frmscancopies.h"
 
-#include "data/basagreementreg.h"
-#include "entry/modulecontext.h"
+#include "forms/defaultinstance.h"
 #include "forms/formevents.h"
-#include "forms/list/frmmaster.h"
+#include "forms/gridcolumn.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
+#include "module/moduleservices.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/ui/picturebox.h"
@@ -26,12 +28,6 @@ namespace agr {
 namespace {
 
 using platform::FlexGrid;
-
-QPointer<FrmScanCopies> &defaultInstance()
-{
-    static QPointer<FrmScanCopies> form;
-    return form;
-}
 
 QString agreementId()
 {
@@ -117,14 +113,14 @@ void FrmScanCopies::buildForm()
     QWidget::setTabOrder(cmdAdd, cmdOK);
     QWidget::setTabOrder(cmdOK, Command1);
 
-    connect(cmdBrowse, &QPushButton::clicked, this, [this] { cmdBrowse_Click(); });
-    connect(cmdAdd, &QPushButton::clicked, this, [this] { cmdAdd_Click(); });
-    connect(cmdOK, &QPushButton::clicked, this, [this] { cmdOK_Click(); });
-    connect(Command1, &QPushButton::clicked, this, [this] { Command1_Click(); });
-    connect(mfgDetails, &FlexGrid::EnterCell, this, [this] { mfgDetails_EnterCell(); });
-    connect(mfgDetails, &FlexGrid::Click, this, [this] { mfgDetails_Click(); });
+    connect(cmdBrowse, &QPushButton::clicked, this, platform::trapped([this] { cmdBrowse_Click(); }));
+    connect(cmdAdd, &QPushButton::clicked, this, platform::trapped([this] { cmdAdd_Click(); }));
+    connect(cmdOK, &QPushButton::clicked, this, platform::trapped([this] { cmdOK_Click(); }));
+    connect(Command1, &QPushButton::clicked, this, platform::trapped([this] { Command1_Click(); }));
+    connect(mfgDetails, &FlexGrid::EnterCell, this, platform::trapped([this] { mfgDetails_EnterCell(); }));
+    connect(mfgDetails, &FlexGrid::Click, this, platform::trapped([this] { mfgDetails_Click(); }));
     connect(mfgDetails, &FlexGrid::KeyPress, this,
-            [this](qint16 &keyAscii) { mfgDetails_KeyPress(keyAscii); });
+            platform::trapped([this](qint16 &keyAscii) { mfgDetails_KeyPress(keyAscii); }));
     for (QLineEdit *box : {txtName, txtBrowse})
         onKeyPress(box, [](qint16 &keyAscii) { bas::EnterKeyFilter(keyAscii); });
     onKeyPress(txttname, [this](qint16 &keyAscii) { txttname_KeyPress(keyAscii); });
@@ -157,9 +153,7 @@ void FrmScanCopies::Form_Load()
     platform::Recordset rs;
     rs.Open(QStringLiteral("Select * from AgreementScanCopyDetails where agsAgreementID = ") + agreementId(),
             *context().connection());
-    // One stream for all records, never emptied: each record's value is added to what the stream holds,
-    // and the record's file is the whole stream, as the register has always written them.
-    QByteArray stream;
+    // Each record's file holds that record's image alone, so that OK stores every copy as it was stored.
     for (; !rs.isEOF(); rs.MoveNext()) {
         const platform::Field image = rs[QStringLiteral("agsDocuments")];
         if (image.isNull())
@@ -168,9 +162,8 @@ void FrmScanCopies::Form_Load()
         const QString serialNo = rs[QStringLiteral("agsDetailID")].text();
         mfgDetails->setTextMatrix(row, col(ScanCol::SlNo), serialNo);
         mfgDetails->setTextMatrix(row, col(ScanCol::DocName), rs[QStringLiteral("agsAgreementName")].text());
-        stream.append(image.Value().toByteArray());
         const QString file = tempFile(serialNo);
-        platform::SaveToFile(file, stream);
+        platform::SaveToFile(file, image.Value().toByteArray());
         mfgDetails->setTextMatrix(row, col(ScanCol::Path), file);
         mfgDetails->setTextMatrix(row, col(ScanCol::Origin), QStringLiteral("E"));
         mfgDetails->setRows(mfgDetails->Rows() + 1);
@@ -361,8 +354,7 @@ void FrmScanCopies::Unload()
     if (cancel)
         return;
     m_unloaded = true;
-    if (defaultInstance() == this)
-        defaultInstance() = nullptr;
+    DefaultInstance<FrmScanCopies>::release(this);
     QDialog::done(QDialog::Rejected);
     deleteLater();
 }
@@ -378,29 +370,18 @@ void FrmScanCopies::reject()
 
 FrmScanCopies *frmScanCopies()
 {
-    if (!defaultInstance()) {
-        auto *form = new FrmScanCopies;
-        defaultInstance() = form;
-        // Loading has no trap: its error goes on to the caller, and the half-loaded form goes away.
-        try {
-            form->Form_Load();
-        } catch (...) {
-            form->Unload();
-            throw;
-        }
-    }
-    return defaultInstance();
+    // Loading has no trap: its error goes on to the caller, and the half-loaded form goes away.
+    return DefaultInstance<FrmScanCopies>::get();
 }
 
 FrmScanCopies *frmScanCopiesIfLoaded()
 {
-    return defaultInstance();
+    return DefaultInstance<FrmScanCopies>::ifLoaded();
 }
 
 void unloadFrmScanCopies()
 {
-    if (FrmScanCopies *form = defaultInstance())
-        form->Unload();
+    DefaultInstance<FrmScanCopies>::unload();
 }
 
 } // namespace agr

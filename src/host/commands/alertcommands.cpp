@@ -1,9 +1,9 @@
 #include "host/commands/alertcommands.h"
 
+#include "host/exports/registerexport.h"
 #include "host/hostsupport.h"
 #include "host/identity.h"
 #include "host/options.h"
-#include "host/exports/registerexport.h"
 #include "host/renewals/renewals.h"
 
 #include "platform/database/connection.h"
@@ -62,11 +62,8 @@ int alerts(const QStringList &arguments)
     openDatabase(con, url, false);
     const qint16 department = identify(con, std::nullopt, askedDepartment).departmentId;
     QList<RenewalRow> rows;
-    try {
-        rows = dueForRenewal(con, department, date);
-    } catch (const platform::RuntimeError &e) {
-        throw Failure(QStringLiteral("alerts: error %1: %2").arg(e.number()).arg(oneLine(e.description())));
-    }
+    failingAs(QStringLiteral("alerts"), ErrorText::Numbered,
+              [&] { rows = dueForRenewal(con, department, date); });
     if (format == QLatin1String("csv"))
         printRaw(renewalsAsCsv(rows));
     else if (format == QLatin1String("json"))
@@ -106,11 +103,8 @@ int exportCommand(const QStringList &arguments)
     openDatabase(con, databaseUrl(parser), false);
     const qint16 department = identify(con, std::nullopt, askedDepartment).departmentId;
     ExportCounts counts;
-    try {
-        counts = exportRegister(con, department, from, file);
-    } catch (const platform::RuntimeError &e) {
-        throw Failure(QStringLiteral("export: error %1: %2").arg(e.number()).arg(oneLine(e.description())));
-    }
+    failingAs(QStringLiteral("export"), ErrorText::Numbered,
+              [&] { counts = exportRegister(con, department, from, file); });
     if (file.endsWith(QLatin1String(".csv"), Qt::CaseInsensitive))
         printOut(QStringLiteral("Wrote %1 agreements to %2").arg(counts.agreements).arg(file));
     else

@@ -87,52 +87,50 @@ int initDb(const QStringList &arguments)
                       ExitUsage);
     platform::Connection con;
     openDatabase(con, url, true);
-    try {
-        const agr::schema::CreateReport report = agr::schema::CreateSchema(con);
-        if (!report.steps.isEmpty() && !report.existing.isEmpty())
-            printOut(QStringLiteral("Upgraded the schema from version %1 to %2: %3.")
-                         .arg(report.fromVersion)
-                         .arg(report.toVersion)
-                         .arg(report.steps.join(QStringLiteral("; "))));
-        if (report.created.isEmpty()) {
-            printOut(QStringLiteral("Nothing created: all %1 tables already exist in %2.")
-                         .arg(report.existing.size())
-                         .arg(platform::printableUrl(url)));
-        } else {
-            printOut(QStringLiteral("Created %1 tables in %2: %3.")
-                         .arg(report.created.size())
-                         .arg(platform::printableUrl(url), report.created.join(QStringLiteral(", "))));
-            if (!report.existing.isEmpty())
-                printOut(
-                    QStringLiteral("Already there: %1.").arg(report.existing.join(QStringLiteral(", "))));
-        }
-        if (demo) {
-            if (agr::schema::LoadDemoData(con, today))
-                printOut(QStringLiteral(
-                             "Loaded the demo data: company %1, departments %2 and %3, agreements dated "
-                             "up to %4.")
-                             .arg(agr::schema::demo::CompanyId)
-                             .arg(agr::schema::demo::DepartmentId)
-                             .arg(agr::schema::demo::OtherDepartmentId)
-                             .arg(today.toString(QStringLiteral("dd/MM/yyyy"))));
-            else
-                printOut(QStringLiteral("Nothing loaded: the demo company is already there."));
-        }
-        if (!clerk.isEmpty()) {
-            agr::schema::CreateClerk(con, clerk, clerkUser, clerkDepartments);
-            QStringList departments;
-            for (int department : std::as_const(clerkDepartments))
-                departments << QString::number(department);
-            printOut(QStringLiteral("The login %1 works as user %2 for department %3, with a clerk's "
-                                    "privileges only.")
-                         .arg(clerk)
-                         .arg(clerkUser)
-                         .arg(departments.join(QStringLiteral(", "))));
-        }
-    } catch (const platform::RuntimeError &e) {
-        throw Failure(QStringLiteral("init-db failed on %1: %2")
-                          .arg(platform::printableUrl(url), oneLine(e.description())));
-    }
+    failingAs(
+        QStringLiteral("init-db failed on ") + platform::printableUrl(url), ErrorText::Description, [&] {
+            const agr::schema::CreateReport report = agr::schema::CreateSchema(con);
+            if (!report.steps.isEmpty() && !report.existing.isEmpty())
+                printOut(QStringLiteral("Upgraded the schema from version %1 to %2: %3.")
+                             .arg(report.fromVersion)
+                             .arg(report.toVersion)
+                             .arg(report.steps.join(QStringLiteral("; "))));
+            if (report.created.isEmpty()) {
+                printOut(QStringLiteral("Nothing created: all %1 tables already exist in %2.")
+                             .arg(report.existing.size())
+                             .arg(platform::printableUrl(url)));
+            } else {
+                printOut(QStringLiteral("Created %1 tables in %2: %3.")
+                             .arg(report.created.size())
+                             .arg(platform::printableUrl(url), report.created.join(QStringLiteral(", "))));
+                if (!report.existing.isEmpty())
+                    printOut(
+                        QStringLiteral("Already there: %1.").arg(report.existing.join(QStringLiteral(", "))));
+            }
+            if (demo) {
+                if (agr::schema::LoadDemoData(con, today))
+                    printOut(QStringLiteral(
+                                 "Loaded the demo data: company %1, departments %2 and %3, agreements dated "
+                                 "up to %4.")
+                                 .arg(agr::schema::demo::CompanyId)
+                                 .arg(agr::schema::demo::DepartmentId)
+                                 .arg(agr::schema::demo::OtherDepartmentId)
+                                 .arg(today.toString(QStringLiteral("dd/MM/yyyy"))));
+                else
+                    printOut(QStringLiteral("Nothing loaded: the demo company is already there."));
+            }
+            if (!clerk.isEmpty()) {
+                agr::schema::CreateClerk(con, clerk, clerkUser, clerkDepartments);
+                QStringList departments;
+                for (int department : std::as_const(clerkDepartments))
+                    departments << QString::number(department);
+                printOut(QStringLiteral("The login %1 works as user %2 for department %3, with a clerk's "
+                                        "privileges only.")
+                             .arg(clerk)
+                             .arg(clerkUser)
+                             .arg(departments.join(QStringLiteral(", "))));
+            }
+        });
     return 0;
 }
 
@@ -153,11 +151,11 @@ int sql(const QStringList &arguments)
 
     platform::Connection con;
     openDatabase(con, databaseUrl(parser), false);
-    try {
+    failingAs({}, ErrorText::Numbered, [&] {
         platform::Recordset rs = con.Execute(statement);
         if (!rs.isOpen()) {
             printOut(QStringLiteral("%1 rows affected").arg(rs.RecordsAffected()));
-            return 0;
+            return;
         }
         QStringList line;
         for (int i = 0; i < rs.fieldCount(); ++i)
@@ -169,9 +167,7 @@ int sql(const QStringList &arguments)
                 line << cellText(rs.Fields(i));
             printOut(line.join(QLatin1Char('\t')));
         }
-    } catch (const platform::RuntimeError &e) {
-        throw Failure(QStringLiteral("error %1: %2").arg(e.number()).arg(oneLine(e.description())));
-    }
+    });
     return 0;
 }
 
@@ -214,7 +210,7 @@ int report(const QStringList &arguments)
     const qint16 department = who.departmentId;
     platform::setHostDatabaseUrl(con.url());
     ensureRegistered({QLatin1String(agr::progid::ReportEngine)}, componentLibrary(QStringLiteral("suite")));
-    try {
+    failingAs(QStringLiteral("report"), ErrorText::Numbered, [&] {
         std::unique_ptr<QObject> object(
             platform::ComponentRegistry::instance().create(QLatin1String(agr::progid::ReportEngine)));
         auto *engine = platform::required(qobject_cast<agr::IReportEngine *>(object.get()),
@@ -239,9 +235,7 @@ int report(const QStringList &arguments)
                             : QString()) +
             QStringLiteral("{AgreementRegister.agrDepartmentid}=") + QString::number(department));
         report->ExportPdf(pdf);
-    } catch (const platform::RuntimeError &e) {
-        throw Failure(QStringLiteral("report: error %1: %2").arg(e.number()).arg(oneLine(e.description())));
-    }
+    });
     printOut(QStringLiteral("Wrote the register to ") + pdf);
     return 0;
 }
@@ -264,16 +258,13 @@ int audit(const QStringList &arguments)
     openDatabase(con, url, false);
     ensureRegistered({QLatin1String(agr::progid::AuditService)}, componentLibrary(QStringLiteral("suite")));
     agr::ChainCheck check;
-    try {
+    failingAs(QStringLiteral("audit verify"), ErrorText::Numbered, [&] {
         std::unique_ptr<QObject> object(
             platform::ComponentRegistry::instance().create(QLatin1String(agr::progid::AuditService)));
         auto *chain = platform::required(qobject_cast<agr::IActivityLogChain *>(object.get()),
                                          QLatin1String(agr::progid::AuditService));
         check = chain->VerifyChain(&con);
-    } catch (const platform::RuntimeError &e) {
-        throw Failure(
-            QStringLiteral("audit verify: error %1: %2").arg(e.number()).arg(oneLine(e.description())));
-    }
+    });
     if (check.brokenLogId != 0)
         throw Failure(QStringLiteral("the activity log's chain breaks at row LogID %1: %2")
                           .arg(check.brokenLogId)

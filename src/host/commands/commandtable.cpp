@@ -3,6 +3,7 @@
 #include "host/commands/alertcommands.h"
 #include "host/commands/backupcommands.h"
 #include "host/commands/commands.h"
+#include "host/commands/scancommands.h"
 
 #include <array>
 #include <cstring>
@@ -34,6 +35,7 @@ const auto table = std::to_array<CommandEntry>({
     {"audit", CommandNeeds::Core, audit, "verify [--database URL]"},
     {"backup", CommandNeeds::Core, backup, "[--database URL] --out FILE"},
     {"restore", CommandNeeds::Core, restore, "--in FILE [--database URL] [--replace]"},
+    {"scans", CommandNeeds::Core, scans, "repair [--database URL] [--user N] [--department N] [--apply]"},
     {"register", CommandNeeds::Core, registerCommand, "[LIBRARY]"},
     {"unregister", CommandNeeds::Core, unregisterCommand, "[LIBRARY]"},
 });

@@ -5,6 +5,7 @@
 
 #include "platform/database/connection.h"
 #include "platform/runtime/conversions.h"
+#include "platform/runtime/savefile.h"
 
 #include <QDir>
 #include <QFile>
@@ -107,15 +108,16 @@ QByteArray utf8(const QString &text)
     return text.toUtf8();
 }
 
-// One workbook written in constant memory: each sheet row by row, the file made at close.
+// One workbook written in constant memory: each sheet row by row, the file made at close under a name of
+// its own and put in the target's place once whole.
 class Workbook
 {
 public:
-    explicit Workbook(const QString &file)
+    explicit Workbook(const QString &file) : m_file(file)
     {
         lxw_workbook_options options{};
         options.constant_memory = LXW_TRUE;
-        m_book = workbook_new_opt(QFile::encodeName(file).constData(), &options);
+        m_book = workbook_new_opt(QFile::encodeName(m_file.temporaryPath()).constData(), &options);
         if (!m_book)
             throw Failure(QStringLiteral("cannot start the workbook ") + file);
         m_bold = workbook_add_format(m_book);
@@ -190,6 +192,7 @@ public:
         if (error != LXW_NO_ERROR)
             throw Failure(
                 QStringLiteral("cannot write %1: %2").arg(file, QString::fromUtf8(lxw_strerror(error))));
+        m_file.commit();
     }
 
 private:
@@ -203,6 +206,7 @@ private:
                           .arg(caption, QString::fromUtf8(lxw_strerror(error))));
     }
 
+    platform::ReplaceOnCommit m_file;
     lxw_workbook *m_book = nullptr;
     lxw_worksheet *m_sheet = nullptr;
     lxw_format *m_bold = nullptr;

@@ -599,7 +599,8 @@ struct Connection::Data
     std::unique_ptr<Dialect> dialect;
     QSqlDatabase db;
     QList<LoggedStatement> log;
-    bool logEnabled = true;
+    bool logEnabled = false;
+    bool keyLocksEnabled = true;
     int transactionLevel = 0;
 };
 
@@ -749,6 +750,19 @@ void Connection::RollbackTrans()
 int Connection::transactionLevel() const
 {
     return d->transactionLevel;
+}
+
+KeyLock Connection::lockKey(const QString &key)
+{
+    Dialect &engine = dialect();
+    if (!d->keyLocksEnabled)
+        return KeyLock();
+    return KeyLock(engine.lockKey(*this, key));
+}
+
+void Connection::setKeyLocksEnabled(bool on)
+{
+    d->keyLocksEnabled = on;
 }
 
 const QList<LoggedStatement> &Connection::statementLog() const

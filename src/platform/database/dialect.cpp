@@ -2,8 +2,10 @@
 
 #include "platform/runtime/errors.h"
 
+#include <QCryptographicHash>
 #include <QSqlDriver>
 #include <QSqlError>
+#include <QtEndian>
 #include <vector>
 
 namespace platform {
@@ -358,6 +360,17 @@ int countParameterMarkers(const QString &sql)
         if (t.kind == TokenKind::Symbol && sql.at(t.start) == QLatin1Char('?'))
             ++count;
     return count;
+}
+
+std::unique_ptr<KeyLock::Holder> Dialect::lockKey(Connection &, const QString &)
+{
+    return nullptr;
+}
+
+qint64 Dialect::keyNumber(const QString &key)
+{
+    const QByteArray digest = QCryptographicHash::hash(key.toUtf8(), QCryptographicHash::Sha256);
+    return qFromBigEndian<qint64>(digest.constData());
 }
 
 bool Dialect::beginTransaction(QSqlDatabase &db, QSqlError &error) const

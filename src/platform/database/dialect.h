@@ -45,6 +45,12 @@ public:
     // Begins a transaction on db; false when the engine refused, with the reason in the query or db.
     virtual bool beginTransaction(QSqlDatabase &db, QSqlError &error) const;
 
+    // Holds the lock named key for con until the returned holder is destroyed (Connection::lockKey): it
+    // must exclude other connections of this process and of others, outlast con's transactions, be
+    // releasable whatever state con's transaction is in, and go when the process dies. Raises when the
+    // lock cannot be taken. By default nothing is held.
+    virtual std::unique_ptr<KeyLock::Holder> lockKey(Connection &con, const QString &key);
+
     // The statement text as this engine must receive it. String literals are never changed.
     virtual QString translate(const QString &sql) const = 0;
 
@@ -80,6 +86,8 @@ public:
     virtual QVariant parameterValue(const QVariant &value, const QString &parameterType) const;
 
 protected:
+    // A 64-bit number for a lock's name, the same in every process and on every machine.
+    static qint64 keyNumber(const QString &key);
     // True when countSql, a count(*) with one marker, counts any row for name; raises when it fails.
     static bool countsAny(Connection &con, const QString &countSql, const QString &name);
 };

@@ -7,6 +7,7 @@
 #include "platform/runtime/errors.h"
 
 #include <QFileInfo>
+#include <QLoggingCategory>
 #include <QProcess>
 #include <QSqlError>
 #include <QStandardPaths>
@@ -14,6 +15,31 @@
 namespace platform {
 
 namespace {
+
+Q_LOGGING_CATEGORY(lcKeyLocks, "agr.platform.keylocks")
+
+// A session-level advisory lock, taken and released on the dialect's lock session: the save's own session
+// may be inside a transaction that an error has aborted, where no statement runs until a rollback.
+class AdvisoryHold : public KeyLock::Holder
+{
+public:
+    AdvisoryHold(QString session, qint64 key) : m_session(std::move(session)), m_key(key) {}
+    ~AdvisoryHold() override
+    {
+        QSqlDatabase db = QSqlDatabase::database(m_session, false);
+        if (!db.isOpen())
+            return; // the session has ended, and the server released its locks with it
+        QSqlQuery unlock(db);
+        if (!unlock.exec(QStringLiteral("select pg_advisory_unlock(") + QString::number(m_key) +
+                         QLatin1Char(')')))
+            qCWarning(lcKeyLocks) << "cannot release the lock" << m_key << ":"
+                                  << unlock.lastError().databaseText().trimmed();
+    }
+
+private:
+    QString m_session;
+    qint64 m_key;
+};
 
 // Raised whenever the functions below change, so that an older installation is replaced.
 const char InstalledVersion[] = "agr-dialect 2";
@@ -114,6 +140,8 @@ void runClient(Connection &con, const char *program, QStringList arguments)
 class PostgresDialect : public Dialect
 {
 public:
+    ~PostgresDialect() override { closeLockSession(); }
+
     Backend backend() const override { return Backend::PostgreSQL; }
     QString driverName() const override { return QStringLiteral("QPSQL"); }
 
@@ -151,6 +179,22 @@ public:
     QString translate(const QString &sql) const override
     {
         return quoteDateParts(rewriteConvert(sql, mapType));
+    }
+
+    std::unique_ptr<KeyLock::Holder> lockKey(Connection &con, const QString &key) override
+    {
+        const qint64 number = keyNumber(key);
+        QSqlError failure;
+        {
+            QSqlDatabase session = lockSession(con);
+            QSqlQuery lock(session);
+            if (lock.exec(QStringLiteral("select pg_advisory_lock(") + QString::number(number) +
+                          QLatin1Char(')')))
+                return std::make_unique<AdvisoryHold>(m_lockSession, number);
+            failure = lock.lastError();
+        }
+        closeLockSession(); // a broken session is opened anew by the next lock
+        con.raiseDriverError(failure, QStringLiteral("lockKey"));
     }
 
     QString columnType(ColumnType type) const override
@@ -259,6 +303,38 @@ public:
     }
 
 private:
+    // A second session with the connection's own parameters, opened at the first lock and kept while the
+    // connection is open, so that a lock costs a round trip and not a log-on.
+    QSqlDatabase lockSession(Connection &con)
+    {
+        if (!m_lockSession.isEmpty()) {
+            if (QSqlDatabase session = QSqlDatabase::database(m_lockSession, false); session.isOpen())
+                return session;
+            closeLockSession();
+        }
+        const QString name = con.database().connectionName() + QStringLiteral("-locks");
+        QSqlDatabase session = QSqlDatabase::cloneDatabase(con.database(), name);
+        if (!session.open()) {
+            const QSqlError error = session.lastError();
+            session = QSqlDatabase();
+            QSqlDatabase::removeDatabase(name);
+            con.raiseDriverError(error, QStringLiteral("lockKey"));
+        }
+        m_lockSession = name;
+        return session;
+    }
+
+    void closeLockSession()
+    {
+        if (m_lockSession.isEmpty())
+            return;
+        QSqlDatabase::database(m_lockSession, false).close();
+        QSqlDatabase::removeDatabase(m_lockSession);
+        m_lockSession.clear();
+    }
+
+    QString m_lockSession; // the QSqlDatabase connection name; empty until the first lock
+
     static QString mapType(const QString &type)
     {
         const QString t = type.trimmed().toLower();

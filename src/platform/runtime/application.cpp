@@ -1,5 +1,7 @@
 #include "application.h"
 
+#include "platform/runtime/errors.h"
+
 #include <cstdio>
 #include <exception>
 
@@ -33,6 +35,11 @@ bool Application::notify(QObject *receiver, QEvent *event)
 void Application::setLastChanceHandler(std::function<void(const QString &)> handler)
 {
     lastChanceHandler() = std::move(handler);
+}
+
+void reportUnhandled(const RuntimeError &error)
+{
+    Application::reportUnhandled(QString::fromUtf8(error.what()));
 }
 
 void Application::reportUnhandled(const QString &text)

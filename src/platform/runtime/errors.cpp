@@ -49,6 +49,9 @@ bool Trap(const std::function<void()> &body, const std::function<void(const Runt
     } catch (const std::exception &e) {
         if (onError)
             onError(RuntimeError(0, QStringLiteral("std"), QString::fromUtf8(e.what())));
+    } catch (...) {
+        if (onError)
+            onError(RuntimeError(0, QStringLiteral("std"), QStringLiteral("Unknown error")));
     }
     return false;
 }

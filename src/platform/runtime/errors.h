@@ -4,8 +4,10 @@
 
 #include <QByteArray>
 #include <QString>
+#include <concepts>
 #include <exception>
 #include <functional>
+#include <utility>
 
 namespace platform {
 
@@ -53,8 +55,23 @@ T *required(T *object, const QString &source, const QString &description = QStri
     return object;
 }
 
-// The one error trap: runs body; a RuntimeError (or any std::exception, as number 0 with its text) is handed
-// to onError and swallowed. Returns true when body ran to its end.
+// The one error trap: runs body; a RuntimeError (or any other exception, as number 0 with its text) is
+// handed to onError and swallowed. Returns true when body ran to its end.
 bool Trap(const std::function<void()> &body, const std::function<void(const RuntimeError &)> &onError);
+
+// Reports an error that no handler's trap took, as the program's last-chance handler does.
+void reportUnhandled(const RuntimeError &error);
+
+// A handler as Qt calls it, from a signal or an event filter: it runs under the one trap, and an error the
+// handler lets through (one without a trap of its own, as defined) is reported by reportUnhandled there.
+// An exception must never unwind through Qt's code.
+template <class Handler> auto trapped(Handler handler)
+{
+    return [handler = std::move(handler)](
+               auto &&...args) -> void requires std::invocable<const Handler &, decltype(args)...>
+    {
+        Trap([&] { handler(std::forward<decltype(args)>(args)...); }, reportUnhandled);
+    };
+}
 
 } // namespace platform

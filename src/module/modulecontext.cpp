@@ -1,7 +1,7 @@
 #include "modulecontext.h"
 
-#include "entry/registration.h"
 #include "platform/database/connection.h"
+#include "platform/runtime/registry.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -9,6 +9,13 @@
 #include <QStandardPaths>
 
 namespace agr {
+
+namespace {
+
+// An address inside the module's library, to find the library by.
+const char InsideTheModule = 0;
+
+} // namespace
 
 QDateTime zeroDate()
 {
@@ -42,7 +49,7 @@ QString appPath()
         QDir().mkpath(named);
         return QDir(named).absolutePath();
     }
-    const QFileInfo library(moduleLibraryPath());
+    const QFileInfo library(platform::ComponentRegistry::libraryPathOf(&InsideTheModule));
     const QFileInfo folder(library.absolutePath());
     if (!library.filePath().isEmpty() && folder.isDir() && folder.isWritable())
         return folder.absoluteFilePath();

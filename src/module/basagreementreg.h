@@ -1,6 +1,7 @@
 #pragma once
-// The module's shared procedures and module-wide state: rights test, Enter key filter, change test, list
-// refresh after a save, error logging, and the standard error trap that every handler runs under.
+// basagreementReg: the module-wide state and the procedures that several forms share: rights test, Enter key
+// filter, change test, error logging, and the standard error trap that every handler runs under. The list
+// refresh after a save writes the list form's grid and lives with it (forms/list/listrefresh.h).
 
 #include "platform/runtime/errors.h"
 
@@ -28,10 +29,6 @@ void EnterKeyFilter(qint16 &keyAscii);
 
 // True when some input control of the form differs from its Tag.
 bool ChangeTest(QWidget *form);
-
-// Re-reads one agreement through the list statement and adds it to the list grid (entry mode not "E")
-// or rewrites the grid's current row (entry mode "E").
-void ListRefresh(QString &criterion, qint32 &serialNo);
 
 // The error-logging procedure: cuts the number to its last five digits (written back), reads the
 // user's name and calls the fault service's ErrorTrack.

@@ -1,10 +1,11 @@
 // The module helpers of basagreementReg: rights test, Enter key filter, change test, error logging and the
 // standard error trap, with the fault log read back from SQLite and PostgreSQL.
 
-#include "data/basagreementreg.h"
 #include "data/schema.h"
-#include "entry/modulecontext.h"
 #include "forms/list/frmmaster.h"
+#include "forms/list/listrefresh.h"
+#include "module/basagreementreg.h"
+#include "module/modulecontext.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/runtime/registry.h"
