@@ -1,6 +1,7 @@
 #include "access.h"
 
 #include "schema.h"
+#include "searchindex.h"
 
 #include "platform/database/connection.h"
 #include "platform/runtime/errors.h"
@@ -25,15 +26,27 @@ constexpr char Read[] = "SELECT";
 constexpr char Append[] = "SELECT, INSERT";
 
 // The register's header and detail tables with their department column.
+// The register's header and detail tables and the host's renewal tables with their department column; a
+// login's own put-aside day is its own besides.
 struct DepartmentTable
 {
     const char *table;
     const char *department;
+    const char *also = nullptr;
 };
 constexpr DepartmentTable DepartmentTables[] = {
-    {"agreementregister", "agrDepartmentid"},         {"AgreementDetails", "agdDepartmentid"},
-    {"AgreementSignedDetails", "agsDepartmentid"},    {"AgreementWitnessDetails", "agwDepartmentid"},
-    {"AgreementFinancialDetails", "agfDepartmentid"}, {"AgreementContents", "agcDepartmentid"},
+    {"agreementregister", "agrDepartmentid"},
+    {"AgreementDetails", "agdDepartmentid"},
+    {"AgreementSignedDetails", "agsDepartmentid"},
+    {"AgreementWitnessDetails", "agwDepartmentid"},
+    {"AgreementFinancialDetails", "agfDepartmentid"},
+    {"AgreementContents", "agcDepartmentid"},
+    {table::RenewalAlerts, "DepartmentID"},
+    {table::RenewalAlertHistory, "DepartmentID"},
+    {table::RenewalAlertRuns, "DepartmentID"},
+    {table::RenewalSnoozes, "DepartmentID", "LoginName = session_user"},
+    {table::RenewalCalendar, "DepartmentID"},
+    {table::SearchRows, "DepartmentID"},
 };
 
 constexpr char DepartmentPolicy[] = "agr_departments";
@@ -97,6 +110,17 @@ const QList<TableGrant> &ClerkGrants()
         {table::KeyCounters, "SELECT, INSERT, UPDATE"},
         {table::ActivityLog, Append},
         {table::FaultLog, Append},
+        // The host's renewal alerts: their state changes, their history is appended to.
+        {table::RenewalAlerts, "SELECT, INSERT, UPDATE"},
+        {table::RenewalAlertHistory, Append},
+        {table::RenewalAlertRuns, "SELECT, INSERT, UPDATE"},
+        {table::RenewalSnoozes, "SELECT, INSERT, UPDATE"},
+        {table::RenewalCalendar, "SELECT, INSERT, UPDATE"},
+        // The full-text index: its triggers write it as its owner; the program reading scanned pages in
+        // the clerk's session stores their text and index rows, and takes what it read off the queue.
+        {table::SearchRows, "SELECT, INSERT, DELETE"},
+        {table::ScanText, "SELECT, INSERT"},
+        {table::ScanUnread, "SELECT, DELETE"},
         // The masters, and the login's own mapping.
         {"acompanymaster", Read},
         {"adepartmentmaster", Read},
@@ -194,7 +218,10 @@ void SecureSchema(platform::Connection &con)
                            QLatin1String(table::LoginDepartments) +
                            QStringLiteral(" where LoginName = session_user)");
     for (const DepartmentTable &t : DepartmentTables) {
-        const QString rule = QStringLiteral("(") + QLatin1String(t.department) + mapped + QLatin1Char(')');
+        QString rule = QStringLiteral("(") + QLatin1String(t.department) + mapped + QLatin1Char(')');
+        if (t.also)
+            rule = QStringLiteral("(") + rule + QStringLiteral(" and ") + QLatin1String(t.also) +
+                   QLatin1Char(')');
         createPolicy(con, QLatin1String(t.table), DepartmentPolicy,
                      QStringLiteral(" using ") + rule + QStringLiteral(" with check ") + rule);
     }

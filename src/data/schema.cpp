@@ -1,6 +1,7 @@
 #include "schema.h"
 
 #include "access.h"
+#include "searchindex.h"
 
 #include "platform/database/connection.h"
 #include "platform/database/dialect.h"
@@ -234,6 +235,29 @@ const std::vector<Table> &tables()
           {"LastValue", Integer, "NOT NULL"}},
          "PRIMARY KEY (TableName, KeyColumn)"},
 
+        // The full-text index (searchindex.cpp): one row per indexed text of an agreement, the page text read
+        // from scanned copies by the hash of their bytes, and the copies whose text is still to be read.
+        {table::SearchRows,
+         {{"RowID", Identity},
+          {"DepartmentID", SmallInt},
+          {"AgreementID", Integer, "NOT NULL"},
+          {"Place", Text, "NOT NULL"},
+          {"DetailID", Integer},
+          {"Label", Text},
+          {"Body", Text}},
+         nullptr,
+         {"DepartmentID, AgreementID, Place"}},
+        {table::ScanText,
+         {{"Sha256", Text, "NOT NULL PRIMARY KEY"},
+          {"Body", Text},
+          {"Confidence", Double},
+          {"Languages", Text},
+          {"ReadAt", DateTime}}},
+        {table::ScanUnread,
+         {{"QueueID", Identity}, {"AgreementID", Integer, "NOT NULL"}, {"DetailID", Integer}},
+         nullptr,
+         {"AgreementID, DetailID"}},
+
         // Who may use the register: a database login, the users it may act as and its departments.
         {table::LoginUsers,
          {{"LoginName", Text, "NOT NULL"}, {"UserID", Integer, "NOT NULL"}},
@@ -241,6 +265,52 @@ const std::vector<Table> &tables()
         {table::LoginDepartments,
          {{"LoginName", Text, "NOT NULL"}, {"DepartmentID", SmallInt, "NOT NULL"}},
          "UNIQUE (LoginName, DepartmentID)"},
+
+        // The host's own: the state of each renewal alert, one row per agreement, valid-to date and alert
+        // days (a change of either arms a new one), with the history of what was done with it; the last
+        // processing date on which a department's alerts were evaluated, so that days nobody ran are caught
+        // up; the day until which a login put the renewal window aside; the calendar's sequence numbers.
+        {table::RenewalAlerts,
+         {{"AlertID", Identity},
+          {"DepartmentID", SmallInt, "NOT NULL"},
+          {"AgreementID", Integer, "NOT NULL"},
+          {"ValidTo", Date, "NOT NULL"},
+          {"AlertDays", Double, "NOT NULL"},
+          {"DueDate", Date, "NOT NULL"},
+          {"RaisedOn", Date, "NOT NULL"},
+          {"State", Text, "NOT NULL"},
+          {"StateBy", Text},
+          {"StateAt", DateTime},
+          {"SnoozedUntil", Date},
+          {"EscalatedOn", Date}},
+         "UNIQUE (DepartmentID, AgreementID, ValidTo, AlertDays)",
+         // Each evaluation reads the alerts still wanting something; done and closed ones pile up.
+         {"DepartmentID, State"}},
+        {table::RenewalAlertHistory,
+         {{"AlertID", Integer, "NOT NULL"},
+          {"DepartmentID", SmallInt, "NOT NULL"},
+          {"Action", Text, "NOT NULL"},
+          {"LoginName", Text},
+          {"ActedAt", DateTime},
+          {"ProcessDate", Date},
+          {"SnoozedUntil", Date},
+          {"Note", Text}},
+         nullptr,
+         {"AlertID"}},
+        {table::RenewalAlertRuns,
+         {{"DepartmentID", SmallInt, "NOT NULL PRIMARY KEY"}, {"LastProcessDate", Date, "NOT NULL"}}},
+        {table::RenewalSnoozes,
+         {{"LoginName", Text, "NOT NULL"},
+          {"DepartmentID", SmallInt, "NOT NULL"},
+          {"SnoozedUntil", Date, "NOT NULL"}},
+         "PRIMARY KEY (LoginName, DepartmentID)"},
+        {table::RenewalCalendar,
+         {{"DepartmentID", SmallInt, "NOT NULL"},
+          {"AgreementID", Integer, "NOT NULL"},
+          {"ValidTo", Date, "NOT NULL"},
+          {"AlertDays", Double, "NOT NULL"},
+          {"Sequence", Integer, "NOT NULL"}},
+         "PRIMARY KEY (DepartmentID, AgreementID)"},
 
         // The upgrade steps the database went through; its highest Version is the schema's version.
         {table::SchemaVersion,
@@ -371,6 +441,7 @@ CreateReport CreateSchema(platform::Connection &con)
         report.steps << QLatin1String(step.what);
     }
     report.toVersion = std::max(report.fromVersion, SchemaVersion());
+    CreateSearchIndex(con);
     SecureSchema(con);
     return report;
 }

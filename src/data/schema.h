@@ -70,6 +70,8 @@ bool LoadDemoData(platform::Connection &con, const QDate &today);
 //                  handed out for a table (as its table name reads) and key column
 //   aLoginUsers   (LoginName text, UserID integer): the users a database login may act as
 //   aLoginDepartments (LoginName text, DepartmentID smallint): the departments it may act for
+// Tables of the host (the renewal alerts' state and the calendar's sequence numbers; docs/database.md):
+//   aRenewalAlerts, aRenewalAlertHistory, aRenewalAlertRuns, aRenewalSnoozes, aRenewalCalendar
 //   aSchemaVersion (Version integer key, Description text, AppliedAt datetime): the upgrade steps the
 //                  database went through
 namespace table {
@@ -79,6 +81,11 @@ inline constexpr char GridSettings[] = "aGridSettings";
 inline constexpr char KeyCounters[] = "aKeyCounters";
 inline constexpr char LoginUsers[] = "aLoginUsers";
 inline constexpr char LoginDepartments[] = "aLoginDepartments";
+inline constexpr char RenewalAlerts[] = "aRenewalAlerts";
+inline constexpr char RenewalAlertHistory[] = "aRenewalAlertHistory";
+inline constexpr char RenewalAlertRuns[] = "aRenewalAlertRuns";
+inline constexpr char RenewalSnoozes[] = "aRenewalSnoozes";
+inline constexpr char RenewalCalendar[] = "aRenewalCalendar";
 inline constexpr char SchemaVersion[] = "aSchemaVersion";
 } // namespace table
 

@@ -7,10 +7,14 @@
 #include "host/hostsupport.h"
 #include "host/identity.h"
 #include "host/options.h"
+#include "host/search/scanreader.h"
 #include "host/windows/duewindow.h"
+#include "host/windows/searchwindow.h"
 
+#include "data/access.h"
 #include "data/contracts.h"
 #include "data/schema.h"
+#include "data/searchindex.h"
 #include "platform/database/connection.h"
 #include "platform/runtime/errors.h"
 #include "platform/ui/seams.h"
@@ -225,8 +229,23 @@ int runModule(const QStringList &arguments)
         installScreenshotSeams(screenshot, saved);
 
     // What is due for renewal comes first; a screenshot run renders it beside the list's picture.
-    showDueForRenewal(con, who.userId, who.departmentId, date,
+    showDueForRenewal(con, who.departmentId, date,
                       screenshot.isEmpty() ? QString() : dueForRenewalScreenshot(screenshot));
+
+    // Around the module: the text of scanned pages is read on a thread of its own (at once when the scans
+    // form closes), and Ctrl+Shift+F in the list opens the search window.
+    std::unique_ptr<ScanReadingThread> scanReader;
+    if (screenshot.isEmpty() && agr::schema::SearchIndexSupported(con)) {
+        QList<int> departments;
+        if (con.backend() == platform::Backend::PostgreSQL)
+            platform::Trap([&] { departments = agr::schema::departmentsOfLogin(con, who.login); }, {});
+        scanReader = std::make_unique<ScanReadingThread>(con.url(), departments);
+        scanReader->start(QThread::LowPriority);
+    }
+    const ListSearchShortcut findShortcut(con, who.departmentId, [reader = scanReader.get()] {
+        if (reader)
+            reader->wake();
+    });
 
     try {
         const bool shown = QMetaObject::invokeMethod(module.get(), "Show", Qt::DirectConnection);

@@ -537,6 +537,33 @@ void tst_host::alertsCommand()
     QCOMPARE(document.value(QStringLiteral("department")).toInt(), 2);
     QCOMPARE(document.value(QStringLiteral("agreements")).toArray().size(), 1);
 
+    // A manager's cron line: alerts open 25 days past their due day (AG/4 was due on 14/10), each once.
+    const QStringList escalate =
+        onDemoDay + QStringList{QStringLiteral("--escalate-after"), QStringLiteral("25")};
+    Run escalated = alerts(escalate);
+    QCOMPARE(escalated.status, 3);
+    QVERIFY(escalated.out.at(0).startsWith(QStringLiteral("Open 25 days or more past their due date")));
+    QCOMPARE(escalated.out.size(), 4);
+    QVERIFY(escalated.out.at(3).startsWith(QStringLiteral("Expired  AG/4")));
+    Run again = alerts(escalate);
+    QCOMPARE(again.status, 0);
+    QVERIFY(again.out.first().startsWith(QStringLiteral("Nothing is due")));
+    QCOMPARE(alerts(onDemoDay + QStringList{QStringLiteral("--escalate-after"), QStringLiteral("-1")}).status,
+             2);
+
+    // The calendar file, and the usage errors around it.
+    const QString ics = m_dir.filePath(QStringLiteral("renewals.ics"));
+    Run calendar =
+        run({QStringLiteral("calendar"), QStringLiteral("--database"), db, QStringLiteral("--out"), ics});
+    QCOMPARE(calendar.status, 0);
+    QVERIFY(calendar.out.first().startsWith(QStringLiteral("Wrote 11 agreements' valid-to dates to")));
+    QVERIFY(QFile::exists(ics));
+    QCOMPARE(run({QStringLiteral("calendar"), QStringLiteral("--database"), db}).status, 2);
+    QCOMPARE(run({QStringLiteral("calendar"), QStringLiteral("--database"), db, QStringLiteral("--out"),
+                  m_dir.filePath(QStringLiteral("renewals.txt"))})
+                 .status,
+             2);
+
     // Nothing due long before; a department the login is not mapped to is refused, never reported clear.
     Run none = alerts({QStringLiteral("--date"), QStringLiteral("2026-06-01")});
     QCOMPARE(none.status, 0);

@@ -7,6 +7,7 @@
 #include "host/windows/duewindow.h"
 #include "support/testdb.h"
 
+#include "data/access.h"
 #include "data/schema.h"
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
@@ -14,12 +15,15 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QDateEdit>
+#include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLabel>
 #include <QProcess>
+#include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -71,6 +75,12 @@ void press(Qt::Key key)
     QWidget *target = QApplication::focusWidget();
     QVERIFY(target);
     QTest::keyClick(target, key);
+}
+
+// Alt and a letter through the window system, as a keyboard sends it: the window's shortcuts see it.
+void altKey(QWidget *window, Qt::Key key)
+{
+    QTest::keyClick(window->windowHandle(), key, Qt::AltModifier);
 }
 
 // A reader that is not ours: Python's openpyxl for the workbook, its csv module for the CSV file. Prints
@@ -149,6 +159,8 @@ private Q_SLOTS:
     void formats();
     void windowByKeyboard_data() { agrtest::addBackends(); }
     void windowByKeyboard();
+    void windowActions_data() { agrtest::addBackends(); }
+    void windowActions();
     void exportXlsx_data() { agrtest::addBackends(); }
     void exportXlsx();
     void exportCsv_data() { agrtest::addBackends(); }
@@ -220,21 +232,23 @@ void tst_renewals::rules()
 
 void tst_renewals::formats()
 {
-    QList<host::RenewalRow> rows(2);
-    rows[0] = {7,
-               QStringLiteral("AG/7"),
-               QStringLiteral("Bulk, \"urgent\"\npurchase"),
-               QStringLiteral("Zo\u00eb"),
-               QDate(2026, 11, 13),
-               -2,
-               QStringLiteral("line 1\r\nline 2")};
-    rows[1] = {4,
-               QStringLiteral("AG/4"),
-               QStringLiteral("Guards"),
-               QStringLiteral("Shield"),
-               QDate(2026, 11, 16),
-               1,
-               QString()};
+    const auto row = [](qint32 id, const QString &number, const QString &description, const QString &with,
+                        const QDate &validTo, int daysLeft, const QString &remarks) {
+        host::RenewalRow r;
+        r.agreementId = id;
+        r.number = number;
+        r.description = description;
+        r.with = with;
+        r.validTo = validTo;
+        r.daysLeft = daysLeft;
+        r.alertRemarks = remarks;
+        return r;
+    };
+    const QList<host::RenewalRow> rows = {
+        row(7, QStringLiteral("AG/7"), QStringLiteral("Bulk, \"urgent\"\npurchase"),
+            QStringLiteral("Zo\u00eb"), QDate(2026, 11, 13), -2, QStringLiteral("line 1\r\nline 2")),
+        row(4, QStringLiteral("AG/4"), QStringLiteral("Guards"), QStringLiteral("Shield"),
+            QDate(2026, 11, 16), 1, QString())};
 
     QCOMPARE(
         host::renewalsAsCsv(rows),
@@ -265,8 +279,6 @@ void tst_renewals::windowByKeyboard()
     auto con = agrtest::openFresh(url, true, true);
     if (!con)
         return;
-    QTemporaryDir folder;
-    const QString seen = folder.filePath(QStringLiteral("seen.ini"));
     int shown = 0;
     bool closed = false;
 
@@ -284,6 +296,7 @@ void tst_renewals::windowByKeyboard()
         QCOMPARE(grid->TextMatrix(1, int(host::DueCol::Number)), QStringLiteral("AG/4"));
         QCOMPARE(grid->TextMatrix(1, int(host::DueCol::Status)), QStringLiteral("Expired"));
         QCOMPARE(grid->TextMatrix(1, int(host::DueCol::Days)), QStringLiteral("2 days past"));
+        QCOMPARE(grid->TextMatrix(1, int(host::DueCol::State)), QStringLiteral("New"));
         QCOMPARE(grid->cellBackColorAt(1, int(host::DueCol::Remarks)), host::ExpiredBackColor);
         QCOMPARE(grid->TextMatrix(2, int(host::DueCol::Number)), QStringLiteral("AG/7"));
         QCOMPARE(grid->TextMatrix(2, int(host::DueCol::ValidTo)), QStringLiteral("25/11/2026"));
@@ -303,16 +316,16 @@ void tst_renewals::windowByKeyboard()
         QCOMPARE(window->result(), int(QDialog::Accepted));
         QVERIFY(!window->chkNotToday->isChecked());
     });
-    QCOMPARE(host::showDueForRenewal(*con, 1, 1, Today, QString(), seen), 2);
+    QCOMPARE(host::showDueForRenewal(*con, 1, Today), 2);
     QCOMPARE(shown, 1);
     QVERIFY(closed);
-    QVERIFY(!QFile::exists(seen)); // closed without the box: nothing kept
 
     // Tab to the box, Space ticks it, Enter there closes through the default button.
     platform::setModalHandler([&](QWidget *form) {
         ++shown;
         auto *window = qobject_cast<host::DueForRenewalWindow *>(form);
         QVERIFY(window && activate(window));
+        QCOMPARE(window->mfgDue->TextMatrix(1, int(host::DueCol::State)), QStringLiteral("Open"));
         press(Qt::Key_Tab);
         QCOMPARE(QApplication::focusWidget(), window->chkNotToday);
         press(Qt::Key_Space);
@@ -321,13 +334,13 @@ void tst_renewals::windowByKeyboard()
         closed = !window->isVisible();
     });
     closed = false;
-    QCOMPARE(host::showDueForRenewal(*con, 1, 1, Today, QString(), seen), 2);
+    QCOMPARE(host::showDueForRenewal(*con, 1, Today), 2);
     QCOMPARE(shown, 2);
     QVERIFY(closed);
 
-    // Not again today for this user and department; the same rows for another user, another department or
-    // the next day are shown, and Escape closes the window.
-    QCOMPARE(host::showDueForRenewal(*con, 1, 1, Today, QString(), seen), 0);
+    // Not again today for this login and department; another department or the next day are shown, and
+    // Escape closes the window.
+    QCOMPARE(host::showDueForRenewal(*con, 1, Today), 0);
     QCOMPARE(shown, 2);
     platform::setModalHandler([&](QWidget *form) {
         ++shown;
@@ -338,15 +351,98 @@ void tst_renewals::windowByKeyboard()
         QCOMPARE(window->result(), int(QDialog::Rejected));
     });
     closed = false;
-    QCOMPARE(host::showDueForRenewal(*con, 2, 1, Today, QString(), seen), 2);
+    QCOMPARE(host::showDueForRenewal(*con, 2, Today), 1);
     QVERIFY(closed);
-    QCOMPARE(host::showDueForRenewal(*con, 1, 2, Today, QString(), seen), 1);
-    QCOMPARE(host::showDueForRenewal(*con, 1, 1, Today.addDays(1), QString(), seen), 2);
-    QCOMPARE(shown, 5);
+    QCOMPARE(host::showDueForRenewal(*con, 1, Today.addDays(1)), 2);
+    QCOMPARE(shown, 4);
 
     // Nothing due: no window at all.
-    QCOMPARE(host::showDueForRenewal(*con, 1, 1, Today.addDays(-100), QString(), seen), 0);
-    QCOMPARE(shown, 5);
+    QCOMPARE(host::showDueForRenewal(*con, 1, Today.addDays(-100)), 0);
+    QCOMPARE(shown, 4);
+}
+
+// Acknowledge, snooze and mark done from the keyboard (Alt and the underlined letter): the state is kept
+// in the database, for the next opening on this or another workstation (another configuration folder), and
+// "Do not show again today" follows the login there too.
+void tst_renewals::windowActions()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, true, true);
+    if (!con)
+        return;
+    con->Execute(QStringLiteral("update agreementregister set agrValidTodate = '20261120' where "
+                                "agrDepartmentid = 1 and agragreementid = 2")); // a third row
+    QTemporaryDir machineA, machineB;
+    qputenv("XDG_CONFIG_HOME", machineA.path().toLocal8Bit());
+    int shown = 0;
+    QStringList states;
+    const auto grid = [](host::DueForRenewalWindow *window) { return window->mfgDue; };
+
+    platform::setModalHandler([&](QWidget *form) {
+        ++shown;
+        auto *window = qobject_cast<host::DueForRenewalWindow *>(form);
+        QVERIFY(window && activate(window));
+        QCOMPARE(grid(window)->Rows(), 4); // AG/4 expired, AG/2 and AG/7 due
+        QCOMPARE(grid(window)->TextMatrix(2, int(host::DueCol::Number)), QStringLiteral("AG/2"));
+        // A button's key clicks it after a moment, as it shows the button pressed.
+        const auto state = [&](int row) { return grid(window)->TextMatrix(row, int(host::DueCol::State)); };
+        altKey(window, Qt::Key_A);
+        QTRY_VERIFY(state(1) != QLatin1String("New"));
+        QTRY_COMPARE(QApplication::focusWidget(), grid(window)); // back on the grid for the next row
+        press(Qt::Key_Down);
+        altKey(window, Qt::Key_W);
+        QTRY_VERIFY(state(2) != QLatin1String("New"));
+        QTRY_COMPARE(QApplication::focusWidget(), grid(window));
+        press(Qt::Key_Down);
+        altKey(window, Qt::Key_O);
+        QTRY_VERIFY(state(3) != QLatin1String("New"));
+        for (int row = 1; row <= 3; ++row)
+            states << state(row);
+        press(Qt::Key_Escape);
+    });
+    QCOMPARE(host::showDueForRenewal(*con, 1, Today), 3);
+    const QString login = agr::schema::currentLogin(*con);
+    QCOMPARE(states, (QStringList{QStringLiteral("Acknowledged by ") + login,
+                                  QStringLiteral("Snoozed until 22/11/2026"), QStringLiteral("Done")}));
+
+    // Another program start on another workstation: nothing wants attention until the snooze runs out.
+    qputenv("XDG_CONFIG_HOME", machineB.path().toLocal8Bit());
+    platform::Connection second;
+    second.Open(con->url());
+    QCOMPARE(host::showDueForRenewal(second, 1, Today.addDays(6)), 0);
+    QCOMPARE(shown, 1);
+    platform::setModalHandler([&](QWidget *form) {
+        ++shown;
+        auto *window = qobject_cast<host::DueForRenewalWindow *>(form);
+        QVERIFY(window && activate(window));
+        QCOMPARE(grid(window)->Rows(), 2);
+        QCOMPARE(grid(window)->TextMatrix(1, int(host::DueCol::Number)), QStringLiteral("AG/2"));
+        QCOMPARE(grid(window)->TextMatrix(1, int(host::DueCol::State)), QStringLiteral("Open"));
+        // Snooze until a day typed in the date box, then put the window aside for the day.
+        window->dtpSnoozeUntil->setDate(Today.addDays(9));
+        altKey(window, Qt::Key_U);
+        QTRY_COMPARE(grid(window)->TextMatrix(1, int(host::DueCol::State)),
+                     QStringLiteral("Snoozed until 24/11/2026"));
+        window->chkNotToday->setChecked(true);
+        press(Qt::Key_Return);
+    });
+    QCOMPARE(host::showDueForRenewal(second, 1, Today.addDays(7)), 1);
+    QCOMPARE(shown, 2);
+    // Something to show: AG/7, marked done, opened again by hand.
+    second.Execute(QStringLiteral("update aRenewalAlerts set State = 'open' where AgreementID = 7"));
+    // Put aside for the day on workstation B holds on A; the next day it opens again.
+    qputenv("XDG_CONFIG_HOME", machineA.path().toLocal8Bit());
+    QCOMPARE(host::showDueForRenewal(*con, 1, Today.addDays(7)), 0);
+    platform::setModalHandler([&](QWidget *form) {
+        ++shown;
+        QVERIFY(activate(form));
+        press(Qt::Key_Escape);
+    });
+    QCOMPARE(host::showDueForRenewal(*con, 1, Today.addDays(8)), 1);
+    QCOMPARE(shown, 3);
+    // No workstation kept anything of it in its configuration folder.
+    QVERIFY(QDir(machineA.path()).isEmpty());
+    QVERIFY(QDir(machineB.path()).isEmpty());
 }
 
 // Every sheet by name, captions, and cells of the right kind as another program reads them.

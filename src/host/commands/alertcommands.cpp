@@ -4,6 +4,8 @@
 #include "host/hostsupport.h"
 #include "host/identity.h"
 #include "host/options.h"
+#include "host/renewals/alertstate.h"
+#include "host/renewals/calendar.h"
 #include "host/renewals/renewals.h"
 
 #include "platform/database/connection.h"
@@ -39,17 +41,27 @@ int alerts(const QStringList &arguments)
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Prints the department's agreements that are due for renewal or have expired within the list's back "
-        "period. Exit status 0 when there are none, 3 when there are."));
+        "period and whose alerts nobody has acknowledged, snoozed or marked done, with those that expired "
+        "since the last run and were never shown. Exit status 0 when there are none, 3 when there are."));
     parser.addPositionalArgument(QStringLiteral("alerts"), QStringLiteral("The command."));
     parser.addOption(databaseOption());
     parser.addOption(departmentOption());
     parser.addOption(dateOptionFor(QStringLiteral("Processing date")));
     parser.addOption({QStringLiteral("format"), QStringLiteral("text (default), csv or json."),
                       QStringLiteral("format"), QStringLiteral("text")});
+    parser.addOption(
+        {QStringLiteral("escalate-after"),
+         QStringLiteral("Instead: the alerts still open N days or more past their due date, each "
+                        "listed (and marked escalated) once."),
+         QStringLiteral("N")});
     parseArguments(parser, arguments);
     noMorePositionals(parser, 1);
     const std::optional<qint16> askedDepartment =
         optionalOption(int16Option, parser, QStringLiteral("department"));
+    const std::optional<qint16> escalateAfter =
+        optionalOption(int16Option, parser, QStringLiteral("escalate-after"));
+    if (escalateAfter && *escalateAfter < 0)
+        throw Failure(QStringLiteral("--escalate-after: give a number of days, 0 or more"), ExitUsage);
     const QDate date = dateOption(parser, QStringLiteral("date"), QDate::currentDate());
     const QString format = parser.value(QStringLiteral("format")).trimmed().toLower();
     if (format != QLatin1String("text") && format != QLatin1String("csv") && format != QLatin1String("json"))
@@ -60,14 +72,26 @@ int alerts(const QStringList &arguments)
     platform::Connection con;
     const QString url = databaseUrl(parser);
     openDatabase(con, url, false);
-    const qint16 department = identify(con, std::nullopt, askedDepartment).departmentId;
+    const Identity who = identify(con, std::nullopt, askedDepartment);
+    const qint16 department = who.departmentId;
     QList<RenewalRow> rows;
-    failingAs(QStringLiteral("alerts"), ErrorText::Numbered,
-              [&] { rows = dueForRenewal(con, department, date); });
+    failingAs(QStringLiteral("alerts"), ErrorText::Numbered, [&] {
+        RenewalAlerts state(con, department, date, who.login);
+        rows = state.evaluate();
+        if (escalateAfter)
+            rows = state.escalate(*escalateAfter);
+    });
     if (format == QLatin1String("csv"))
         printRaw(renewalsAsCsv(rows));
     else if (format == QLatin1String("json"))
         printRaw(renewalsAsJson(rows, department, date));
+    else if (escalateAfter && !rows.isEmpty())
+        printRaw(
+            renewalsAsText(rows, department, date,
+                           QStringLiteral("Open %1 days or more past their due date in department %2 on %3")
+                               .arg(*escalateAfter)
+                               .arg(department)
+                               .arg(date.toString(QStringLiteral("dd/MM/yyyy")))));
     else
         printRaw(renewalsAsText(rows, department, date));
     return rows.isEmpty() ? 0 : ExitSomethingDue;
@@ -113,6 +137,36 @@ int exportCommand(const QStringList &arguments)
                      .arg(counts.detailRows)
                      .arg(counts.payments)
                      .arg(file));
+    return 0;
+}
+
+int calendar(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Writes the department's live agreements to an iCalendar file: an all-day event on each valid-to "
+        "date with a reminder the agreement's alert days before. An agreement keeps its event from one file "
+        "to the next; a changed date moves it."));
+    parser.addPositionalArgument(QStringLiteral("calendar"), QStringLiteral("The command."));
+    parser.addOption(databaseOption());
+    parser.addOption(departmentOption());
+    parser.addOption(
+        {QStringLiteral("out"), QStringLiteral("The file to write: FILE.ics."), QStringLiteral("file")});
+    parseArguments(parser, arguments);
+    noMorePositionals(parser, 1);
+    const QString out = parser.value(QStringLiteral("out"));
+    if (out.trimmed().isEmpty())
+        throw Failure(QStringLiteral("calendar: give the file to write with --out FILE.ics"), ExitUsage);
+    const std::optional<qint16> askedDepartment =
+        optionalOption(int16Option, parser, QStringLiteral("department"));
+    const QString file = QFileInfo(out).absoluteFilePath();
+
+    platform::Connection con;
+    openDatabase(con, databaseUrl(parser), false);
+    const qint16 department = identify(con, std::nullopt, askedDepartment).departmentId;
+    int events = 0;
+    failingAs(QStringLiteral("calendar"), ErrorText::Numbered, [&] { events = writeCalendar(con, department, file); });
+    printOut(QStringLiteral("Wrote %1 agreements' valid-to dates to %2").arg(events).arg(file));
     return 0;
 }
 

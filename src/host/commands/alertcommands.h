@@ -10,7 +10,10 @@ namespace host {
 constexpr int ExitSomethingDue = 3;
 
 // agreement-register alerts [--database URL] [--department N] [--date yyyy-mm-dd] [--format text|csv|json]
+//                          [--escalate-after N]
 int alerts(const QStringList &arguments);
+// agreement-register calendar [--database URL] [--department N] --out FILE.ics
+int calendar(const QStringList &arguments);
 // agreement-register export [--database URL] [--department N] [--from yyyy-mm-dd] --out FILE.xlsx|FILE.csv
 int exportCommand(const QStringList &arguments);
 

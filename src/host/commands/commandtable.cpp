@@ -4,6 +4,7 @@
 #include "host/commands/backupcommands.h"
 #include "host/commands/commands.h"
 #include "host/commands/scancommands.h"
+#include "host/commands/searchcommands.h"
 
 #include <array>
 #include <cstring>
@@ -29,13 +30,16 @@ const auto table = std::to_array<CommandEntry>({
     {"report", CommandNeeds::Gui, report,
      "[--database URL] [--user N] [--department N] [--agreement ID] --pdf FILE"},
     {"alerts", CommandNeeds::Core, alerts,
-     "[--database URL] [--department N] [--date yyyy-mm-dd] [--format text|csv|json]"},
+     "[--database URL] [--department N] [--date yyyy-mm-dd] [--format text|csv|json] [--escalate-after N]"},
+    {"calendar", CommandNeeds::Core, calendar, "[--database URL] [--department N] --out FILE.ics"},
     {"export", CommandNeeds::Core, exportCommand,
      "[--database URL] [--department N] [--from yyyy-mm-dd] --out FILE.xlsx|FILE.csv"},
     {"audit", CommandNeeds::Core, audit, "verify [--database URL]"},
     {"backup", CommandNeeds::Core, backup, "[--database URL] --out FILE"},
     {"restore", CommandNeeds::Core, restore, "--in FILE [--database URL] [--replace]"},
     {"scans", CommandNeeds::Core, scans, "repair [--database URL] [--user N] [--department N] [--apply]"},
+    {"find", CommandNeeds::Core, find, "[--database URL] [--department N] [--format text|json] WORDS"},
+    {"index", CommandNeeds::Gui, index, "[--database URL] [--rebuild] [--languages eng+tam]"},
     {"register", CommandNeeds::Core, registerCommand, "[LIBRARY]"},
     {"unregister", CommandNeeds::Core, unregisterCommand, "[LIBRARY]"},
 });

@@ -1,6 +1,7 @@
 #include "host/renewals/renewals.h"
 
 #include "host/exports/csv.h"
+#include "host/renewals/alertstate.h"
 
 #include "platform/database/connection.h"
 
@@ -49,21 +50,47 @@ int backPeriod(platform::Connection &con)
     return std::max(0, rs.Fields(0).toLong());
 }
 
-QString renewalStatement(qint16 department, const QDate &processDate, int backDays)
+QString alertDaysExpression()
+{
+    // Alert days may be kept as text: whatever does not read as a number counts as none.
+    return QStringLiteral("case when isnumeric(convert(varchar, alertnoofdays)) = 1 then "
+                          "convert(float, alertnoofdays) else 0 end");
+}
+
+namespace {
+
+QString selectRenewals(qint16 department, const QDate &processDate, const QDate &expiredFrom, bool withState)
 {
     const QString today = literal(processDate);
     const QString daysLeft = QStringLiteral("datediff(day, ") + today + QStringLiteral(", agrValidTodate)");
-    // Alert days may be kept as text: whatever does not read as a number counts as none.
-    const QString alertDays = QStringLiteral("case when isnumeric(convert(varchar, alertnoofdays)) = 1 then "
-                                             "convert(float, alertnoofdays) else 0 end");
-    return QStringLiteral("select agragreementid, agragreementNo, agragreementdesc, agragreementwith, "
-                          "agrValidTodate, alertremarks, ") +
-           daysLeft + QStringLiteral(" daysleft from agreementregister where agrDepartmentid = ") +
-           QString::number(department) +
+    const QString alertDays = alertDaysExpression();
+    QString sql = QStringLiteral("select agragreementid, agragreementNo, agragreementdesc, agragreementwith, "
+                                 "agrValidTodate, alertremarks, ") +
+                  daysLeft + QStringLiteral(" daysleft, ") + alertDays + QStringLiteral(" alertdays");
+    if (withState)
+        sql += QStringLiteral(", AlertID, State, StateBy, SnoozedUntil, DueDate from agreementregister left "
+                              "join aRenewalAlerts on DepartmentID = agrDepartmentid and AgreementID = "
+                              "agragreementid and ValidTo = agrValidTodate and AlertDays = ") +
+               alertDays;
+    else
+        sql += QStringLiteral(" from agreementregister");
+    return sql + QStringLiteral(" where agrDepartmentid = ") + QString::number(department) +
            QStringLiteral(" and (agrcancelled is null or agrcancelled <> 1) and agrValidTodate >= ") +
-           literal(processDate.addDays(-backDays)) + QStringLiteral(" and (agrValidTodate < ") + today +
-           QStringLiteral(" or ") + daysLeft + QStringLiteral(" <= ") + alertDays +
+           literal(expiredFrom) + QStringLiteral(" and (agrValidTodate < ") + today + QStringLiteral(" or ") +
+           daysLeft + QStringLiteral(" <= ") + alertDays +
            QStringLiteral(") order by daysleft, agragreementid");
+}
+
+} // namespace
+
+QString renewalStatement(qint16 department, const QDate &processDate, int backDays)
+{
+    return selectRenewals(department, processDate, processDate.addDays(-backDays), false);
+}
+
+QString alertStatement(qint16 department, const QDate &processDate, const QDate &expiredFrom)
+{
+    return selectRenewals(department, processDate, expiredFrom, true);
 }
 
 QList<RenewalRow> dueForRenewal(platform::Connection &con, qint16 department, const QDate &processDate)
@@ -81,6 +108,7 @@ QList<RenewalRow> dueForRenewal(platform::Connection &con, qint16 department, co
         row.validTo = rs.Fields(4).toDate();
         row.daysLeft = rs.Fields(6).toLong();
         row.alertRemarks = rs.Fields(5).joinEmpty();
+        row.alertDays = rs.Fields(7).toDouble();
         rows.append(row);
     }
     return rows;
@@ -95,7 +123,8 @@ QString daysText(int daysLeft)
            (daysLeft < 0 ? QStringLiteral(" past") : QStringLiteral(" left"));
 }
 
-QString renewalsAsText(const QList<RenewalRow> &rows, qint16 department, const QDate &processDate)
+QString renewalsAsText(const QList<RenewalRow> &rows, qint16 department, const QDate &processDate,
+                       const QString &heading)
 {
     if (rows.isEmpty())
         return QStringLiteral("Nothing is due for renewal or expired in department %1 on %2.\n")
@@ -103,11 +132,11 @@ QString renewalsAsText(const QList<RenewalRow> &rows, qint16 department, const Q
             .arg(shortDate(processDate));
     const auto expired =
         std::count_if(rows.cbegin(), rows.cend(), [](const RenewalRow &r) { return r.expired(); });
-    QString text = QStringLiteral("Due for renewal in department %1 on %2: %3 due, %4 expired\n\n")
-                       .arg(department)
-                       .arg(shortDate(processDate))
-                       .arg(rows.size() - expired)
-                       .arg(expired);
+    QString text = (heading.isEmpty() ? QStringLiteral("Due for renewal in department %1 on %2")
+                                            .arg(department)
+                                            .arg(shortDate(processDate))
+                                      : heading) +
+                   QStringLiteral(": %1 due, %2 expired\n\n").arg(rows.size() - expired).arg(expired);
 
     QList<QStringList> table = {{QStringLiteral("Status"), QStringLiteral("Agreement No"),
                                  QStringLiteral("Valid To"), QStringLiteral("Days"),
@@ -148,7 +177,7 @@ QString renewalsAsJson(const QList<RenewalRow> &rows, qint16 department, const Q
     int expired = 0;
     for (const RenewalRow &row : rows) {
         expired += row.expired() ? 1 : 0;
-        agreements.append(QJsonObject{
+        QJsonObject agreement{
             {QStringLiteral("status"), row.expired() ? QStringLiteral("expired") : QStringLiteral("due")},
             {QStringLiteral("agreementId"), row.agreementId},
             {QStringLiteral("agreementNo"), row.number},
@@ -156,7 +185,14 @@ QString renewalsAsJson(const QList<RenewalRow> &rows, qint16 department, const Q
             {QStringLiteral("agreementWith"), row.with},
             {QStringLiteral("validTo"), row.validTo.toString(Qt::ISODate)},
             {QStringLiteral("daysLeft"), row.daysLeft},
-            {QStringLiteral("alertRemarks"), row.alertRemarks}});
+            {QStringLiteral("alertRemarks"), row.alertRemarks}};
+        if (row.alertId != 0) {
+            agreement.insert(QStringLiteral("alertId"), row.alertId);
+            agreement.insert(QStringLiteral("alertState"),
+                             row.raised ? QStringLiteral("new") : stateName(row.state));
+            agreement.insert(QStringLiteral("dueDate"), row.dueDate.toString(Qt::ISODate));
+        }
+        agreements.append(agreement);
     }
     const QJsonObject document{{QStringLiteral("department"), department},
                                {QStringLiteral("processDate"), processDate.toString(Qt::ISODate)},

@@ -17,6 +17,15 @@ class Connection;
 
 namespace host {
 
+enum class AlertState
+{
+    Open,
+    Acknowledged,
+    Snoozed,
+    Done,
+    Closed // its agreement was cancelled, or its valid-to date or alert days changed
+};
+
 struct RenewalRow
 {
     qint32 agreementId = 0;
@@ -26,6 +35,15 @@ struct RenewalRow
     QDate validTo;
     int daysLeft = 0; // valid-to less the processing date: negative once expired
     QString alertRemarks;
+    double alertDays = 0; // as the rules count them: null or not a number is 0
+
+    // The alert's state (src/host/renewals/alertstate.h); an alert id of 0 when read without it.
+    qint32 alertId = 0;
+    AlertState state = AlertState::Open;
+    bool raised = false; // raised by this evaluation: new, or armed again after a change
+    QDate dueDate;       // the first day the rules list it
+    QString stateBy;
+    QDate snoozedUntil;
 
     bool expired() const { return daysLeft < 0; }
 };
@@ -35,6 +53,11 @@ int backPeriod(platform::Connection &con);
 
 // The statement that selects the rows, sorted by days left (expired first), in the suite's dialect.
 QString renewalStatement(qint16 department, const QDate &processDate, int backDays);
+// The same rules with the expired ones read from a valid-to date on (the back period's start, or earlier to
+// catch up days nobody ran), each row with its alert's state for the same valid-to date and alert days.
+QString alertStatement(qint16 department, const QDate &processDate, const QDate &expiredFrom);
+// The alert days as the rules count them, on the register's column.
+QString alertDaysExpression();
 
 // The department's due and expired agreements on the processing date. Raises on a database error.
 QList<RenewalRow> dueForRenewal(platform::Connection &con, qint16 department, const QDate &processDate);
@@ -43,7 +66,9 @@ QList<RenewalRow> dueForRenewal(platform::Connection &con, qint16 department, co
 QString daysText(int daysLeft);
 
 // The rows for a terminal, a spreadsheet (RFC 4180) or a monitoring system.
-QString renewalsAsText(const QList<RenewalRow> &rows, qint16 department, const QDate &processDate);
+// heading replaces the first line ("Due for renewal in department 1 on 15/11/2026").
+QString renewalsAsText(const QList<RenewalRow> &rows, qint16 department, const QDate &processDate,
+                       const QString &heading = QString());
 QString renewalsAsCsv(const QList<RenewalRow> &rows);
 QString renewalsAsJson(const QList<RenewalRow> &rows, qint16 department, const QDate &processDate);
 

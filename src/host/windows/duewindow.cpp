@@ -2,6 +2,8 @@
 
 #include "host/hostsupport.h"
 
+#include "data/access.h"
+
 #include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
 #include "platform/runtime/errors.h"
@@ -9,17 +11,16 @@
 #include "platform/ui/units.h"
 
 #include <QCheckBox>
+#include <QDateEdit>
 #include <QDir>
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
 #include <QPushButton>
-#include <QSettings>
-#include <QStandardPaths>
-#include <QUrl>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <optional>
 
 namespace host {
 
@@ -39,21 +40,11 @@ int columnTwips(const platform::FlexGrid *grid, int column, int most)
     return std::clamp(int(characters) * 110 + 240, 900, most);
 }
 
-QString settingsKey(const QString &databaseUrl, qint32 user, qint16 department)
-{
-    // A SQLite file is known by its full path, however it was named; a server by its URL without password.
-    const QString file = platform::sqliteFileOf(databaseUrl);
-    const QString database =
-        file.isEmpty() ? platform::printableUrl(databaseUrl) : QFileInfo(file).absoluteFilePath();
-    return QString::fromLatin1(QUrl::toPercentEncoding(database)) +
-           QStringLiteral("/user%1_department%2").arg(user).arg(department);
-}
-
 } // namespace
 
 DueForRenewalWindow::DueForRenewalWindow(const QList<RenewalRow> &rows, const QDate &processDate,
-                                         QWidget *parent)
-    : QDialog(parent)
+                                         RenewalAlerts *alerts, QWidget *parent)
+    : QDialog(parent), m_rows(rows), m_alerts(alerts)
 {
     setObjectName(QStringLiteral("frmDueForRenewal"));
     setWindowTitle(QStringLiteral("Due for renewal"));
@@ -72,16 +63,17 @@ DueForRenewalWindow::DueForRenewalWindow(const QList<RenewalRow> &rows, const QD
 
     mfgDue = new platform::FlexGrid(this);
     mfgDue->setObjectName(QStringLiteral("mfgDue"));
-    mfgDue->setCols(7);
+    mfgDue->setCols(8);
     mfgDue->setFixedCols(0);
     mfgDue->setRows(int(rows.size()) + 1);
-    mfgDue->setFormatString(
-        QStringLiteral("<Status|<Agreement No|<Description|<Agreement With|<Valid To|>Days|<Alert Remarks"));
+    mfgDue->setFormatString(QStringLiteral(
+        "<Status|<State|<Agreement No|<Description|<Agreement With|<Valid To|>Days|<Alert Remarks"));
     for (int i = 0; i < rows.size(); ++i) {
         const RenewalRow &r = rows.at(i);
         const int row = i + 1;
         mfgDue->setTextMatrix(row, col(DueCol::Status),
                               r.expired() ? QStringLiteral("Expired") : QStringLiteral("Due"));
+        showState(row);
         mfgDue->setTextMatrix(row, col(DueCol::Number), r.number);
         mfgDue->setTextMatrix(row, col(DueCol::Description), r.description);
         mfgDue->setTextMatrix(row, col(DueCol::With), r.with);
@@ -114,6 +106,34 @@ DueForRenewalWindow::DueForRenewalWindow(const QList<RenewalRow> &rows, const QD
             accept();
     });
 
+    // What the clerk does with the selected alerts; Alt and the underlined letter from anywhere.
+    const auto button = [this](const QString &text, const char *name) {
+        auto *b = new QPushButton(text, this);
+        b->setObjectName(QLatin1String(name));
+        b->setAutoDefault(false);
+        b->setEnabled(m_alerts != nullptr);
+        return b;
+    };
+    cmdAcknowledge = button(QStringLiteral("&Acknowledge"), "cmdAcknowledge");
+    cmdSnoozeDay = button(QStringLiteral("Snooze a &day"), "cmdSnoozeDay");
+    cmdSnoozeWeek = button(QStringLiteral("Snooze a &week"), "cmdSnoozeWeek");
+    cmdSnoozeUntil = button(QStringLiteral("Snooze &until"), "cmdSnoozeUntil");
+    dtpSnoozeUntil = new QDateEdit(processDate.addDays(14), this);
+    dtpSnoozeUntil->setObjectName(QStringLiteral("dtpSnoozeUntil"));
+    dtpSnoozeUntil->setDisplayFormat(QStringLiteral("dd/MM/yyyy"));
+    dtpSnoozeUntil->setMinimumDate(processDate.addDays(1));
+    dtpSnoozeUntil->setCalendarPopup(true);
+    dtpSnoozeUntil->setEnabled(m_alerts != nullptr);
+    cmdDone = button(QStringLiteral("Mark d&one"), "cmdDone");
+    connect(cmdAcknowledge, &QPushButton::clicked, this, [this] { act(AlertState::Acknowledged); });
+    connect(cmdSnoozeDay, &QPushButton::clicked, this,
+            [this, processDate] { act(AlertState::Snoozed, processDate.addDays(1)); });
+    connect(cmdSnoozeWeek, &QPushButton::clicked, this,
+            [this, processDate] { act(AlertState::Snoozed, processDate.addDays(7)); });
+    connect(cmdSnoozeUntil, &QPushButton::clicked, this,
+            [this] { act(AlertState::Snoozed, dtpSnoozeUntil->date()); });
+    connect(cmdDone, &QPushButton::clicked, this, [this] { act(AlertState::Done); });
+
     chkNotToday = new QCheckBox(QStringLiteral("Do not show again today"), this);
     chkNotToday->setObjectName(QStringLiteral("chkNotToday"));
     cmdClose = new QPushButton(QStringLiteral("Close"), this);
@@ -121,6 +141,14 @@ DueForRenewalWindow::DueForRenewalWindow(const QList<RenewalRow> &rows, const QD
     cmdClose->setDefault(true);
     connect(cmdClose, &QPushButton::clicked, this, &QDialog::accept);
 
+    auto *actions = new QHBoxLayout;
+    actions->addWidget(cmdAcknowledge);
+    actions->addWidget(cmdSnoozeDay);
+    actions->addWidget(cmdSnoozeWeek);
+    actions->addWidget(cmdSnoozeUntil);
+    actions->addWidget(dtpSnoozeUntil);
+    actions->addWidget(cmdDone);
+    actions->addStretch(1);
     auto *buttons = new QHBoxLayout;
     buttons->addWidget(chkNotToday);
     buttons->addStretch(1);
@@ -128,50 +156,74 @@ DueForRenewalWindow::DueForRenewalWindow(const QList<RenewalRow> &rows, const QD
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(lblDue);
     layout->addWidget(mfgDue, 1);
+    layout->addLayout(actions);
     layout->addLayout(buttons);
+    // Tab from the grid reaches the box first, as before the actions were there; the actions have their keys.
     setTabOrder(mfgDue, chkNotToday);
     setTabOrder(chkNotToday, cmdClose);
+    setTabOrder(cmdClose, cmdAcknowledge);
+    setTabOrder(cmdAcknowledge, cmdSnoozeDay);
+    setTabOrder(cmdSnoozeDay, cmdSnoozeWeek);
+    setTabOrder(cmdSnoozeWeek, cmdSnoozeUntil);
+    setTabOrder(cmdSnoozeUntil, dtpSnoozeUntil);
+    setTabOrder(dtpSnoozeUntil, cmdDone);
     mfgDue->setFocus();
 
     // Room for every column and up to twelve rows; more rows scroll.
     const int rowPixels = mfgDue->verticalHeader()->defaultSectionSize();
     const int visibleRows = std::min(int(rows.size()), 12) + 1;
-    resize(std::clamp(platform::twipsToPixels(twips, this) + 60, 560, 1200), rowPixels * visibleRows + 120);
+    resize(std::clamp(platform::twipsToPixels(twips, this) + 60, 640, 1320), rowPixels * visibleRows + 160);
 }
 
-DueForRenewalSeen::DueForRenewalSeen(QString file) : m_file(std::move(file)) {}
-
-QString DueForRenewalSeen::defaultFile()
+void DueForRenewalWindow::showState(int row)
 {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
-           QStringLiteral("/agreement-register/renewal-alerts.ini");
+    mfgDue->setTextMatrix(row, col(DueCol::State), stateText(m_rows.at(row - 1)));
 }
 
-bool DueForRenewalSeen::hiddenOn(const QString &databaseUrl, qint32 user, qint16 department,
-                                 const QDate &day) const
+void DueForRenewalWindow::act(AlertState state, const QDate &until)
 {
-    const QSettings settings(m_file, QSettings::IniFormat);
-    return settings.value(settingsKey(databaseUrl, user, department)).toString() == day.toString(Qt::ISODate);
+    if (!m_alerts || m_rows.isEmpty())
+        return;
+    const int first = std::max(1, std::min(mfgDue->Row(), mfgDue->RowSel()));
+    const int last = std::min(int(m_rows.size()), std::max(mfgDue->Row(), mfgDue->RowSel()));
+    QList<qint32> ids;
+    for (int row = first; row <= last; ++row)
+        ids << m_rows.at(row - 1).alertId;
+    const bool kept = platform::Trap(
+        [&] {
+            if (state == AlertState::Acknowledged)
+                m_alerts->acknowledge(ids);
+            else if (state == AlertState::Snoozed)
+                m_alerts->snooze(ids, until);
+            else
+                m_alerts->markDone(ids);
+        },
+        [this](const platform::RuntimeError &e) {
+            platform::MsgBox(QStringLiteral("The alerts were not changed: ") + oneLine(e.description()),
+                             platform::vb::Critical, windowTitle());
+        });
+    if (!kept)
+        return;
+    for (int row = first; row <= last; ++row) {
+        RenewalRow &r = m_rows[row - 1];
+        r.state = state;
+        r.stateBy = m_alerts->login();
+        r.snoozedUntil = until;
+        showState(row);
+    }
+    mfgDue->setFocus();
 }
 
-void DueForRenewalSeen::hide(const QString &databaseUrl, qint32 user, qint16 department, const QDate &day)
+int showDueForRenewal(platform::Connection &con, qint16 department, const QDate &processDate,
+                      const QString &screenshot)
 {
-    QSettings settings(m_file, QSettings::IniFormat);
-    settings.setValue(settingsKey(databaseUrl, user, department), day.toString(Qt::ISODate));
-    settings.sync();
-    if (settings.status() != QSettings::NoError)
-        printErr(QStringLiteral("cannot keep \"Do not show again today\" in ") + m_file);
-}
-
-int showDueForRenewal(platform::Connection &con, qint32 user, qint16 department, const QDate &processDate,
-                      const QString &screenshot, const QString &seenFile)
-{
-    DueForRenewalSeen seen(seenFile);
-    if (screenshot.isEmpty() && seen.hiddenOn(con.url(), user, department, processDate))
-        return 0;
     QList<RenewalRow> rows;
+    std::optional<RenewalAlerts> alerts;
     try {
-        rows = dueForRenewal(con, department, processDate);
+        alerts.emplace(con, department, processDate, agr::schema::currentLogin(con));
+        if (screenshot.isEmpty() && alerts->windowPutAside())
+            return 0;
+        rows = alerts->evaluate();
     } catch (const platform::RuntimeError &e) {
         printErr(QStringLiteral("cannot read the agreements due for renewal: ") + oneLine(e.description()));
         return 0;
@@ -179,7 +231,7 @@ int showDueForRenewal(platform::Connection &con, qint32 user, qint16 department,
     if (rows.isEmpty())
         return 0;
 
-    DueForRenewalWindow window(rows, processDate);
+    DueForRenewalWindow window(rows, processDate, &*alerts);
     if (!screenshot.isEmpty()) {
         // Rendered, never waited for: a run without a user must not stop here.
         saveScreenshot(&window, screenshot);
@@ -188,8 +240,13 @@ int showDueForRenewal(platform::Connection &con, qint32 user, qint16 department,
         return int(rows.size());
     }
     platform::showModal(&window);
-    if (window.chkNotToday->isChecked())
-        seen.hide(con.url(), user, department, processDate);
+    if (window.chkNotToday->isChecked()) {
+        try {
+            alerts->putWindowAside(processDate.addDays(1));
+        } catch (const platform::RuntimeError &e) {
+            printErr(QStringLiteral("cannot keep \"Do not show again today\": ") + oneLine(e.description()));
+        }
+    }
     return int(rows.size());
 }
 

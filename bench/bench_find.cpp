@@ -1,0 +1,359 @@
+// bench_find: the full-text search against the same question asked with LIKE over the register's tables,
+// the keystrokes of the search window, what keeping the index adds to a save, and reading a 300-dpi A4 scan
+// against Tesseract alone on the same pixels. Agreements: AGR_BENCH_FIND_AGREEMENTS (default 100,000), each
+// with 20 lines in each of the five detail tables.
+
+#include "benchsupport.h"
+
+#include "data/schema.h"
+#include "host/search/scanreader.h"
+#include "host/search/search.h"
+
+#include <QBuffer>
+#include <QImage>
+#include <QPainter>
+
+#include <tesseract/baseapi.h>
+
+namespace {
+
+using bench::line;
+
+constexpr int DetailLines = 20;
+
+QString sequence(const QString &name, int count)
+{
+    return QStringLiteral("with recursive %1(i) as (select 1 union all select i+1 from %1 where i < %2) ")
+        .arg(name)
+        .arg(count);
+}
+
+void fillRegister(platform::Connection &con, int agreements)
+{
+    con.BeginTrans();
+    con.Execute(
+        QStringLiteral("insert into agreementregister (agragreementid, agrDepartmentid, agragreementNo, "
+                       "agragreementdate, agragreementdesc, agragreementtype, agrReferenceNo, "
+                       "agragreementwith, agrLawyer, agrPhysicalfileLOC, alertremarks) ") +
+        sequence(QStringLiteral("a"), agreements) +
+        QStringLiteral("select i, 1, 'AG/' || i, '20260101', 'Agreement on lex' || (i % 5000) || ' and vox' "
+                       "|| (i % 3000), 'Type' || (i % 12), 'REF' || i, 'Party' || (i % 900), 'Lawyer' || "
+                       "(i % 40), 'Shelf ' || (i % 300), 'Renew early' from a"));
+    struct Detail
+    {
+        const char *table;
+        const char *columns;
+        const char *text;
+    };
+    const Detail details[] = {
+        {"AgreementDetails", "agdAgreementid, agdDepartmentid, agdDetailid, agdDetails",
+         "'Summary lex' || ((i*31+j*17) % 5000) || ' of term' || ((i+j*101) % 8000)"},
+        {"AgreementSignedDetails", "agsagreementid, agsDepartmentid, agsDetailid, agsSignedBy, agsPosition",
+         "'Signer' || ((i*7+j) % 20000), 'Director'"},
+        {"AgreementWitnessDetails",
+         "agwAgreementid, agwDepartmentid, agwDetailid, agwSignedBy, agwPostion, agwWitenessAddress",
+         "'Witness' || ((i*3+j) % 20000), 'Clerk', j || ' Road vox' || ((i+j) % 3000)"},
+        {"AgreementFinancialDetails", "agfAgreementid, agfDepartmentid, agffinanceDetailid, agffinanceDetail",
+         "'Pay within ' || j || ' days of invoice lex' || ((i*13+j*7) % 5000)"},
+        {"AgreementContents", "agcAgreementid, agcDepartmentid, agcDetailid, agcContentdesc",
+         "'Clause lex' || ((i*31+j*17) % 5000) || ' vox' || ((i*7+j*13) % 3000) || ' shall apply to term' || "
+         "((i+j*101) % 8000)"},
+    };
+    for (const Detail &d : details)
+        con.Execute(
+            QStringLiteral("insert into %1 (%2) ").arg(QLatin1String(d.table), QLatin1String(d.columns)) +
+            QStringLiteral("with recursive a(i) as (select 1 union all select i+1 from a where i < %1), "
+                           "d(j) as (select 1 union all select j+1 from d where j < %2) ")
+                .arg(agreements)
+                .arg(DetailLines) +
+            QStringLiteral("select i, 1, j, %1 from a, d").arg(QLatin1String(d.text)));
+    // The rare words: one agreement in ten thousand has the penalty clause.
+    con.Execute(
+        QStringLiteral("update AgreementContents set agcContentdesc = agcContentdesc || ' penalty for late "
+                       "zebrafish delivery' where agcDetailid = 3 and agcAgreementid % 10000 = 7"));
+    con.CommitTrans();
+}
+
+// The same question with LIKE: every text column of the header and the five detail tables.
+QString likeStatement(const QString &word)
+{
+    const QString w = QStringLiteral(" like '%") + word + QStringLiteral("%'");
+    QStringList header;
+    for (const char *c :
+         {"agragreementNo", "agragreementdesc", "agragreementtype", "agrReferenceNo", "agragreementwith",
+          "agrapplicableTo", "alertremarks", "agrLawyer", "agrPhysicalfileLOC"})
+        header << QStringLiteral("lower(") + QLatin1String(c) + QLatin1Char(')') + w;
+    return QStringLiteral("select agrDepartmentid, agragreementid from agreementregister where ") +
+           header.join(QStringLiteral(" or ")) +
+           QStringLiteral(" union select agdDepartmentid, agdAgreementid from AgreementDetails where "
+                          "lower(agdDetails)") +
+           w +
+           QStringLiteral(" union select agsDepartmentid, agsagreementid from AgreementSignedDetails where "
+                          "lower(agsSignedBy)") +
+           w + QStringLiteral(" or lower(agsPosition)") + w +
+           QStringLiteral(" union select agwDepartmentid, agwAgreementid from AgreementWitnessDetails where "
+                          "lower(agwSignedBy)") +
+           w + QStringLiteral(" or lower(agwPostion)") + w + QStringLiteral(" or lower(agwWitenessAddress)") +
+           w +
+           QStringLiteral(
+               " union select agfDepartmentid, agfAgreementid from AgreementFinancialDetails where "
+               "lower(agffinanceDetail)") +
+           w +
+           QStringLiteral(" union select agcDepartmentid, agcAgreementid from AgreementContents where "
+                          "lower(agcContentdesc)") +
+           w;
+}
+
+template <class Body> double medianMs(int runs, Body body)
+{
+    std::vector<double> times;
+    for (int i = 0; i < runs; ++i) {
+        QElapsedTimer t;
+        t.start();
+        body();
+        times.push_back(bench::ms(t));
+    }
+    return bench::median(times);
+}
+
+// One save as the entry form makes it: the header updated, each detail table replaced, in one transaction.
+void save(platform::Connection &con, int agreement, int round)
+{
+    con.BeginTrans();
+    con.Execute(QStringLiteral("update agreementregister set agragreementdesc = 'Saved lex%1 round %2' where "
+                               "agrDepartmentid = 1 and agragreementid = %3")
+                    .arg(agreement % 5000)
+                    .arg(round)
+                    .arg(agreement));
+    const QString id = QString::number(agreement);
+    con.Execute(QStringLiteral("delete from AgreementContents where agcAgreementid=") + id +
+                QStringLiteral(" and agcDepartmentid=1"));
+    con.Execute(QStringLiteral("delete from AgreementDetails where agdAgreementid=") + id +
+                QStringLiteral(" and agdDepartmentid=1"));
+    con.Execute(QStringLiteral("delete from AgreementFinancialDetails where agfAgreementid=") + id +
+                QStringLiteral(" and agfDepartmentid=1"));
+    con.Execute(QStringLiteral("delete from AgreementSignedDetails where agsagreementid=") + id +
+                QStringLiteral(" and agsDepartmentid=1"));
+    con.Execute(QStringLiteral("delete from AgreementWitnessDetails where agwAgreementid=") + id +
+                QStringLiteral(" and agwDepartmentid=1"));
+    const QList<QPair<QString, int>> inserts = {
+        {QStringLiteral("insert into AgreementContents (agcAgreementid, agcDepartmentid, agcDetailid, "
+                        "agcContentdesc) values (?,?,?,?)"),
+         4},
+        {QStringLiteral(
+             "insert into AgreementDetails (agdAgreementid, agdDepartmentid, agdDetailid, agdDetails) "
+             "values (?,?,?,?)"),
+         4},
+        {QStringLiteral("insert into AgreementFinancialDetails (agfAgreementid, agfDepartmentid, "
+                        "agffinanceDetailid, agffinanceDetail) values (?,?,?,?)"),
+         4},
+        {QStringLiteral("insert into AgreementSignedDetails (agsagreementid, agsDepartmentid, agsDetailid, "
+                        "agsSignedBy, agsPosition) values (?,?,?,?,?)"),
+         5},
+        {QStringLiteral("insert into AgreementWitnessDetails (agwAgreementid, agwDepartmentid, agwDetailid, "
+                        "agwSignedBy, agwPostion) values (?,?,?,?,?)"),
+         5},
+    };
+    for (const auto &[sql, markers] : inserts) {
+        platform::Command insert(con);
+        insert.setCommandText(sql);
+        insert.ParametersRefresh();
+        for (int j = 1; j <= DetailLines; ++j) {
+            QVariantList values = {agreement, 1, j,
+                                   QStringLiteral("Line lex%1 vox%2 round %3").arg(j * 7).arg(j).arg(round)};
+            if (markers == 5)
+                values << QStringLiteral("Director");
+            insert.Execute(values);
+        }
+    }
+    con.CommitTrans();
+}
+
+void dropIndexTriggers(platform::Connection &con)
+{
+    const bool pg = con.backend() == platform::Backend::PostgreSQL;
+    platform::Recordset rs = con.Execute(
+        pg ? QStringLiteral(
+                 "select tgname, tgrelid::regclass::text from pg_trigger where tgname like 'agr_ix_%'")
+           : QStringLiteral("select name, tbl_name from sqlite_master where type = 'trigger' and name like "
+                            "'agr_ix_%'"));
+    QStringList drops;
+    for (; !rs.isEOF(); rs.MoveNext())
+        drops << QStringLiteral("drop trigger ") + rs.Fields(0).text() +
+                     (pg ? QStringLiteral(" on ") + rs.Fields(1).text() : QString());
+    for (const QString &drop : std::as_const(drops))
+        con.Execute(drop);
+}
+
+QImage a4Page()
+{
+    QImage page(2480, 3508, QImage::Format_RGB32);
+    page.fill(Qt::white);
+    page.setDotsPerMeterX(11811);
+    page.setDotsPerMeterY(11811);
+    QPainter painter(&page);
+    QFont font(QStringLiteral("DejaVu Serif"));
+    font.setPixelSize(42);
+    painter.setFont(font);
+    painter.setPen(Qt::black);
+    for (int i = 0; i < 45; ++i)
+        painter.drawText(
+            200, 260 + i * 70,
+            QStringLiteral("%1. The lessee shall pay the rent for the premises within %2 days of the "
+                           "invoice.")
+                .arg(i + 1)
+                .arg(10 + i));
+    painter.end();
+    return page;
+}
+
+void readingScans(platform::Connection &con)
+{
+    const QImage page = a4Page();
+    QByteArray jpeg;
+    QBuffer buffer(&jpeg);
+    buffer.open(QIODevice::WriteOnly);
+    page.save(&buffer, "JPG", 85);
+    host::PageReader reader;
+    if (!reader.failure().isEmpty()) {
+        line(QStringLiteral("  scans: skipped: ") + reader.failure());
+        return;
+    }
+    // Tesseract alone, on the same grey pixels, with the same languages.
+    const QImage grey = QImage::fromData(jpeg).convertToFormat(QImage::Format_Grayscale8);
+    tesseract::TessBaseAPI raw;
+    raw.SetVariable("debug_file", "/dev/null");
+    raw.Init(nullptr, reader.languages().toUtf8().constData());
+    const double rawMs = medianMs(1, [&] {
+        raw.SetImage(grey.constBits(), grey.width(), grey.height(), 1, int(grey.bytesPerLine()));
+        raw.SetSourceResolution(300);
+        delete[] raw.GetUTF8Text();
+        raw.Clear();
+    });
+    raw.End();
+    int round = 0;
+    const double pipelineMs = medianMs(1, [&] {
+        // Each round other bytes, so that the page is read and not found by its hash.
+        QByteArray bytes = jpeg;
+        bytes.append(char(++round));
+        platform::Command insert(con);
+        insert.setCommandText(
+            QStringLiteral("insert into AgreementScanCopyDetails (agsCompanyID, agsAgreementID, "
+                           "agsDepartmentID, agsDetailID, agsAgreementName, agsDocuments) values "
+                           "(1, 1, 1, ?, 'A4', ?)"));
+        insert.ParametersRefresh();
+        insert.Execute({round, bytes});
+        host::readUnreadScans(con, reader, {});
+    });
+    line(QStringLiteral(
+             "  scan 300-dpi A4 (%1): Tesseract alone %2 ms, stored copy read and indexed %3 ms, ratio "
+             "%4 (goal <= 1.1)")
+             .arg(reader.languages())
+             .arg(rawMs, 0, 'f', 0)
+             .arg(pipelineMs, 0, 'f', 0)
+             .arg(pipelineMs / rawMs, 0, 'f', 2));
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const int agreements = qEnvironmentVariableIntValue("AGR_BENCH_FIND_AGREEMENTS") > 0
+                               ? qEnvironmentVariableIntValue("AGR_BENCH_FIND_AGREEMENTS")
+                               : 100000;
+    return bench::runOnBackends(
+        argc, argv, QStringLiteral("find"), [&](const QString &label, platform::Connection &con) {
+            con.setStatementLogEnabled(false);
+            agr::schema::CreateSchema(con);
+            QElapsedTimer t;
+            t.start();
+            fillRegister(con, agreements);
+            line(QStringLiteral("%1: %2 agreements, %3 detail lines, %4 index rows written in %5 s")
+                     .arg(label)
+                     .arg(agreements)
+                     .arg(agreements * DetailLines * 5)
+                     .arg(agrtest::countRows(con, QStringLiteral("agrSearchRows")))
+                     .arg(bench::ms(t) / 1000, 0, 'f', 1));
+            if (con.backend() == platform::Backend::PostgreSQL)
+                con.Execute(QStringLiteral("analyze"));
+
+            const QList<int> departments = {1};
+            auto search = [&](const QString &text, bool typing = false) {
+                return host::findAgreements(con, host::parseSearch(text, typing), departments, 50,
+                                            typing ? host::RowsPerTermWhileTyping : host::RowsPerTerm);
+            };
+            // Questions of one term, so that LIKE asks exactly the same.
+            const QStringList questions = {QStringLiteral("zebrafish"),
+                                           QStringLiteral("\"late zebrafish delivery\""),
+                                           QStringLiteral("lex4321"), QStringLiteral("signer12345")};
+            for (const QString &q : questions) {
+                int hits = 0;
+                const double findMs = medianMs(7, [&] { hits = search(q).total; });
+                const QString words = host::parseSearch(q).terms.value(0).words.join(QLatin1Char(' '));
+                int likeRows = 0;
+                const double likeMs =
+                    medianMs(3, [&] { likeRows = con.Execute(likeStatement(words)).RecordCount(); });
+                line(QStringLiteral(
+                         "  find %1: %2 agreements in %3 ms; LIKE '%%4%' over the same tables: %5 in %6 ms; "
+                         "ratio %7x (goal >= 50)")
+                         .arg(q)
+                         .arg(hits)
+                         .arg(findMs, 0, 'f', 2)
+                         .arg(words)
+                         .arg(likeRows)
+                         .arg(likeMs, 0, 'f', 1)
+                         .arg(likeMs / findMs, 0, 'f', 0));
+            }
+            const double both = medianMs(7, [&] { search(QStringLiteral("penalty zebrafish")); });
+            line(QStringLiteral("  find penalty zebrafish (two terms): %1 ms").arg(both, 0, 'f', 2));
+            // The window: one search per keystroke, the last word a prefix from its third letter.
+            for (const QString &typed : {QStringLiteral("zebrafish"), QStringLiteral("penalty late"),
+                                         QStringLiteral("signer1234")}) {
+                std::vector<double> strokes;
+                for (int n = 1; n <= typed.size(); ++n) {
+                    QElapsedTimer k;
+                    k.start();
+                    search(typed.left(n), true);
+                    strokes.push_back(bench::ms(k));
+                }
+                line(QStringLiteral(
+                         "  typing '%1': per keystroke median %2 ms, slowest %3 ms (a frame is 16 ms)")
+                         .arg(typed)
+                         .arg(bench::median(strokes), 0, 'f', 2)
+                         .arg(*std::max_element(strokes.begin(), strokes.end()), 0, 'f', 2));
+            }
+            const double common = medianMs(3, [&] { search(QStringLiteral("clause")); });
+            line(QStringLiteral("  find clause (a word of every agreement): %1 ms").arg(common, 0, 'f', 1));
+
+            if (label == QLatin1String("sqlite"))
+                readingScans(con);
+
+            // Saves with the index kept, then with its triggers gone, on the same rows.
+            int round = 0;
+            const int saves = 25;
+            auto saveMs = [&] {
+                return medianMs(saves, [&] {
+                    save(con, 1 + (round * 37) % agreements, round);
+                    ++round;
+                });
+            };
+            saveMs(); // warm
+            const double indexed = saveMs();
+            save(con, 2, ++round);
+            QElapsedTimer afterSave;
+            afterSave.start();
+            search(QStringLiteral("zebrafish"));
+            line(QStringLiteral(
+                     "  first search after a save (the full-text table takes the save's changes): %1 ms")
+                     .arg(bench::ms(afterSave), 0, 'f', 2));
+            dropIndexTriggers(con);
+            const double plain = saveMs();
+            line(QStringLiteral("  raw save statements of one agreement, 5 x %1 lines: %2 ms with the index, "
+                                "%3 ms without; "
+                                "+%4% (goal <= 10%)")
+                     .arg(DetailLines)
+                     .arg(indexed, 0, 'f', 2)
+                     .arg(plain, 0, 'f', 2)
+                     .arg((indexed / plain - 1) * 100, 0, 'f', 1));
+        });
+}

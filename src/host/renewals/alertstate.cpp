@@ -1,0 +1,464 @@
+#include "host/renewals/alertstate.h"
+
+#include "data/schema.h"
+#include "platform/database/connection.h"
+
+#include <QDateTime>
+#include <QHash>
+#include <QSet>
+#include <cmath>
+
+namespace host {
+
+namespace {
+
+namespace table = agr::schema::table;
+
+QString literal(const QDate &date)
+{
+    return QLatin1Char('\'') + date.toString(QStringLiteral("yyyyMMdd")) + QLatin1Char('\'');
+}
+
+AlertState stateOf(const QString &name)
+{
+    if (name == QLatin1String("acknowledged"))
+        return AlertState::Acknowledged;
+    if (name == QLatin1String("snoozed"))
+        return AlertState::Snoozed;
+    if (name == QLatin1String("done"))
+        return AlertState::Done;
+    if (name == QLatin1String("closed"))
+        return AlertState::Closed;
+    return AlertState::Open;
+}
+
+// Open, or snoozed until a day that has come: the alert wants attention again.
+bool wantsAttention(AlertState state, const QDate &snoozedUntil, const QDate &today)
+{
+    return state == AlertState::Open ||
+           (state == AlertState::Snoozed && (!snoozedUntil.isValid() || snoozedUntil <= today));
+}
+
+// The first day the rules list an agreement: its alert days before the valid-to date (whole days, as the
+// rule compares whole days left with them), and never later than the day after it, when it has expired.
+QDate dueDateOf(const QDate &validTo, double alertDays)
+{
+    return validTo.addDays(-std::max<qint64>(qint64(std::floor(alertDays)), -1));
+}
+
+// Runs body in a transaction of its own unless the caller has one open.
+template <typename Body> void inTransaction(platform::Connection &con, Body body)
+{
+    if (con.transactionLevel() > 0) {
+        body();
+        return;
+    }
+    con.BeginTrans();
+    try {
+        body();
+    } catch (...) {
+        con.RollbackTrans();
+        throw;
+    }
+    con.CommitTrans();
+}
+
+platform::Recordset run(platform::Connection &con, const QString &sql, const QVariantList &values)
+{
+    platform::Command command(con);
+    command.setCommandText(sql);
+    command.ParametersRefresh();
+    return command.Execute(values);
+}
+
+} // namespace
+
+QString stateName(AlertState state)
+{
+    switch (state) {
+    case AlertState::Open:
+        break;
+    case AlertState::Acknowledged:
+        return QStringLiteral("acknowledged");
+    case AlertState::Snoozed:
+        return QStringLiteral("snoozed");
+    case AlertState::Done:
+        return QStringLiteral("done");
+    case AlertState::Closed:
+        return QStringLiteral("closed");
+    }
+    return QStringLiteral("open");
+}
+
+QString stateText(const RenewalRow &row)
+{
+    switch (row.state) {
+    case AlertState::Open:
+        break;
+    case AlertState::Acknowledged:
+        return QStringLiteral("Acknowledged by ") + row.stateBy;
+    case AlertState::Snoozed:
+        return QStringLiteral("Snoozed until ") + row.snoozedUntil.toString(QStringLiteral("dd/MM/yyyy"));
+    case AlertState::Done:
+        return QStringLiteral("Done");
+    case AlertState::Closed:
+        return QStringLiteral("Closed");
+    }
+    return row.raised ? QStringLiteral("New") : QStringLiteral("Open");
+}
+
+RenewalAlerts::RenewalAlerts(platform::Connection &con, qint16 department, const QDate &processDate,
+                             QString login)
+    : m_con(con), m_department(department), m_date(processDate), m_login(std::move(login))
+{
+}
+
+QList<RenewalRow> RenewalAlerts::evaluate()
+{
+    const int back = backPeriod(m_con);
+    const QDate listedFrom = m_date.addDays(-back);
+    platform::Recordset last = m_con.Execute(
+        QStringLiteral("select LastProcessDate from ") + QLatin1String(table::RenewalAlertRuns) +
+        QStringLiteral(" where DepartmentID = ") + QString::number(m_department));
+    const QDate lastRun = last.isEOF() || last.Fields(0).isNull() ? QDate() : last.Fields(0).toDate();
+    // The day after the last evaluation is the first one not yet looked at: what expired then, and left the
+    // back period since, is caught up now.
+    QDate expiredFrom = listedFrom;
+    if (lastRun.isValid() && lastRun.addDays(1 - back) < expiredFrom)
+        expiredFrom = lastRun.addDays(1 - back);
+
+    platform::Recordset rs = m_con.Execute(alertStatement(m_department, m_date, expiredFrom));
+    QList<RenewalRow> rows;
+    QSet<qint32> matched; // alerts whose agreement still has their dates
+    bool toArm = false;
+    for (; !rs.isEOF(); rs.MoveNext()) {
+        RenewalRow row;
+        row.agreementId = rs.Fields(0).toLong();
+        row.number = rs.Fields(1).joinEmpty();
+        row.description = rs.Fields(2).joinEmpty();
+        row.with = rs.Fields(3).joinEmpty();
+        row.validTo = rs.Fields(4).toDate();
+        row.alertRemarks = rs.Fields(5).joinEmpty();
+        row.daysLeft = rs.Fields(6).toLong();
+        row.alertDays = rs.Fields(7).toDouble();
+        const bool listedToday = row.validTo >= listedFrom;
+        if (rs.Fields(8).isNull() || rs.Fields(9).joinEmpty() == QLatin1String("closed")) {
+            row.dueDate = dueDateOf(row.validTo, row.alertDays);
+            toArm = true;
+            rows.append(row);
+            continue;
+        }
+        row.alertId = rs.Fields(8).toLong();
+        matched.insert(row.alertId);
+        row.state = stateOf(rs.Fields(9).joinEmpty());
+        row.stateBy = rs.Fields(10).joinEmpty();
+        row.snoozedUntil = rs.Fields(11).isNull() ? QDate() : rs.Fields(11).toDate();
+        row.dueDate = rs.Fields(12).toDate();
+        if (listedToday && wantsAttention(row.state, row.snoozedUntil, m_date)) {
+            if (row.state == AlertState::Snoozed) // its day has come
+                row.state = AlertState::Open;
+            rows.append(row);
+        }
+    }
+
+    const bool advance = !lastRun.isValid() || lastRun < m_date;
+    // Cancelled, gone or moved out of the rules' reach: looked for once a processing day. A new date that the
+    // rules list closes the old alert at once, when the new one is armed.
+    const QList<std::pair<qint32, QString>> changed =
+        advance ? changedAlerts(matched, expiredFrom) : QList<std::pair<qint32, QString>>();
+    if (!toArm && !advance && changed.isEmpty())
+        return rows;
+    inTransaction(m_con, [&] {
+        close(changed);
+        QList<RenewalRow *> unarmed;
+        for (RenewalRow &row : rows)
+            if (row.alertId == 0)
+                unarmed << &row;
+        arm(unarmed);
+        if (advance)
+            run(m_con,
+                QStringLiteral("insert into ") + QLatin1String(table::RenewalAlertRuns) +
+                    QStringLiteral(
+                        " (DepartmentID, LastProcessDate) values (?, ?) on conflict (DepartmentID) "
+                        "do update set LastProcessDate = excluded.LastProcessDate"),
+                {m_department, m_date});
+    });
+    // An alert another program armed at the same moment is theirs to report as raised; it is listed here
+    // as it stands.
+    for (RenewalRow &row : rows) {
+        if (row.alertId != 0)
+            continue;
+        platform::Recordset theirs =
+            run(m_con,
+                QStringLiteral("select AlertID, State, StateBy, SnoozedUntil from ") +
+                    QLatin1String(table::RenewalAlerts) +
+                    QStringLiteral(
+                        " where DepartmentID = ? and AgreementID = ? and ValidTo = ? and AlertDays = ?"),
+                {m_department, row.agreementId, row.validTo, row.alertDays});
+        if (theirs.isEOF())
+            continue;
+        row.alertId = theirs.Fields(0).toLong();
+        row.state = stateOf(theirs.Fields(1).joinEmpty());
+        row.stateBy = theirs.Fields(2).joinEmpty();
+        row.snoozedUntil = theirs.Fields(3).isNull() ? QDate() : theirs.Fields(3).toDate();
+    }
+    rows.removeIf([this](const RenewalRow &row) {
+        return row.alertId == 0 || !wantsAttention(row.state, row.snoozedUntil, m_date);
+    });
+    return rows;
+}
+
+// Arms the alerts of rows that have none (or whose alert was closed by a change that is now undone), a few
+// hundred to a statement, and records that they were raised. A row that another program armed at the same
+// moment keeps an alert id of 0.
+void RenewalAlerts::arm(const QList<RenewalRow *> &unarmed)
+{
+    constexpr qsizetype Batch = 500;
+    const QString raisedOn = literal(m_date);
+    for (qsizetype first = 0; first < unarmed.size(); first += Batch) {
+        QHash<qint32, RenewalRow *> byAgreement;
+        QStringList values;
+        for (qsizetype i = first; i < std::min(unarmed.size(), first + Batch); ++i) {
+            RenewalRow *row = unarmed.at(i);
+            byAgreement.insert(row->agreementId, row);
+            // Numbers and dates only: nothing a clerk typed goes into the text.
+            values << QStringLiteral("(%1, %2, %3, %4, %5, %6, 'open')")
+                          .arg(m_department)
+                          .arg(row->agreementId)
+                          .arg(literal(row->validTo))
+                          .arg(row->alertDays, 0, 'g', 17)
+                          .arg(literal(row->dueDate), raisedOn);
+        }
+        platform::Recordset armed = m_con.Execute(
+            QStringLiteral("insert into ") + QLatin1String(table::RenewalAlerts) +
+            QStringLiteral(
+                " (DepartmentID, AgreementID, ValidTo, AlertDays, DueDate, RaisedOn, State) values ") +
+            values.join(QStringLiteral(", ")) +
+            QStringLiteral(
+                " on conflict (DepartmentID, AgreementID, ValidTo, AlertDays) do update set State = "
+                "'open', RaisedOn = excluded.RaisedOn, DueDate = excluded.DueDate, StateBy = null, "
+                "StateAt = null, SnoozedUntil = null, EscalatedOn = null where ") +
+            QLatin1String(table::RenewalAlerts) +
+            QStringLiteral(".State = 'closed' returning AlertID, AgreementID"));
+        QStringList ids;
+        for (; !armed.isEOF(); armed.MoveNext()) {
+            RenewalRow *row = byAgreement.value(armed.Fields(1).toLong());
+            if (!row)
+                continue;
+            row->alertId = armed.Fields(0).toLong();
+            row->raised = true;
+            ids << QString::number(row->alertId);
+        }
+        if (ids.isEmpty())
+            continue;
+        // The agreement's earlier alerts, for other dates, are over.
+        QList<std::pair<qint32, QString>> superseded;
+        QStringList agreementIds;
+        for (auto it = byAgreement.cbegin(); it != byAgreement.cend(); ++it)
+            agreementIds << QString::number(it.key());
+        platform::Recordset older = m_con.Execute(
+            QStringLiteral("select AlertID, AgreementID, ValidTo from ") +
+            QLatin1String(table::RenewalAlerts) + QStringLiteral(" where DepartmentID = ") +
+            QString::number(m_department) +
+            QStringLiteral(" and State in ('open', 'acknowledged', 'snoozed') and AgreementID in (") +
+            agreementIds.join(QLatin1Char(',')) + QStringLiteral(") and AlertID not in (") +
+            ids.join(QLatin1Char(',')) + QLatin1Char(')'));
+        for (; !older.isEOF(); older.MoveNext()) {
+            const RenewalRow *row = byAgreement.value(older.Fields(1).toLong());
+            superseded.append(
+                {older.Fields(0).toLong(), row && older.Fields(2).Value().toDate() == row->validTo
+                                               ? QStringLiteral("alert days changed")
+                                               : QStringLiteral("valid-to date changed")});
+        }
+        close(superseded);
+        run(m_con,
+            QStringLiteral("insert into ") + QLatin1String(table::RenewalAlertHistory) +
+                QStringLiteral(
+                    " (AlertID, DepartmentID, Action, LoginName, ActedAt, ProcessDate) select AlertID, "
+                    "DepartmentID, 'raised', ?, ?, RaisedOn from ") +
+                QLatin1String(table::RenewalAlerts) + QStringLiteral(" where AlertID in (") +
+                ids.join(QLatin1Char(',')) + QLatin1Char(')'),
+            {m_login, QDateTime::currentDateTime()});
+    }
+}
+
+void RenewalAlerts::close(const QList<std::pair<qint32, QString>> &alerts)
+{
+    for (const auto &[id, note] : alerts) {
+        run(m_con,
+            QStringLiteral("update ") + QLatin1String(table::RenewalAlerts) +
+                QStringLiteral(" set State = 'closed', StateBy = ?, StateAt = ? where AlertID = ?"),
+            {m_login, QDateTime::currentDateTime(), id});
+        record(id, QStringLiteral("closed"), QDate(), note);
+    }
+}
+
+// The alerts still wanting something whose agreement was cancelled, or whose valid-to date or alert days
+// are no longer the alert's, with why: they are closed, and a new alert is armed for the new dates when the
+// rules list them.
+QList<std::pair<qint32, QString>> RenewalAlerts::changedAlerts(const QSet<qint32> &matched,
+                                                               const QDate &expiredFrom)
+{
+    // The alerts the rules' statement found with their agreement's own dates are as they were; only the rest
+    // within its reach (changed, cancelled or gone) are looked up, by agreement id. An alert whose valid-to
+    // date has left the reach stays as it is: a new date for its agreement closes it when the new alert is
+    // armed, and escalation passes over it once its agreement is cancelled or has other dates.
+    QHash<qint32, std::pair<qint32, RenewalRow>> others; // agreement -> alert, its dates
+    platform::Recordset alerts =
+        m_con.Execute(QStringLiteral("select AlertID, AgreementID, ValidTo, AlertDays from ") +
+                      QLatin1String(table::RenewalAlerts) + QStringLiteral(" where DepartmentID = ") +
+                      QString::number(m_department) +
+                      QStringLiteral(" and State in ('open', 'acknowledged', 'snoozed') and ValidTo >= ") +
+                      literal(expiredFrom));
+    for (; !alerts.isEOF(); alerts.MoveNext()) {
+        const qint32 id = alerts.Fields(0).toLong();
+        if (matched.contains(id))
+            continue;
+        RenewalRow dates;
+        dates.validTo = alerts.Fields(2).Value().toDate();
+        dates.alertDays = alerts.Fields(3).toDouble();
+        others.insert(alerts.Fields(1).toLong(), {id, dates});
+    }
+    QList<std::pair<qint32, QString>> changed;
+    QList<qint32> agreementIds = others.keys();
+    constexpr qsizetype Batch = 500;
+    for (qsizetype first = 0; first < agreementIds.size(); first += Batch) {
+        QStringList ids;
+        for (qsizetype i = first; i < std::min(agreementIds.size(), first + Batch); ++i)
+            ids << QString::number(agreementIds.at(i));
+        platform::Recordset rs = m_con.Execute(
+            QStringLiteral("select agragreementid, agrValidTodate, agrcancelled, ") + alertDaysExpression() +
+            QStringLiteral(" from agreementregister where agrDepartmentid = ") +
+            QString::number(m_department) + QStringLiteral(" and agragreementid in (") +
+            ids.join(QLatin1Char(',')) + QLatin1Char(')'));
+        for (; !rs.isEOF(); rs.MoveNext()) {
+            const auto [alert, dates] = others.take(rs.Fields(0).toLong());
+            QString note;
+            if (!rs.Fields(2).isNull() && rs.Fields(2).toLong() == 1)
+                note = QStringLiteral("agreement cancelled");
+            else if (rs.Fields(1).Value().toDate() != dates.validTo)
+                note = QStringLiteral("valid-to date changed");
+            else if (rs.Fields(3).toDouble() != dates.alertDays)
+                note = QStringLiteral("alert days changed");
+            if (!note.isEmpty())
+                changed.append({alert, note});
+        }
+    }
+    for (auto it = others.cbegin(); it != others.cend(); ++it)
+        changed.append({it.value().first, QStringLiteral("agreement not found")});
+    return changed;
+}
+
+QList<RenewalRow> RenewalAlerts::escalate(int days)
+{
+    platform::Recordset rs = m_con.Execute(
+        QStringLiteral("select AlertID, agragreementid, agragreementNo, agragreementdesc, agragreementwith, "
+                       "agrValidTodate, alertremarks, datediff(day, ") +
+        literal(m_date) +
+        QStringLiteral(", agrValidTodate), AlertDays, State, StateBy, SnoozedUntil, DueDate from ") +
+        QLatin1String(table::RenewalAlerts) +
+        QStringLiteral(
+            " join agreementregister on agrDepartmentid = DepartmentID and agragreementid = "
+            "AgreementID and agrValidTodate = ValidTo and (agrcancelled is null or agrcancelled <> 1) "
+            "where DepartmentID = ") +
+        QString::number(m_department) +
+        QStringLiteral(" and EscalatedOn is null and (State = 'open' or (State = 'snoozed' and SnoozedUntil "
+                       "<= ") +
+        literal(m_date) + QStringLiteral(")) and DueDate <= ") + literal(m_date.addDays(-days)) +
+        QStringLiteral(" order by DueDate, AgreementID"));
+    QList<RenewalRow> rows;
+    for (; !rs.isEOF(); rs.MoveNext()) {
+        RenewalRow row;
+        row.alertId = rs.Fields(0).toLong();
+        row.agreementId = rs.Fields(1).toLong();
+        row.number = rs.Fields(2).joinEmpty();
+        row.description = rs.Fields(3).joinEmpty();
+        row.with = rs.Fields(4).joinEmpty();
+        row.validTo = rs.Fields(5).toDate();
+        row.alertRemarks = rs.Fields(6).joinEmpty();
+        row.daysLeft = rs.Fields(7).toLong();
+        row.alertDays = rs.Fields(8).toDouble();
+        row.state = stateOf(rs.Fields(9).joinEmpty());
+        row.stateBy = rs.Fields(10).joinEmpty();
+        row.snoozedUntil = rs.Fields(11).isNull() ? QDate() : rs.Fields(11).toDate();
+        row.dueDate = rs.Fields(12).toDate();
+        rows.append(row);
+    }
+    inTransaction(m_con, [&] {
+        for (const RenewalRow &row : std::as_const(rows)) {
+            run(m_con,
+                QStringLiteral("update ") + QLatin1String(table::RenewalAlerts) +
+                    QStringLiteral(" set EscalatedOn = ? where AlertID = ?"),
+                {m_date, row.alertId});
+            record(row.alertId, QStringLiteral("escalated"), QDate(),
+                   QStringLiteral("open %1 days past its due date").arg(row.dueDate.daysTo(m_date)));
+        }
+    });
+    return rows;
+}
+
+void RenewalAlerts::acknowledge(const QList<qint32> &alerts)
+{
+    setState(alerts, AlertState::Acknowledged, QDate(), QStringLiteral("acknowledged"));
+}
+
+void RenewalAlerts::snooze(const QList<qint32> &alerts, const QDate &until)
+{
+    setState(alerts, AlertState::Snoozed, until, QStringLiteral("snoozed"));
+}
+
+void RenewalAlerts::markDone(const QList<qint32> &alerts)
+{
+    setState(alerts, AlertState::Done, QDate(), QStringLiteral("done"));
+}
+
+void RenewalAlerts::setState(const QList<qint32> &alerts, AlertState state, const QDate &until,
+                             const QString &action)
+{
+    inTransaction(m_con, [&] {
+        for (qint32 id : alerts) {
+            // The department in the condition keeps a login to its own alerts on every engine.
+            platform::Recordset changed =
+                run(m_con,
+                    QStringLiteral("update ") + QLatin1String(table::RenewalAlerts) +
+                        QStringLiteral(" set State = ?, StateBy = ?, StateAt = ?, SnoozedUntil = ? where "
+                                       "AlertID = ? and DepartmentID = ? and State <> 'closed'"),
+                    {stateName(state), m_login, QDateTime::currentDateTime(),
+                     until.isValid() ? QVariant(until) : QVariant(), id, m_department});
+            if (changed.RecordsAffected() > 0)
+                record(id, action, until);
+        }
+    });
+}
+
+void RenewalAlerts::record(qint32 alert, const QString &action, const QDate &until, const QString &note)
+{
+    run(m_con,
+        QStringLiteral("insert into ") + QLatin1String(table::RenewalAlertHistory) +
+            QStringLiteral(" (AlertID, DepartmentID, Action, LoginName, ActedAt, ProcessDate, SnoozedUntil, "
+                           "Note) values (?, ?, ?, ?, ?, ?, ?, ?)"),
+        {alert, m_department, action, m_login, QDateTime::currentDateTime(), m_date,
+         until.isValid() ? QVariant(until) : QVariant(), note.isEmpty() ? QVariant() : QVariant(note)});
+}
+
+bool RenewalAlerts::windowPutAside()
+{
+    platform::Recordset rs =
+        run(m_con,
+            QStringLiteral("select SnoozedUntil from ") + QLatin1String(table::RenewalSnoozes) +
+                QStringLiteral(" where LoginName = ? and DepartmentID = ?"),
+            {m_login, m_department});
+    return !rs.isEOF() && !rs.Fields(0).isNull() && rs.Fields(0).toDate() > m_date;
+}
+
+void RenewalAlerts::putWindowAside(const QDate &until)
+{
+    run(m_con,
+        QStringLiteral("insert into ") + QLatin1String(table::RenewalSnoozes) +
+            QStringLiteral(
+                " (LoginName, DepartmentID, SnoozedUntil) values (?, ?, ?) on conflict (LoginName, "
+                "DepartmentID) do update set SnoozedUntil = excluded.SnoozedUntil"),
+        {m_login, m_department, until});
+}
+
+} // namespace host

@@ -1,0 +1,187 @@
+#include "host/windows/searchwindow.h"
+
+#include "platform/grid/flexgrid.h"
+#include "platform/runtime/errors.h"
+#include "platform/ui/seams.h"
+#include "platform/ui/units.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QVBoxLayout>
+
+namespace host {
+
+namespace {
+
+int col(FindCol column)
+{
+    return static_cast<int>(column);
+}
+
+} // namespace
+
+SearchWindow::SearchWindow(platform::Connection &con, QList<int> departments, Select select, QWidget *parent)
+    : QDialog(parent), m_con(con), m_departments(std::move(departments)), m_select(std::move(select))
+{
+    setObjectName(QStringLiteral("frmFindAgreements"));
+    setWindowTitle(QStringLiteral("Find agreements"));
+    txtFind = new QLineEdit(this);
+    txtFind->setObjectName(QStringLiteral("txtFind"));
+    txtFind->setPlaceholderText(QStringLiteral("words, \"a phrase\", a prefix*"));
+    lblStatus = new QLabel(this);
+    lblStatus->setObjectName(QStringLiteral("lblStatus"));
+    mfgHits = new platform::FlexGrid(this);
+    mfgHits->setObjectName(QStringLiteral("mfgHits"));
+    mfgHits->setCols(4);
+    mfgHits->setFixedCols(0);
+    mfgHits->setRows(2);
+    mfgHits->setFormatString(QStringLiteral("<Agreement No|<Description|<Where|<Found"));
+    mfgHits->setColWidth(col(FindCol::Number), 1400);
+    mfgHits->setColWidth(col(FindCol::Description), 3600);
+    mfgHits->setColWidth(col(FindCol::Where), 2400);
+    mfgHits->setColWidth(col(FindCol::Excerpt), 5200);
+    mfgHits->setSelMode(1);
+
+    connect(txtFind, &QLineEdit::textChanged, this, &SearchWindow::refresh);
+    connect(txtFind, &QLineEdit::returnPressed, this, &SearchWindow::choose);
+    connect(mfgHits, &platform::FlexGrid::KeyPress, this, [this](qint16 &keyAscii) {
+        if (keyAscii == platform::key::Enter) {
+            keyAscii = 0;
+            choose();
+        }
+    });
+    connect(mfgHits, &platform::FlexGrid::DblClick, this, &SearchWindow::choose);
+
+    auto *layout = new QVBoxLayout(this);
+    layout->addWidget(txtFind);
+    layout->addWidget(mfgHits, 1);
+    layout->addWidget(lblStatus);
+    resize(platform::twipsToPixels(12800, this), 420);
+    txtFind->setFocus();
+}
+
+void SearchWindow::refresh()
+{
+    const QString text = txtFind->text();
+    m_hits.clear();
+    mfgHits->setRows(2);
+    for (int c = 0; c < mfgHits->Cols(); ++c)
+        mfgHits->setTextMatrix(1, c, QString());
+    if (text.trimmed().isEmpty()) {
+        lblStatus->clear();
+        return;
+    }
+    const SearchQuery query = parseSearch(text, true);
+    if (!query.refusal.isEmpty()) {
+        lblStatus->setText(query.refusal);
+        return;
+    }
+    QElapsedTimer clock;
+    clock.start();
+    SearchResult result;
+    const bool ok = platform::Trap(
+        [&] { result = findAgreements(m_con, query, m_departments, 50, RowsPerTermWhileTyping); },
+        [&](const platform::RuntimeError &e) {
+            lblStatus->setText(QStringLiteral("The search failed: ") + e.description());
+        });
+    if (!ok)
+        return;
+    m_hits = result.hits;
+    mfgHits->setRows(std::max(2, int(m_hits.size()) + 1));
+    for (int i = 0; i < m_hits.size(); ++i) {
+        const SearchHit &hit = m_hits.at(i);
+        const SearchMatch match = hit.matches.value(0);
+        mfgHits->setTextMatrix(i + 1, col(FindCol::Number), hit.number);
+        mfgHits->setTextMatrix(i + 1, col(FindCol::Description),
+                               hit.description +
+                                   (hit.cancelled ? QStringLiteral(" (cancelled)") : QString()));
+        mfgHits->setTextMatrix(i + 1, col(FindCol::Where), placeCaption(match));
+        mfgHits->setTextMatrix(i + 1, col(FindCol::Excerpt), match.excerpt);
+    }
+    mfgHits->setRow(1);
+    mfgHits->setCol(0);
+    mfgHits->setColSel(mfgHits->Cols() - 1);
+    lblStatus->setText(
+        m_hits.isEmpty() ? QStringLiteral("No agreement of the department holds that.")
+                         : QStringLiteral("%1 of %2 agreements, best first (%3 ms)%4")
+                               .arg(m_hits.size())
+                               .arg(result.total)
+                               .arg(clock.elapsed())
+                               .arg(result.partial ? QStringLiteral("; a word is very common") : QString()));
+}
+
+void SearchWindow::choose()
+{
+    const int row = mfgHits->Row();
+    if (row < 1 || row > m_hits.size())
+        return;
+    QString why;
+    if (m_select && !m_select(m_hits.at(row - 1), why)) {
+        lblStatus->setText(why);
+        return;
+    }
+    accept();
+}
+
+ListSearchShortcut::ListSearchShortcut(platform::Connection &con, qint16 department,
+                                       std::function<void()> scansStored)
+    : m_con(con), m_department(department), m_scansStored(std::move(scansStored))
+{
+    qApp->installEventFilter(this);
+}
+
+ListSearchShortcut::~ListSearchShortcut()
+{
+    qApp->removeEventFilter(this);
+}
+
+bool ListSearchShortcut::selectInList(QWidget *list, const SearchHit &hit, QString &why)
+{
+    auto *grid = list ? list->findChild<platform::FlexGrid *>(QStringLiteral("mfgMaster")) : nullptr;
+    if (!grid) {
+        why = QStringLiteral("The agreement list is not open.");
+        return false;
+    }
+    const QString id = QString::number(hit.agreementId);
+    for (int row = grid->FixedRows(); row < grid->Rows(); ++row) {
+        if (grid->TextMatrix(row, 0) == id && !grid->TextMatrix(row, 1).isEmpty()) {
+            grid->setRow(row);
+            grid->setCol(0);
+            grid->setColSel(grid->Cols() - 1);
+            grid->ensureRowVisible(row);
+            grid->setFocus();
+            return true;
+        }
+    }
+    why = QStringLiteral("%1 is not in the list: it is dated before the list's first day.").arg(hit.number);
+    return false;
+}
+
+bool ListSearchShortcut::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Hide && m_scansStored &&
+        watched->objectName() == QLatin1String("FrmScanCopies")) {
+        m_scansStored();
+        return false;
+    }
+    if (event->type() != QEvent::KeyPress || m_open)
+        return false;
+    auto *key = static_cast<QKeyEvent *>(event);
+    if (key->key() != Qt::Key_F || key->modifiers() != (Qt::ControlModifier | Qt::ShiftModifier))
+        return false;
+    auto *widget = qobject_cast<QWidget *>(watched);
+    QWidget *list = widget ? widget->window() : nullptr;
+    if (!list || list->objectName() != QLatin1String("FrmMaster"))
+        return false;
+    m_open = true;
+    SearchWindow window(m_con, {m_department},
+                        [list](const SearchHit &hit, QString &why) { return selectInList(list, hit, why); });
+    platform::showModal(&window, list);
+    m_open = false;
+    return true;
+}
+
+} // namespace host

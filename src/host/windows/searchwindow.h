@@ -1,0 +1,81 @@
+#pragma once
+// "Find agreements": the host's search window over the list. Ctrl+Shift+F in the agreement list opens it;
+// it shows the department's agreements that hold what the clerk types, after every keystroke, and Enter
+// selects the chosen agreement in the list, where Edit opens it as usual. The module's forms know nothing
+// of it: the host watches the list's keys from outside.
+
+#include "host/search/search.h"
+
+#include <QDialog>
+#include <QObject>
+#include <functional>
+
+class QLabel;
+class QLineEdit;
+
+namespace platform {
+class Connection;
+class FlexGrid;
+} // namespace platform
+
+namespace host {
+
+enum class FindCol
+{
+    Number,
+    Description,
+    Where,
+    Excerpt
+};
+
+class SearchWindow : public QDialog
+{
+    Q_OBJECT
+
+public:
+    // select is asked to select a hit in the list; it returns false, with the reason, when it cannot.
+    using Select = std::function<bool(const SearchHit &, QString &why)>;
+    SearchWindow(platform::Connection &con, QList<int> departments, Select select, QWidget *parent = nullptr);
+
+    QLineEdit *txtFind;
+    QLabel *lblStatus;
+    platform::FlexGrid *mfgHits; // row 0 the captions, then one row per hit, best first
+
+    const QList<SearchHit> &hits() const { return m_hits; }
+    // Searches for what txtFind holds; called after every change of its text.
+    void refresh();
+    // Selects the current hit in the list and closes, or says why not.
+    void choose();
+
+private:
+    platform::Connection &m_con;
+    QList<int> m_departments;
+    Select m_select;
+    QList<SearchHit> m_hits;
+};
+
+// Watches the application's keys: Ctrl+Shift+F in the agreement list (the window named "FrmMaster") opens
+// the search window for the department over it; a scans form closing calls scansStored. Installed by the
+// host around Show, removed when it is destroyed.
+class ListSearchShortcut : public QObject
+{
+    Q_OBJECT
+
+public:
+    ListSearchShortcut(platform::Connection &con, qint16 department, std::function<void()> scansStored = {});
+    ~ListSearchShortcut() override;
+
+    // Selects the agreement in the list's grid: the whole row, scrolled into view.
+    static bool selectInList(QWidget *list, const SearchHit &hit, QString &why);
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    platform::Connection &m_con;
+    qint16 m_department;
+    std::function<void()> m_scansStored;
+    bool m_open = false;
+};
+
+} // namespace host

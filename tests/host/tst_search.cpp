@@ -1,0 +1,407 @@
+// The full-text index and the search: texts written by any program are found where they were written, a
+// typed page is found by a word printed on it, departments stay apart, and what a clerk types never breaks
+// the query.
+
+#include "host/search/scanreader.h"
+#include "host/search/search.h"
+#include "host/windows/searchwindow.h"
+
+#include "data/access.h"
+#include "data/schema.h"
+#include "data/searchindex.h"
+#include "platform/grid/flexgrid.h"
+#include "platform/ui/seams.h"
+#include "support/testdb.h"
+
+#include <QBuffer>
+#include <QImage>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPainter>
+#include <QTest>
+
+namespace {
+
+using host::SearchResult;
+
+SearchResult find(platform::Connection &con, const QString &text, const QList<int> &departments = {1, 2})
+{
+    const host::SearchQuery query = host::parseSearch(text);
+    if (!query.refusal.isEmpty())
+        qWarning() << "refused:" << query.refusal;
+    return host::findAgreements(con, query, departments);
+}
+
+// "dept/id" of every hit, in order.
+QStringList keys(const SearchResult &result)
+{
+    QStringList out;
+    for (const host::SearchHit &hit : result.hits)
+        out << QStringLiteral("%1/%2").arg(hit.departmentId).arg(hit.agreementId);
+    return out;
+}
+
+QStringList placesOf(const SearchResult &result)
+{
+    QStringList out;
+    for (const host::SearchHit &hit : result.hits)
+        for (const host::SearchMatch &match : hit.matches)
+            out << match.place;
+    return out;
+}
+
+// A page as a scanner would give it: black type on white, as JPEG.
+QByteArray typedPage(const QStringList &lines)
+{
+    QImage page(1400, 160 + 110 * int(lines.size()), QImage::Format_RGB32);
+    page.fill(Qt::white);
+    page.setDotsPerMeterX(11811); // 300 dpi
+    page.setDotsPerMeterY(11811);
+    QPainter painter(&page);
+    painter.setPen(Qt::black);
+    QFont font(QStringLiteral("DejaVu Sans"));
+    font.setPixelSize(56);
+    painter.setFont(font);
+    for (int i = 0; i < lines.size(); ++i)
+        painter.drawText(80, 140 + 110 * i, lines.at(i));
+    painter.end();
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    page.save(&buffer, "JPG", 90);
+    return bytes;
+}
+
+void storeScan(platform::Connection &con, int agreement, int department, int detail, const QString &name,
+               const QByteArray &bytes)
+{
+    platform::Command insert(con);
+    insert.setCommandText(
+        QStringLiteral("insert into AgreementScanCopyDetails (agsCompanyID, agsAgreementID, "
+                       "agsDepartmentID, agsDetailID, agsAgreementName, agsDocuments) values "
+                       "(1,?,?,?,?,?)"));
+    insert.ParametersRefresh();
+    insert.Execute({agreement, department, detail, name, bytes});
+}
+
+} // namespace
+
+class tst_search : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void everyPlaceFound_data() { agrtest::addBackends(); }
+    void everyPlaceFound();
+    void plainSqlKeepsItRight_data() { agrtest::addBackends(); }
+    void plainSqlKeepsItRight();
+    void existingRowsIndexed_data() { agrtest::addBackends(); }
+    void existingRowsIndexed();
+    void departmentsApart_data() { agrtest::addBackends(); }
+    void departmentsApart();
+    void scannedPages_data() { agrtest::addBackends(); }
+    void scannedPages();
+    void hostileText_data() { agrtest::addBackends(); }
+    void hostileText();
+    void windowOverTheList_data() { agrtest::addBackends(); }
+    void windowOverTheList();
+};
+
+// A word written in each indexed place is found there, in any case and without its accents.
+void tst_search::everyPlaceFound()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, true, true);
+    if (!con)
+        return;
+    con->Execute(
+        QStringLiteral("update agreementregister set agrReferenceNo='Ref Quokka', alertremarks='Call "
+                       "Marmot first', agrLawyer='R. Pangolin', agrPhysicalfileLOC='Cabinet Ocelot', "
+                       "agragreementwith='Tapir Traders', agrapplicableTo='Shop Narwhal', "
+                       "agragreementtype='Lease Axolotl' where agrDepartmentid=1 and agragreementid=3"));
+    con->Execute(QStringLiteral("insert into AgreementDetails values (3, 1, 7, 'Summary Wombat')"));
+    con->Execute(
+        QStringLiteral("insert into AgreementSignedDetails (agsagreementid, agsDepartmentid, agsDetailid, "
+                       "agsSignedBy, agsPosition) values (3, 1, 1, 'R. Kumarasamy', 'Partner')"));
+    con->Execute(QStringLiteral("insert into AgreementWitnessDetails (agwAgreementid, agwDepartmentid, "
+                                "agwDetailid, agwSignedBy, agwPostion, agwWitenessAddress) values (3, 1, 2, "
+                                "'S. Iyer', 'Clerk', '12 Lemur Street')"));
+    con->Execute(
+        QStringLiteral("insert into AgreementFinancialDetails values (3, 1, 4, 'Payment within 30 days, "
+                       "penalty for late delivery')"));
+    con->Execute(
+        QStringLiteral("insert into AgreementContents values (3, 1, 5, 'Clause on Façade repairs')"));
+
+    const QList<QPair<QString, QString>> expected = {
+        {QStringLiteral("quokka"), QStringLiteral("reference")},
+        {QStringLiteral("MARMOT"), QStringLiteral("remarks")},
+        {QStringLiteral("pangolin"), QStringLiteral("lawyer")},
+        {QStringLiteral("ocelot"), QStringLiteral("location")},
+        {QStringLiteral("tapir"), QStringLiteral("party")},
+        {QStringLiteral("narwhal"), QStringLiteral("applicable")},
+        {QStringLiteral("axolotl"), QStringLiteral("type")},
+        {QStringLiteral("wombat"), QStringLiteral("summary")},
+        {QStringLiteral("kumara*"), QStringLiteral("signatory")},
+        {QStringLiteral("lemur"), QStringLiteral("witness")},
+        {QStringLiteral("\"late delivery\""), QStringLiteral("terms")},
+        {QStringLiteral("facade"), QStringLiteral("content")},
+        {QStringLiteral("AG/3"), QStringLiteral("number")},
+    };
+    for (const auto &[word, place] : expected) {
+        const SearchResult result = find(*con, word);
+        QCOMPARE(keys(result), QStringList{QStringLiteral("1/3")});
+        QVERIFY2(placesOf(result).contains(place),
+                 qPrintable(word + QStringLiteral(": ") + placesOf(result).join(QLatin1Char(','))));
+    }
+    // Every term must be held, in any of the agreement's places; the excerpt marks the words.
+    QCOMPARE(keys(find(*con, QStringLiteral("wombat lemur"))), QStringList{QStringLiteral("1/3")});
+    QVERIFY(find(*con, QStringLiteral("wombat zebu")).hits.isEmpty());
+    QVERIFY(find(*con, QStringLiteral("\"delivery late\"")).hits.isEmpty());
+    const SearchResult terms = find(*con, QStringLiteral("penalty"));
+    QCOMPARE(terms.hits.value(0).matches.value(0).excerpt,
+             QStringLiteral("Payment within 30 days, [penalty] for "
+                            "late delivery"));
+    QCOMPARE(host::placeCaption(terms.hits.value(0).matches.value(0)), QStringLiteral("terms line 4"));
+}
+
+// Rows written by plain SQL: the new words are found and the old ones are gone, whatever the statement.
+void tst_search::plainSqlKeepsItRight()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, true, true);
+    if (!con)
+        return;
+    con->Execute(QStringLiteral("insert into AgreementContents values (4, 1, 1, 'Old clause Gecko')"));
+    con->Execute(QStringLiteral("insert into AgreementContents values (4, 1, 2, 'Old clause Gecko')"));
+    QCOMPARE(keys(find(*con, QStringLiteral("gecko"))), QStringList{QStringLiteral("1/4")});
+
+    // One of two equal rows changed: the other still holds the word.
+    con->Execute(QStringLiteral("update AgreementContents set agcContentdesc='New clause Iguana' where "
+                                "agcAgreementid=4 and agcDepartmentid=1 and agcDetailid=1"));
+    QCOMPARE(keys(find(*con, QStringLiteral("iguana"))), QStringList{QStringLiteral("1/4")});
+    QCOMPARE(keys(find(*con, QStringLiteral("gecko"))), QStringList{QStringLiteral("1/4")});
+    con->Execute(QStringLiteral("delete from AgreementContents where agcAgreementid=4 and agcDetailid=2"));
+    QVERIFY(find(*con, QStringLiteral("gecko")).hits.isEmpty());
+
+    // The header: a changed description, and a key moved to another agreement id.
+    con->Execute(QStringLiteral("update agreementregister set agragreementdesc='Hire of a Capybara' where "
+                                "agrDepartmentid=1 and agragreementid=5"));
+    QCOMPARE(keys(find(*con, QStringLiteral("capybara"))), QStringList{QStringLiteral("1/5")});
+    con->Execute(QStringLiteral("update agreementregister set agragreementid=55 where agrDepartmentid=1 and "
+                                "agragreementid=5"));
+    QCOMPARE(keys(find(*con, QStringLiteral("capybara"))), QStringList{QStringLiteral("1/55")});
+    // Cancelling changes no indexed text; the hit says so.
+    con->Execute(QStringLiteral("update agreementregister set agrcancelled=1 where agragreementid=55"));
+    QVERIFY(find(*con, QStringLiteral("capybara")).hits.value(0).cancelled);
+    con->Execute(QStringLiteral("delete from agreementregister where agragreementid=55"));
+    QVERIFY(find(*con, QStringLiteral("capybara")).hits.isEmpty());
+    // Deleting all details the way the save does leaves none of their words.
+    con->Execute(
+        QStringLiteral("delete from AgreementContents where agcAgreementid=1 and agcDepartmentid=1"));
+    QCOMPARE(agrtest::countRows(*con, QStringLiteral("agrSearchRows"),
+                                QStringLiteral("AgreementID=1 and DepartmentID=1 and Place='content'")),
+             0);
+}
+
+// A database made before the index (or whose index was dropped) gets it from init-db, filled.
+void tst_search::existingRowsIndexed()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, true, true);
+    if (!con)
+        return;
+    con->Execute(QStringLiteral("insert into AgreementContents values (2, 1, 9, 'Clause Okapi')"));
+    // As a database of an earlier version: no index table and no triggers.
+    const bool pg = con->backend() == platform::Backend::PostgreSQL;
+    platform::Recordset triggers = con->Execute(
+        pg ? QStringLiteral(
+                 "select tgname, tgrelid::regclass::text from pg_trigger where tgname like 'agr_ix_%'")
+           : QStringLiteral("select name, tbl_name from sqlite_master where type = 'trigger'"));
+    QStringList drops;
+    for (; !triggers.isEOF(); triggers.MoveNext())
+        drops << QStringLiteral("drop trigger ") + triggers.Fields(0).text() +
+                     (pg ? QStringLiteral(" on ") + triggers.Fields(1).text() : QString());
+    for (const QString &drop : std::as_const(drops))
+        con->Execute(drop);
+    if (!pg)
+        con->Execute(QStringLiteral("drop table agrSearchFts"));
+    con->Execute(QStringLiteral("drop table agrSearchRows"));
+    con->Execute(QStringLiteral("insert into AgreementContents values (2, 1, 10, 'Clause Tamarin')"));
+    agr::schema::CreateSchema(*con);
+    QCOMPARE(keys(find(*con, QStringLiteral("okapi"))), QStringList{QStringLiteral("1/2")});
+    QCOMPARE(keys(find(*con, QStringLiteral("tamarin"))), QStringList{QStringLiteral("1/2")});
+    QCOMPARE(keys(find(*con, QStringLiteral("lease"))).size(), 3);
+    // Creating it again changes nothing; a rebuild gives the same index.
+    const int rows = agrtest::countRows(*con, QStringLiteral("agrSearchRows"));
+    agr::schema::CreateSchema(*con);
+    agr::schema::RebuildSearchIndex(*con);
+    QCOMPARE(agrtest::countRows(*con, QStringLiteral("agrSearchRows")), rows);
+    QCOMPARE(keys(find(*con, QStringLiteral("okapi"))), QStringList{QStringLiteral("1/2")});
+}
+
+// Another department's agreement is never shown: by the departments asked for, and on PostgreSQL by
+// row-level security whatever the statement asks.
+void tst_search::departmentsApart()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, true, true);
+    if (!con)
+        return;
+    con->Execute(QStringLiteral("insert into AgreementContents values (1, 2, 1, 'Secret Jackal clause')"));
+    con->Execute(QStringLiteral("insert into AgreementContents values (1, 1, 9, 'Open Jackal clause')"));
+    QCOMPARE(keys(find(*con, QStringLiteral("jackal"), {1})), QStringList{QStringLiteral("1/1")});
+    QCOMPARE(keys(find(*con, QStringLiteral("secret"), {1})), QStringList{});
+    QCOMPARE(keys(find(*con, QStringLiteral("jackal"))).size(), 2);
+    if (con->backend() != platform::Backend::PostgreSQL)
+        return;
+    agr::schema::CreateClerk(*con, QLatin1String(agr::schema::DemoClerkLogin), 1, {1});
+    platform::Connection clerk;
+    clerk.Open(agrtest::withLogin(con->url(), QLatin1String(agr::schema::DemoClerkLogin)));
+    QCOMPARE(keys(find(clerk, QStringLiteral("jackal"), {})), QStringList{QStringLiteral("1/1")});
+    QVERIFY(find(clerk, QStringLiteral("secret"), {}).hits.isEmpty());
+    // The clerk's own saves keep the index right through the triggers, without rights on it beyond reading.
+    clerk.Execute(QStringLiteral("insert into AgreementContents values (3, 1, 1, 'Clerk Hyena clause')"));
+    clerk.Execute(
+        QStringLiteral("delete from AgreementContents where agcAgreementid=1 and agcDepartmentid=1"));
+    QCOMPARE(keys(find(clerk, QStringLiteral("hyena"), {})), QStringList{QStringLiteral("1/3")});
+    QVERIFY(find(clerk, QStringLiteral("jackal"), {}).hits.isEmpty());
+    QCOMPARE(keys(find(*con, QStringLiteral("jackal"))), QStringList{QStringLiteral("2/1")});
+}
+
+// A typed page is found by a word printed on it; a file that is no picture is indexed as empty; the same
+// bytes are not read twice; removing the copy removes its words.
+void tst_search::scannedPages()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, true, true);
+    if (!con)
+        return;
+    host::PageReader reader;
+    QVERIFY2(reader.failure().isEmpty(), qPrintable(reader.failure()));
+    const QByteArray page = typedPage({QStringLiteral("LEASE DEED"), QStringLiteral("Signed by Ravi Kumar"),
+                                       QStringLiteral("Penalty clause: Zanzibar")});
+    storeScan(*con, 2, 1, 1, QStringLiteral("Signed deed"), page);
+    storeScan(*con, 2, 1, 2, QStringLiteral("Not a picture"), QByteArray("%PDF-1.4 this is no picture"));
+    QCOMPARE(agrtest::countRows(*con, QStringLiteral("agrScanUnread")), 2);
+
+    host::ReadCounts counts = host::readUnreadScans(*con, reader, {});
+    QCOMPARE(counts.read, 2);
+    QCOMPARE(agrtest::countRows(*con, QStringLiteral("agrScanUnread")), 0);
+    SearchResult result = find(*con, QStringLiteral("zanzibar"));
+    QCOMPARE(keys(result), QStringList{QStringLiteral("1/2")});
+    QCOMPARE(result.hits.value(0).matches.value(0).place, QStringLiteral("scan"));
+    QCOMPARE(host::placeCaption(result.hits.value(0).matches.value(0)),
+             QStringLiteral("page text of scan 1 'Signed deed'"));
+    QCOMPARE(
+        agrtest::scalar(*con, QStringLiteral("select Body from agrScanText where Languages = 'no picture'"))
+            .toString(),
+        QString());
+    QVERIFY(agrtest::scalar(*con, QStringLiteral("select max(Confidence) from agrScanText")).toDouble() > 50);
+
+    // The scans form stores the copies again (delete all, insert all): nothing is read again.
+    con->Execute(QStringLiteral("Delete from AgreementScanCopyDetails where agsAgreementID = 2"));
+    QVERIFY(find(*con, QStringLiteral("zanzibar")).hits.isEmpty());
+    storeScan(*con, 2, 1, 1, QStringLiteral("Signed deed"), page);
+    counts = host::readUnreadScans(*con, reader, {});
+    QCOMPARE(counts.read, 0);
+    QCOMPARE(counts.known, 1);
+    QCOMPARE(keys(find(*con, QStringLiteral("zanzibar kumar"))), QStringList{QStringLiteral("1/2")});
+
+    // A reader working for department 2 leaves department 1's copy queued.
+    storeScan(*con, 3, 1, 1, QStringLiteral("Copy"), page);
+    counts = host::readUnreadScans(*con, reader, {2});
+    QCOMPARE(counts.skipped, 1);
+    QCOMPARE(agrtest::countRows(*con, QStringLiteral("agrScanUnread")), 1);
+}
+
+// What a clerk types is answered or refused with a reason; it never reaches the engine as syntax.
+void tst_search::hostileText()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, true, true);
+    if (!con)
+        return;
+    const QStringList answered = {
+        QStringLiteral("\"lease"),
+        QStringLiteral("lease\" OR \"x"),
+        QStringLiteral("NEAR(lease road)"),
+        QStringLiteral("lease AND NOT"),
+        QStringLiteral("-lease +road"),
+        QStringLiteral("lease:* | !x"),
+        QStringLiteral("'; drop table agreementregister; --"),
+        QStringLiteral("lease*road^2"),
+        QStringLiteral("\\\"lease\\\""),
+        QStringLiteral("ag/1 \u00e9t\u00e9 \U0001F600"),
+    };
+    for (const QString &text : answered) {
+        const host::SearchQuery query = host::parseSearch(text);
+        QVERIFY2(query.refusal.isEmpty(), qPrintable(text));
+        host::findAgreements(*con, query, {1, 2});
+    }
+    QVERIFY(!find(*con, QStringLiteral("\"lease")).hits.isEmpty());
+    QCOMPARE(agrtest::countRows(*con, QStringLiteral("agreementregister")), 14);
+
+    const QStringList refused = {QString(10000, QLatin1Char('a')), QStringLiteral("   "),
+                                 QStringLiteral("\"\" * ()"), QStringLiteral("a*"),
+                                 QStringLiteral("w ").repeated(17)};
+    for (const QString &text : refused)
+        QVERIFY2(!host::parseSearch(text).refusal.isEmpty(), qPrintable(text.left(40)));
+    // While typing, the last word becomes a prefix once it has three letters.
+    QCOMPARE(host::parseSearch(QStringLiteral("photoc"), true).terms.value(0).prefix, true);
+    QCOMPARE(host::parseSearch(QStringLiteral("ph"), true).terms.value(0).prefix, false);
+    QCOMPARE(keys(find(*con, QStringLiteral("photoc*"))).size(), 1);
+}
+
+// Ctrl+Shift+F in the list opens the window; hits follow the typing; Enter selects the agreement in the
+// list, and one the list does not show is told, not selected.
+void tst_search::windowOverTheList()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, true, true);
+    if (!con)
+        return;
+    con->Execute(QStringLiteral("insert into AgreementContents values (9, 1, 1, 'Clause Meerkat')"));
+    con->Execute(QStringLiteral("insert into AgreementContents values (4, 1, 1, 'Clause Mongoose')"));
+    con->Execute(QStringLiteral("insert into AgreementContents values (9, 2, 1, 'Clause Meerkat')"));
+    // A stand-in for the list: the window named as the module's, its grid with the ids in column 0.
+    QWidget list;
+    list.setObjectName(QStringLiteral("FrmMaster"));
+    auto *grid = new platform::FlexGrid(&list);
+    grid->setObjectName(QStringLiteral("mfgMaster"));
+    grid->setCols(3);
+    grid->setRows(4);
+    const QStringList ids = {QStringLiteral("3"), QStringLiteral("9"), QStringLiteral("12")};
+    for (int row = 1; row <= 3; ++row) {
+        grid->setTextMatrix(row, 0, ids.at(row - 1));
+        grid->setTextMatrix(row, 1, QStringLiteral("AG/") + ids.at(row - 1));
+    }
+    grid->setRow(1);
+    list.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&list));
+
+    host::ListSearchShortcut shortcut(*con, 1);
+    QStringList seen;
+    platform::setModalHandler([&](QWidget *form) {
+        auto *window = qobject_cast<host::SearchWindow *>(form);
+        QVERIFY(window);
+        QTest::keyClicks(window->txtFind, QStringLiteral("mongoo"));
+        seen << window->mfgHits->TextMatrix(1, int(host::FindCol::Number)) + QLatin1Char(' ') +
+                    window->mfgHits->TextMatrix(1, int(host::FindCol::Where));
+        QTest::keyClick(window->txtFind, Qt::Key_Return);
+        seen << window->lblStatus->text();
+        window->txtFind->setText(QStringLiteral("meerkat"));
+        QCOMPARE(window->hits().size(), 1);
+        seen << window->mfgHits->TextMatrix(1, int(host::FindCol::Excerpt));
+        QTest::keyClick(window->txtFind, Qt::Key_Return);
+        QVERIFY(!window->isVisible() || window->result() == QDialog::Accepted);
+    });
+    QTest::keyClick(grid, Qt::Key_F, Qt::ControlModifier | Qt::ShiftModifier);
+    platform::setModalHandler({});
+    QCOMPARE(seen, (QStringList{QStringLiteral("AG/4 content line 1"),
+                                QStringLiteral("AG/4 is not in the list: it is dated before the list's first day."),
+                                QStringLiteral("Clause [Meerkat]")}));
+    QCOMPARE(grid->Row(), 2);
+}
+
+QTEST_MAIN(tst_search)
+#include "tst_search.moc"
