@@ -16,7 +16,8 @@ set(CPACK_DEBIAN_PACKAGE_SECTION misc)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_INSTALL_FULL_LIBDIR}/agreement-register)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "libqt6sql6-sqlite, libqt6sql6-psql, fonts-dejavu-core")
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "postgresql-client, libqt6sql6-odbc")
+# The OCR engine's language data is read at run time too.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "postgresql-client, libqt6sql6-odbc, tesseract-ocr-eng, tesseract-ocr-tam")
 set(CPACK_DEBIAN_PACKAGE_HOMEPAGE ${AGR_HOMEPAGE})
 # Only the program's files: the tests, benchmarks and build tools are not installed.
 set(CPACK_STRIP_FILES ON)
