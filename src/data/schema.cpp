@@ -7,6 +7,11 @@
 #include "platform/database/dialect.h"
 #include "platform/runtime/errors.h"
 
+#include <QDateTime>
+#include <QSqlDatabase>
+#include <QSqlRecord>
+
+#include <algorithm>
 #include <vector>
 
 namespace agr::schema {
@@ -306,6 +311,10 @@ const std::vector<Table> &tables()
           {"AlertDays", Double, "NOT NULL"},
           {"Sequence", Integer, "NOT NULL"}},
          "PRIMARY KEY (DepartmentID, AgreementID)"},
+
+        // The upgrade steps the database went through; its highest Version is the schema's version.
+        {table::SchemaVersion,
+         {{"Version", Integer, "NOT NULL PRIMARY KEY"}, {"Description", Text}, {"AppliedAt", DateTime}}},
     };
     return all;
 }
@@ -325,18 +334,17 @@ QString createStatement(const Table &table, const platform::Dialect &dialect)
            parts.join(QStringLiteral(", ")) % QLatin1Char(')');
 }
 
-// Columns that tables created by an earlier version lack.
-void addColumnsAddedLater(platform::Connection &con)
+bool columnExists(platform::Connection &con, const char *table, const char *column)
 {
-    const char *const hashColumns[] = {"PrevHash", "RowHash"};
-    for (const char *column : hashColumns) {
-        const bool present = platform::Trap(
-            [&] {
-                con.Execute(QStringLiteral("select ") + QLatin1String(column) + QStringLiteral(" from ") +
-                            QLatin1String(table::ActivityLog) + QStringLiteral(" where 1=0"));
-            },
-            {});
-        if (!present)
+    // Unquoted names are stored folded to lower case on PostgreSQL; SQLite finds a table in any case.
+    return con.database().record(QString::fromLatin1(table).toLower()).indexOf(QLatin1String(column)) >= 0;
+}
+
+// Tables made before the activity log was chained lack its hash columns.
+void addActivityLogHashes(platform::Connection &con)
+{
+    for (const char *column : {"PrevHash", "RowHash"}) {
+        if (!columnExists(con, table::ActivityLog, column))
             con.Execute(QStringLiteral("alter table ") + QLatin1String(table::ActivityLog) +
                         QStringLiteral(" add ") + QLatin1String(column) + QLatin1Char(' ') +
                         con.dialect().columnType(ColumnType::Text));
@@ -344,6 +352,39 @@ void addColumnsAddedLater(platform::Connection &con)
 }
 
 } // namespace
+
+const std::vector<SchemaStep> &SchemaSteps()
+{
+    // Append only: a database records the numbers it went through.
+    static const std::vector<SchemaStep> steps = {
+        {1, "the activity log's chain of hashes; the schema's version is stored", addActivityLogHashes},
+    };
+    return steps;
+}
+
+int SchemaVersion()
+{
+    return SchemaSteps().back().version;
+}
+
+int StoredSchemaVersion(platform::Connection &con)
+{
+    if (!con.dialect().tableExists(con, QLatin1String(table::SchemaVersion)))
+        return 0;
+    platform::Recordset rs =
+        con.Execute(QStringLiteral("select max(Version) from ") + QLatin1String(table::SchemaVersion));
+    return rs.isEOF() || rs.Fields(0).isNull() ? 0 : rs.Fields(0).Value().toInt();
+}
+
+QString NewerSchemaText(int storedVersion)
+{
+    if (storedVersion <= SchemaVersion())
+        return QString();
+    return QStringLiteral("the database's schema is version %1, newer than this program's %2: use the "
+                          "program that made it, or a newer one")
+        .arg(storedVersion)
+        .arg(SchemaVersion());
+}
 
 QStringList tableNames()
 {
@@ -358,6 +399,10 @@ CreateReport CreateSchema(platform::Connection &con)
     platform::Dialect &dialect = con.dialect();
     dialect.install(con);
     CreateReport report;
+    report.fromVersion = StoredSchemaVersion(con);
+    const QString newer = NewerSchemaText(report.fromVersion);
+    if (!newer.isEmpty())
+        platform::Raise(SchemaTooNew, QStringLiteral("agr_schema"), newer);
     for (const Table &table : tables()) {
         const QString name = QLatin1String(table.name);
         const bool existed = dialect.tableExists(con, name);
@@ -376,7 +421,26 @@ CreateReport CreateSchema(platform::Connection &con)
         if (!existed)
             report.created << name;
     }
-    addColumnsAddedLater(con);
+    platform::Command record(con);
+    record.setCommandText(QStringLiteral("insert into ") + QLatin1String(table::SchemaVersion) +
+                          QStringLiteral(" (Version, Description, AppliedAt) values (?, ?, ?)"));
+    record.ParametersRefresh();
+    for (const SchemaStep &step : SchemaSteps()) {
+        if (step.version <= report.fromVersion)
+            continue;
+        // A step and its record land together, so that a failed step is run again by the next init-db.
+        con.BeginTrans();
+        try {
+            step.apply(con);
+            record.Execute({step.version, QLatin1String(step.what), QDateTime::currentDateTime()});
+            con.CommitTrans();
+        } catch (...) {
+            platform::Trap([&] { con.RollbackTrans(); }, {});
+            throw;
+        }
+        report.steps << QLatin1String(step.what);
+    }
+    report.toVersion = std::max(report.fromVersion, SchemaVersion());
     CreateSearchIndex(con);
     SecureSchema(con);
     return report;

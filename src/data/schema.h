@@ -5,6 +5,8 @@
 #include <QDate>
 #include <QStringList>
 
+#include <vector>
+
 namespace platform {
 class Connection;
 }
@@ -15,10 +17,38 @@ struct CreateReport
 {
     QStringList created;  // tables created by this call
     QStringList existing; // tables that were already there and were left alone
+    int fromVersion = 0;  // the schema's version the database had (0: made before versions were stored)
+    int toVersion = 0;    // and has now
+    QStringList steps;    // what each upgrade step run by this call did, in order
 };
 
-// Idempotent: creates what is missing and changes nothing that exists.
+// The schema's versions. Each step brings a database of the version before it to its own version; a new
+// table, column, index or trigger an older database lacks is one step appended at the end of the list in
+// schema.cpp (with the next number), and never an edit of an earlier step. A step runs after the missing
+// tables of tables() were created, on an upgraded database and on a new one alike, so it adds only what is
+// missing; it runs inside a transaction with its record, so it asks (a column's presence, say) instead of
+// letting a statement fail, which would end the transaction on PostgreSQL. The database keeps one row per
+// step it went through in aSchemaVersion.
+struct SchemaStep
+{
+    int version;
+    const char *what; // "the activity log's chain of hashes", as init-db reports it
+    void (*apply)(platform::Connection &con);
+};
+const std::vector<SchemaStep> &SchemaSteps();
+// The version this program makes and understands: the last step's.
+int SchemaVersion();
+// The version the database records; 0 when it records none (made before versions were stored, or empty).
+int StoredSchemaVersion(platform::Connection &con);
+
+// Creates what is missing, runs the steps the database has not been through and records them; changes
+// nothing else that exists. Raises SchemaTooNew, before it changes anything, for a database of a newer
+// version than SchemaVersion().
 CreateReport CreateSchema(platform::Connection &con);
+inline constexpr int SchemaTooNew = 20601;
+// "the database's schema is version 3, newer than this program's 2: use the program that made it, or a
+// newer one", or "" when the program understands the database's version.
+QString NewerSchemaText(int storedVersion);
 // True when every table of the schema exists; missing receives the names of those that do not.
 bool SchemaPresent(platform::Connection &con, QStringList *missing = nullptr);
 // Every table of the schema, in the order of creation.
@@ -42,6 +72,8 @@ bool LoadDemoData(platform::Connection &con, const QDate &today);
 //   aLoginDepartments (LoginName text, DepartmentID smallint): the departments it may act for
 // Tables of the host (the renewal alerts' state and the calendar's sequence numbers; docs/database.md):
 //   aRenewalAlerts, aRenewalAlertHistory, aRenewalAlertRuns, aRenewalSnoozes, aRenewalCalendar
+//   aSchemaVersion (Version integer key, Description text, AppliedAt datetime): the upgrade steps the
+//                  database went through
 namespace table {
 inline constexpr char ActivityLog[] = "aActivityLog";
 inline constexpr char FaultLog[] = "aFaultLog";
@@ -54,6 +86,7 @@ inline constexpr char RenewalAlertHistory[] = "aRenewalAlertHistory";
 inline constexpr char RenewalAlertRuns[] = "aRenewalAlertRuns";
 inline constexpr char RenewalSnoozes[] = "aRenewalSnoozes";
 inline constexpr char RenewalCalendar[] = "aRenewalCalendar";
+inline constexpr char SchemaVersion[] = "aSchemaVersion";
 } // namespace table
 
 namespace demo {

@@ -1,5 +1,8 @@
 #include "host/hostsupport.h"
 
+#include "host/buildinfo.h"
+
+#include "data/schema.h"
 #include "platform/database/connection.h"
 #include "platform/runtime/errors.h"
 #include "platform/runtime/savefile.h"
@@ -64,7 +67,13 @@ void openDatabase(platform::Connection &con, const QString &url, bool mayCreate)
         }
     }
     // The connection's own text already names the database.
-    failingAs({}, ErrorText::Description, [&] { con.Open(url); });
+    const QString newer = failingAs({}, ErrorText::Description, [&] {
+        con.Open(url);
+        return agr::schema::NewerSchemaText(agr::schema::StoredSchemaVersion(con));
+    });
+    // Whatever this program wrote there could break what the newer one relies on.
+    if (!newer.isEmpty())
+        throw Failure(platform::printableUrl(url) % QStringLiteral(": ") % newer);
 }
 
 QString componentLibrary(const QString &name)
@@ -76,7 +85,12 @@ QString componentLibrary(const QString &name)
 #else
     const QString file = QStringLiteral("lib") % name % QStringLiteral(".so");
 #endif
-    return QCoreApplication::applicationDirPath() % QLatin1Char('/') % file;
+    const QString beside = QCoreApplication::applicationDirPath() % QLatin1Char('/') % file;
+    if (QFileInfo::exists(beside))
+        return beside;
+    const QString installed = QCoreApplication::applicationDirPath() % QLatin1Char('/') %
+                              QLatin1String(ComponentsFromProgram) % QLatin1Char('/') % file;
+    return QFileInfo::exists(installed) ? QDir::cleanPath(installed) : beside;
 }
 
 QString hresultText(platform::HRESULT hr)

@@ -60,7 +60,8 @@ QString defaultDatabasePath();
 // Opens url. A SQLite file must exist unless mayCreate (its folder is then created too).
 void openDatabase(platform::Connection &con, const QString &url, bool mayCreate);
 
-// A component library beside the program: libNAME.so.
+// A component library: libNAME.so beside the program (the build tree), else in the installed program's
+// library folder.
 QString componentLibrary(const QString &name);
 // "0x00000000 (S_OK)"
 QString hresultText(platform::HRESULT hr);

@@ -1,5 +1,6 @@
 // agreement-register: the stand-alone host of the agreement register.
 
+#include "host/buildinfo.h"
 #include "host/commands/commands.h"
 #include "host/commands/commandtable.h"
 #include "host/hostsupport.h"
@@ -16,7 +17,7 @@ namespace {
 void name()
 {
     QCoreApplication::setApplicationName(QStringLiteral("agreement-register"));
-    QCoreApplication::setApplicationVersion(QStringLiteral("1.0"));
+    QCoreApplication::setApplicationVersion(QLatin1String(host::ProgramVersion));
 }
 
 bool hasArgument(int argc, char **argv, std::initializer_list<const char *> names)
@@ -38,7 +39,9 @@ bool displayOrOffscreen(int argc, char **argv)
     if (qEnvironmentVariableIsSet("QT_QPA_PLATFORM") || qEnvironmentVariableIsSet("DISPLAY") ||
         qEnvironmentVariableIsSet("WAYLAND_DISPLAY") || hasArgument(argc, argv, {"-platform", "--platform"}))
         return true;
-    if (hasArgument(argc, argv, {"--screenshot", "-screenshot", "--help", "-help", "-h"})) {
+    if (hasArgument(
+            argc, argv,
+            {"--screenshot", "-screenshot", "--help", "-help", "-h", "--version", "-version", "-v"})) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
         return true;
     }

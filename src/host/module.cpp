@@ -115,8 +115,9 @@ int runModule(const QStringList &arguments)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        QStringLiteral("Opens the agreement register for a user, company and department.\nOther commands: ") %
-        commandWords() % QStringLiteral(" (agreement-register COMMAND --help)."));
+        QStringLiteral("Opens the agreement register for a user, company and department.\n\nCommands "
+                       "(agreement-register COMMAND --help tells more):\n") %
+        commandSynopses());
     using agr::schema::demo::CompanyId, agr::schema::demo::InterfaceId;
     parser.addOption(databaseOption());
     parser.addOption(QCommandLineOption(
@@ -160,16 +161,28 @@ int runModule(const QStringList &arguments)
     QString url = parser.value(QStringLiteral("database"));
     if (url.isEmpty()) {
         // The embedded database is made, with the demo company, the first time the program runs.
+        // The embedded database is the program's own: one made by an older version is upgraded in place.
         url = defaultDatabasePath();
         const bool firstRun = !QFileInfo::exists(url);
         openDatabase(con, url, true);
-        if (firstRun) {
-            failingAs(QStringLiteral("cannot create the database ") + url, ErrorText::Description, [&] {
-                agr::schema::CreateSchema(con);
-                agr::schema::LoadDemoData(con, date);
-            });
+        failingAs(QStringLiteral("cannot %1 the database ")
+                          .arg(firstRun ? QStringLiteral("create") : QStringLiteral("upgrade")) +
+                      url,
+                  ErrorText::Description, [&] {
+                      if (firstRun || agr::schema::StoredSchemaVersion(con) < agr::schema::SchemaVersion()) {
+                          const agr::schema::CreateReport created = agr::schema::CreateSchema(con);
+                          if (!firstRun)
+                              printOut(
+                                  QStringLiteral("Upgraded the database %1 from schema version %2 to %3.")
+                                      .arg(url)
+                                      .arg(created.fromVersion)
+                                      .arg(created.toVersion));
+                      }
+                      if (firstRun)
+                          agr::schema::LoadDemoData(con, date);
+                  });
+        if (firstRun)
             printOut(QStringLiteral("Created the database %1 with the demo data.").arg(url));
-        }
     } else {
         openDatabase(con, url, false);
     }

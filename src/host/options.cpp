@@ -10,6 +10,7 @@ void parseArguments(QCommandLineParser &parser, const QStringList &arguments)
 {
     parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
     parser.addHelpOption();
+    parser.addVersionOption();
     // Taken by QApplication in the program's own mode; accepted and ignored by the other commands.
     QCommandLineOption platform(QStringLiteral("platform"), QStringLiteral("Qt platform plugin."),
                                 QStringLiteral("name"));
@@ -19,6 +20,8 @@ void parseArguments(QCommandLineParser &parser, const QStringList &arguments)
         throw Failure(parser.errorText(), ExitUsage);
     if (parser.isSet(QStringLiteral("help")))
         parser.showHelp(0);
+    if (parser.isSet(QStringLiteral("version")))
+        parser.showVersion();
 }
 
 namespace {

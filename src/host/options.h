@@ -8,7 +8,7 @@
 
 namespace host {
 
-// Adds --help and the hidden -platform option, parses, and shows the help when asked.
+// Adds --help, --version and the hidden -platform option, parses, and shows the help when asked.
 void parseArguments(QCommandLineParser &parser, const QStringList &arguments);
 
 qint16 int16Option(const QCommandLineParser &parser, const QString &name, qint16 fallback);

@@ -8,6 +8,7 @@
 #include "platform/ui/seams.h"
 
 #include <QAction>
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -316,6 +317,15 @@ agr::IReport *ReportEngine::OpenReport(const QString &path)
 {
     QString file = path;
     file.replace(QLatin1Char('\\'), QLatin1Char('/'));
+    // An installed program keeps its reports with its data, apart from the module's folder, which the
+    // module names: a report missing there is looked for among the installed ones.
+    if (!QFileInfo::exists(file)) {
+        const QString installed = QCoreApplication::applicationDirPath() % QLatin1Char('/') %
+                                  QLatin1String(AGR_REPORTS_FROM_PROGRAM) % QLatin1Char('/') %
+                                  QFileInfo(file).fileName();
+        if (QFileInfo::exists(installed))
+            file = QDir::cleanPath(installed);
+    }
     return new Report(this, file);
 }
 

@@ -247,6 +247,27 @@ int countRows(platform::Connection &con, const QString &table, const QString &wh
         .toInt();
 }
 
+QStringList tableRows(platform::Connection &con, const QString &table)
+{
+    QStringList rows;
+    for (platform::Recordset rs = con.Execute(QStringLiteral("select * from ") + table); !rs.isEOF();
+         rs.MoveNext()) {
+        QStringList values;
+        for (int i = 0; i < rs.fieldCount(); ++i) {
+            const QVariant value = rs.Fields(i).Value();
+            if (rs.Fields(i).isNull())
+                values << QStringLiteral("<null>");
+            else if (value.typeId() == QMetaType::QByteArray)
+                values << QString::fromLatin1(value.toByteArray().toHex());
+            else
+                values << value.toString();
+        }
+        rows << values.join(QLatin1Char('\x1f'));
+    }
+    rows.sort();
+    return rows;
+}
+
 std::unique_ptr<platform::Connection> openFresh(const QString &url, bool schema, bool demo, QDate today)
 {
     const QString fresh = newDatabaseUrl(url);

@@ -58,6 +58,9 @@ QString withLogin(const QString &url, const QString &login);
 QVariant scalar(platform::Connection &con, const QString &sql);
 // The rows of table, or of those rows the where clause (without "where") selects.
 int countRows(platform::Connection &con, const QString &table, const QString &where = QString());
+// Every row of table as one text (values in column order, NULL and binary values told apart), sorted, so
+// that two databases of one engine can be compared table by table.
+QStringList tableRows(platform::Connection &con, const QString &table);
 
 } // namespace agrtest
 

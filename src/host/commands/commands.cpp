@@ -90,6 +90,11 @@ int initDb(const QStringList &arguments)
     failingAs(
         QStringLiteral("init-db failed on ") + platform::printableUrl(url), ErrorText::Description, [&] {
             const agr::schema::CreateReport report = agr::schema::CreateSchema(con);
+            if (!report.steps.isEmpty() && !report.existing.isEmpty())
+                printOut(QStringLiteral("Upgraded the schema from version %1 to %2: %3.")
+                             .arg(report.fromVersion)
+                             .arg(report.toVersion)
+                             .arg(report.steps.join(QStringLiteral("; "))));
             if (report.created.isEmpty()) {
                 printOut(QStringLiteral("Nothing created: all %1 tables already exist in %2.")
                              .arg(report.existing.size())

@@ -1,6 +1,7 @@
 #include "host/commands/commandtable.h"
 
 #include "host/commands/alertcommands.h"
+#include "host/commands/backupcommands.h"
 #include "host/commands/commands.h"
 #include "host/commands/scancommands.h"
 #include "host/commands/searchcommands.h"
@@ -34,6 +35,8 @@ const auto table = std::to_array<CommandEntry>({
     {"export", CommandNeeds::Core, exportCommand,
      "[--database URL] [--department N] [--from yyyy-mm-dd] --out FILE.xlsx|FILE.csv"},
     {"audit", CommandNeeds::Core, audit, "verify [--database URL]"},
+    {"backup", CommandNeeds::Core, backup, "[--database URL] --out FILE"},
+    {"restore", CommandNeeds::Core, restore, "--in FILE [--database URL] [--replace]"},
     {"scans", CommandNeeds::Core, scans, "repair [--database URL] [--user N] [--department N] [--apply]"},
     {"find", CommandNeeds::Core, find, "[--database URL] [--department N] [--format text|json] WORDS"},
     {"index", CommandNeeds::Gui, index, "[--database URL] [--rebuild] [--languages eng+tam]"},
@@ -63,6 +66,15 @@ QString commandWords()
     for (const CommandEntry &entry : table)
         words << QString::fromLatin1(entry.word);
     return words.join(QStringLiteral(", "));
+}
+
+QString commandSynopses()
+{
+    QStringList lines;
+    for (const CommandEntry &entry : table)
+        lines << QStringLiteral("  agreement-register ") % QLatin1String(entry.word) % QLatin1Char(' ') %
+                     QString::fromUtf8(entry.synopsis);
+    return lines.join(QLatin1Char('\n'));
 }
 
 } // namespace host

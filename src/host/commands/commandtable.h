@@ -34,5 +34,7 @@ const CommandEntry *commandNamed(const char *word);
 
 // "init-db, sql, report, ..." in the table's order.
 QString commandWords();
+// One line per command, "  agreement-register WORD SYNOPSIS", in the table's order.
+QString commandSynopses();
 
 } // namespace host

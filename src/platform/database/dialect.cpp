@@ -381,4 +381,19 @@ bool Dialect::beginTransaction(QSqlDatabase &db, QSqlError &error) const
     return begun;
 }
 
+void Dialect::backup(Connection &, const QString &) const
+{
+    Raise(err::DatabaseError, driverName(), QStringLiteral("this kind of database has no backup here"));
+}
+
+void Dialect::restore(Connection &, const QString &) const
+{
+    Raise(err::DatabaseError, driverName(), QStringLiteral("this kind of database has no restore here"));
+}
+
+bool Dialect::holdsTables(Connection &) const
+{
+    return true;
+}
+
 } // namespace platform

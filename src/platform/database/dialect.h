@@ -62,6 +62,16 @@ public:
     // How a table's identity-free "does it exist" check is written.
     virtual bool tableExists(Connection &con, const QString &table) const = 0;
 
+    // A copy of the whole database in file, consistent while other connections keep writing, and checked
+    // before it counts; the file appears only when whole (PendingFile). Raises with the reason (the
+    // default: the engine has no backup).
+    virtual void backup(Connection &con, const QString &file) const;
+    // Makes the database hold what the copy in file (made by backup on this engine) holds, all or nothing,
+    // in the place of what it held. Raises with the reason.
+    virtual void restore(Connection &con, const QString &file) const;
+    // Whether the database holds tables of its own.
+    virtual bool holdsTables(Connection &con) const;
+
     // Turns a value as the driver returned it into the value the module expects (dates kept as text on
     // SQLite come back as QDate). declaredType is the column's declared type where the driver knows it.
     virtual QVariant readValue(const QVariant &raw, const QString &declaredType) const = 0;

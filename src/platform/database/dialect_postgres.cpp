@@ -3,10 +3,14 @@
 
 #include "platform/database/dialect.h"
 
+#include "platform/database/pendingfile.h"
 #include "platform/runtime/errors.h"
 
+#include <QFileInfo>
 #include <QLoggingCategory>
+#include <QProcess>
 #include <QSqlError>
+#include <QStandardPaths>
 
 namespace platform {
 
@@ -74,6 +78,64 @@ const char *const InstallStatements[] = {
     "create or replace function isnull(timestamp, timestamp) returns timestamp language sql immutable as "
     "$$ select coalesce($1, $2) $$",
 };
+
+QString conninfoValue(const QString &value)
+{
+    QString quoted = value;
+    quoted.replace(QLatin1Char('\\'), QStringLiteral("\\\\"));
+    quoted.replace(QLatin1Char('\''), QStringLiteral("\\'"));
+    return QLatin1Char('\'') + quoted + QLatin1Char('\'');
+}
+
+// Runs one of PostgreSQL's own client programs against the connection's database. The password travels in
+// the child's environment, never on its command line, where any account could read it.
+void runClient(Connection &con, const char *program, QStringList arguments)
+{
+    const QString name = QLatin1String(program);
+    const QString path = QStandardPaths::findExecutable(name);
+    if (path.isEmpty())
+        Raise(err::FileNotFound, name,
+              name + QStringLiteral(" was not found: install PostgreSQL's client programs (on Debian the "
+                                    "package postgresql-client) or put them on the PATH"));
+    const QSqlDatabase &db = con.database();
+    QStringList conninfo = {QStringLiteral("dbname=") + conninfoValue(db.databaseName())};
+    if (!db.hostName().isEmpty())
+        conninfo << QStringLiteral("host=") + conninfoValue(db.hostName());
+    if (db.port() > 0)
+        conninfo << QStringLiteral("port=") + QString::number(db.port());
+    if (!db.userName().isEmpty())
+        conninfo << QStringLiteral("user=") + conninfoValue(db.userName());
+    for (const QString &option : db.connectOptions().split(QLatin1Char(';'), Qt::SkipEmptyParts))
+        conninfo << option.section(QLatin1Char('='), 0, 0).trimmed() + QLatin1Char('=') +
+                        conninfoValue(option.section(QLatin1Char('='), 1));
+    arguments << QStringLiteral("--dbname=") + conninfo.join(QLatin1Char(' '));
+
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    if (!db.password().isEmpty())
+        environment.insert(QStringLiteral("PGPASSWORD"), db.password());
+    process.setProcessEnvironment(environment);
+    process.setProcessChannelMode(QProcess::SeparateChannels);
+    process.start(path, arguments);
+    if (!process.waitForStarted(-1))
+        Raise(err::FileNotFound, name,
+              QStringLiteral("cannot start ") + path + QStringLiteral(": ") + process.errorString());
+    process.waitForFinished(-1);
+    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
+        QStringList lines = QString::fromLocal8Bit(process.readAllStandardError())
+                                .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        // Its first error says what went wrong; what follows repeats where.
+        QString first =
+            lines.isEmpty() ? QStringLiteral("ended with status %1").arg(process.exitCode()) : lines.first();
+        for (const QString &line : std::as_const(lines)) {
+            if (line.contains(QLatin1String("error:"))) {
+                first = line;
+                break;
+            }
+        }
+        Raise(err::DatabaseError, name, name + QStringLiteral(" failed: ") + first.trimmed());
+    }
+}
 
 class PostgresDialect : public Dialect
 {
@@ -170,6 +232,47 @@ public:
     }
 
     QVariant readValue(const QVariant &raw, const QString &) const override { return raw; }
+
+    // pg_dump's custom format, taken from one snapshot while clerks keep saving; read back by pg_restore
+    // (its table of contents) before it takes its name.
+    void backup(Connection &con, const QString &file) const override
+    {
+        PendingFile pending(file);
+        runClient(con, "pg_dump",
+                  {QStringLiteral("--format=custom"), QStringLiteral("--no-password"),
+                   QStringLiteral("--file=") + pending.temporaryPath()});
+        QProcess check;
+        const QString restore = QStandardPaths::findExecutable(QStringLiteral("pg_restore"));
+        if (!restore.isEmpty()) {
+            check.start(restore, {QStringLiteral("--list"), pending.temporaryPath()});
+            check.waitForFinished(-1);
+            if (check.exitStatus() != QProcess::NormalExit || check.exitCode() != 0)
+                Raise(err::DatabaseError, QStringLiteral("pg_restore"),
+                      QStringLiteral("pg_restore cannot read the copy pg_dump wrote: ") +
+                          QString::fromLocal8Bit(check.readAllStandardError()).trimmed());
+        }
+        pending.commit();
+    }
+
+    // One transaction: a failure leaves the database as it was. Objects are owned by the login that
+    // restores; the grants in the copy name the logins of the database it came from. What the copy holds is
+    // dropped first when there: the dialect's functions, which every connection installs, always are.
+    void restore(Connection &con, const QString &file) const override
+    {
+        if (!QFileInfo::exists(file))
+            Raise(err::FileNotFound, driverName(), QStringLiteral("no backup file ") + file);
+        runClient(con, "pg_restore",
+                  {QStringLiteral("--no-owner"), QStringLiteral("--single-transaction"),
+                   QStringLiteral("--no-password"), QStringLiteral("--clean"), QStringLiteral("--if-exists"),
+                   file});
+    }
+
+    bool holdsTables(Connection &con) const override
+    {
+        Recordset rs = con.Execute(QStringLiteral(
+            "select count(*) from information_schema.tables where table_schema = current_schema()"));
+        return rs.Fields(0).Value().toLongLong() > 0;
+    }
 
     // The driver prepares on the server under names that count up; the newest is the one just made.
     QStringList preparedParameterTypes(QSqlDatabase &db) const override

@@ -4,10 +4,12 @@
 
 #include "platform/database/dialect.h"
 
+#include "platform/database/pendingfile.h"
 #include "platform/runtime/errors.h"
 
 #include <QDate>
 #include <QFile>
+#include <QFileInfo>
 #include <QSqlDriver>
 #include <QSqlResult>
 #include <sqlite3.h>
@@ -335,6 +337,34 @@ sqlite3_stmt *statementOf(const QSqlQuery &query)
     return *static_cast<sqlite3_stmt *const *>(v.constData());
 }
 
+// Copies every page of from's main database into to's, as one consistent picture: the copy holds a read
+// lock on from while it runs, and a writer that holds the lock is waited for (its busy handler, then here).
+void copyPages(sqlite3 *to, sqlite3 *from, const QString &driver)
+{
+    sqlite3_backup *copy = sqlite3_backup_init(to, "main", from, "main");
+    if (!copy)
+        Raise(sqlite3_errcode(to), driver,
+              QStringLiteral("cannot start the copy: ") + QString::fromUtf8(sqlite3_errmsg(to)));
+    int rc = SQLITE_OK;
+    for (int waits = 0; waits < 600; ++waits) {
+        rc = sqlite3_backup_step(copy, -1);
+        if (rc != SQLITE_BUSY && rc != SQLITE_LOCKED && rc != SQLITE_OK)
+            break;
+        sqlite3_sleep(50);
+    }
+    sqlite3_backup_finish(copy);
+    if (rc != SQLITE_DONE)
+        Raise(rc, driver,
+              QStringLiteral("the copy did not finish: ") + QString::fromUtf8(sqlite3_errstr(rc)));
+}
+
+// "ok", or what SQLite's integrity check found first.
+QString integrityOf(Connection &con)
+{
+    Recordset rs = con.Execute(QStringLiteral("pragma integrity_check"));
+    return rs.isEOF() ? QStringLiteral("no answer") : rs.Fields(0).joinEmpty();
+}
+
 // ---- locks on names ------------------------------------------------------------------------------
 
 // A write lock on one byte of the database's lock file, tied to this open file description (not to the
@@ -454,6 +484,50 @@ public:
     }
 
     void install(Connection &) override {}
+
+    // SQLite's online backup, never a copy of the file: a file copied while a clerk saves can hold half a
+    // transaction. The copy is opened as a database of its own (with the dialect's functions and date
+    // collation, which its indexes need) and must pass the integrity check before it takes its name.
+    void backup(Connection &con, const QString &file) const override
+    {
+        PendingFile pending(file);
+        {
+            Connection copy;
+            copy.setStatementLogEnabled(false);
+            copy.Open(QStringLiteral("sqlite:") + pending.temporaryPath());
+            copyPages(handleOf(copy.database()), handleOf(con.database()), driverName());
+            const QString integrity = integrityOf(copy);
+            if (integrity != QLatin1String("ok"))
+                Raise(err::DatabaseError, driverName(),
+                      QStringLiteral("the copy failed its integrity check: ") + integrity);
+            copy.Close();
+        }
+        pending.commit();
+    }
+
+    void restore(Connection &con, const QString &file) const override
+    {
+        if (!QFileInfo::exists(file))
+            Raise(err::FileNotFound, driverName(), QStringLiteral("no backup file ") + file);
+        Connection copy;
+        copy.setStatementLogEnabled(false);
+        copy.Open(QStringLiteral("sqlite:") + file);
+        QString integrity;
+        if (!Trap([&] { integrity = integrityOf(copy); }, {}))
+            integrity = QStringLiteral("not a SQLite database");
+        if (integrity != QLatin1String("ok"))
+            Raise(err::DatabaseError, driverName(),
+                  QStringLiteral("the backup %1 is damaged: %2").arg(file, integrity));
+        // Written as one transaction on the target: a failure leaves it as it was.
+        copyPages(handleOf(con.database()), handleOf(copy.database()), driverName());
+    }
+
+    bool holdsTables(Connection &con) const override
+    {
+        Recordset rs = con.Execute(QStringLiteral(
+            "select count(*) from sqlite_master where type = 'table' and name not like 'sqlite%'"));
+        return rs.Fields(0).Value().toInt() > 0;
+    }
 
     QString translate(const QString &sql) const override
     {
