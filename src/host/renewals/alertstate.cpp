@@ -132,15 +132,7 @@ QList<RenewalRow> RenewalAlerts::evaluate()
     QSet<qint32> matched; // alerts whose agreement still has their dates
     bool toArm = false;
     for (; !rs.isEOF(); rs.MoveNext()) {
-        RenewalRow row;
-        row.agreementId = rs.Fields(0).toLong();
-        row.number = rs.Fields(1).joinEmpty();
-        row.description = rs.Fields(2).joinEmpty();
-        row.with = rs.Fields(3).joinEmpty();
-        row.validTo = rs.Fields(4).toDate();
-        row.alertRemarks = rs.Fields(5).joinEmpty();
-        row.daysLeft = rs.Fields(6).toLong();
-        row.alertDays = rs.Fields(7).toDouble();
+        RenewalRow row = renewalRowOf(rs);
         const bool listedToday = row.validTo >= listedFrom;
         if (rs.Fields(8).isNull() || rs.Fields(9).joinEmpty() == QLatin1String("closed")) {
             row.dueDate = dueDateOf(row.validTo, row.alertDays);

@@ -93,6 +93,20 @@ QString alertStatement(qint16 department, const QDate &processDate, const QDate 
     return selectRenewals(department, processDate, expiredFrom, true);
 }
 
+RenewalRow renewalRowOf(const platform::Recordset &rs)
+{
+    RenewalRow row;
+    row.agreementId = rs.Fields(0).toLong();
+    row.number = rs.Fields(1).joinEmpty();
+    row.description = rs.Fields(2).joinEmpty();
+    row.with = rs.Fields(3).joinEmpty();
+    row.validTo = rs.Fields(4).toDate();
+    row.alertRemarks = rs.Fields(5).joinEmpty();
+    row.daysLeft = rs.Fields(6).toLong();
+    row.alertDays = rs.Fields(7).toDouble();
+    return row;
+}
+
 QList<RenewalRow> dueForRenewal(platform::Connection &con, qint16 department, const QDate &processDate)
 {
     const int back = backPeriod(con);
@@ -100,16 +114,7 @@ QList<RenewalRow> dueForRenewal(platform::Connection &con, qint16 department, co
     QList<RenewalRow> rows;
     rows.reserve(rs.RecordCount());
     for (; !rs.isEOF(); rs.MoveNext()) {
-        RenewalRow row;
-        row.agreementId = rs.Fields(0).toLong();
-        row.number = rs.Fields(1).joinEmpty();
-        row.description = rs.Fields(2).joinEmpty();
-        row.with = rs.Fields(3).joinEmpty();
-        row.validTo = rs.Fields(4).toDate();
-        row.daysLeft = rs.Fields(6).toLong();
-        row.alertRemarks = rs.Fields(5).joinEmpty();
-        row.alertDays = rs.Fields(7).toDouble();
-        rows.append(row);
+        rows.append(renewalRowOf(rs));
     }
     return rows;
 }

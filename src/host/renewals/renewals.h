@@ -12,8 +12,9 @@
 #include <QString>
 
 namespace platform {
+class Recordset;
 class Connection;
-}
+} // namespace platform
 
 namespace host {
 
@@ -60,6 +61,9 @@ QString alertStatement(qint16 department, const QDate &processDate, const QDate 
 QString alertDaysExpression();
 
 // The department's due and expired agreements on the processing date. Raises on a database error.
+// One row of the renewal statement's columns (id, number, description, with whom, valid to, alert
+// remarks, days left, alert days), as both the rules and the alerts' state read them.
+RenewalRow renewalRowOf(const platform::Recordset &rs);
 QList<RenewalRow> dueForRenewal(platform::Connection &con, qint16 department, const QDate &processDate);
 
 // "5 days left", "expires today", "1 day past".
