@@ -169,22 +169,6 @@ void save(platform::Connection &con, int agreement, int round)
     con.CommitTrans();
 }
 
-void dropIndexTriggers(platform::Connection &con)
-{
-    const bool pg = con.backend() == platform::Backend::PostgreSQL;
-    platform::Recordset rs = con.Execute(
-        pg ? QStringLiteral(
-                 "select tgname, tgrelid::regclass::text from pg_trigger where tgname like 'agr_ix_%'")
-           : QStringLiteral("select name, tbl_name from sqlite_master where type = 'trigger' and name like "
-                            "'agr_ix_%'"));
-    QStringList drops;
-    for (; !rs.isEOF(); rs.MoveNext())
-        drops << QStringLiteral("drop trigger ") + rs.Fields(0).text() +
-                     (pg ? QStringLiteral(" on ") + rs.Fields(1).text() : QString());
-    for (const QString &drop : std::as_const(drops))
-        con.Execute(drop);
-}
-
 QImage a4Page()
 {
     QImage page(2480, 3508, QImage::Format_RGB32);
@@ -346,7 +330,7 @@ int main(int argc, char **argv)
             line(QStringLiteral(
                      "  first search after a save (the full-text table takes the save's changes): %1 ms")
                      .arg(bench::ms(afterSave), 0, 'f', 2));
-            dropIndexTriggers(con);
+            bench::dropSearchIndexTriggers(con);
             const double plain = saveMs();
             line(QStringLiteral("  raw save statements of one agreement, 5 x %1 lines: %2 ms with the index, "
                                 "%3 ms without; "

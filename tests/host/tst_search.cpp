@@ -196,11 +196,28 @@ void tst_search::plainSqlKeepsItRight()
     con->Execute(QStringLiteral("delete from agreementregister where agragreementid=55"));
     QVERIFY(find(*con, QStringLiteral("capybara")).hits.isEmpty());
     // Deleting all details the way the save does leaves none of their words.
+    QCOMPARE(placesOf(find(*con, QStringLiteral("receipt"))), QStringList{QStringLiteral("content")});
     con->Execute(
         QStringLiteral("delete from AgreementContents where agcAgreementid=1 and agcDepartmentid=1"));
-    QCOMPARE(agrtest::countRows(*con, QStringLiteral("agrSearchRows"),
-                                QStringLiteral("AgreementID=1 and DepartmentID=1 and Place='content'")),
-             0);
+    QVERIFY(find(*con, QStringLiteral("receipt")).hits.isEmpty());
+
+    // One transaction writing an agreement before and after a search, and another agreement between: every
+    // row written is found once it is committed.
+    con->BeginTrans();
+    con->Execute(QStringLiteral("insert into AgreementContents values (2, 1, 7, 'Clause Marmoset')"));
+    find(*con, QStringLiteral("marmoset"));
+    con->Execute(QStringLiteral("insert into AgreementContents values (3, 1, 7, 'Clause Marmoset')"));
+    con->Execute(QStringLiteral("insert into AgreementContents values (2, 1, 8, 'Clause Wombat')"));
+    con->CommitTrans();
+    QCOMPARE(keys(find(*con, QStringLiteral("marmoset"))).size(), 2);
+    QCOMPARE(keys(find(*con, QStringLiteral("wombat"))), QStringList{QStringLiteral("1/2")});
+    // Rolled back: nothing of it is found, and what the agreement held still is.
+    con->BeginTrans();
+    con->Execute(QStringLiteral("update AgreementContents set agcContentdesc='Clause Quokka' where "
+                                "agcAgreementid=2 and agcDetailid=8"));
+    con->RollbackTrans();
+    QVERIFY(find(*con, QStringLiteral("quokka")).hits.isEmpty());
+    QCOMPARE(keys(find(*con, QStringLiteral("wombat"))), QStringList{QStringLiteral("1/2")});
 }
 
 // A database made before the index (or whose index was dropped) gets it from init-db, filled.
