@@ -137,15 +137,19 @@ QList<KeySource> keySources()
     return out;
 }
 
-// The index rows of the agreements named by keys (a relation of DepartmentID and AgreementID) are made
-// again from the tables; the page text of their scanned copies stays.
-QStringList remakeRows(const QString &keys, const QString &deleteRows)
+// The index rows of the agreements named by keys (a relation of DepartmentID and AgreementID, read first)
+// are made again from the tables; the page text of their scanned copies stays.
+QStringList remakeRows(Backend backend, const QString &keys, const QString &deleteRows)
 {
     QStringList statements = {deleteRows};
+    // The few keys lead (SQLite takes a cross join's order as written): the tables are read by their index
+    // on department and agreement.
+    const QString join =
+        backend == Backend::SQLite ? QStringLiteral(" cross join ") : QStringLiteral(" join ");
     auto from = [&](const KeySource &k) -> QString {
-        return QStringLiteral(" from ") + L(k.table) + QStringLiteral(" r join ") + keys +
-               QStringLiteral(" on r.") + L(k.department) + QStringLiteral(" = k.DepartmentID and r.") +
-               L(k.agreement) + QStringLiteral(" = k.AgreementID");
+        return QStringLiteral(" from ") + keys + join + L(k.table) + QStringLiteral(" r on r.") +
+               L(k.department) + QStringLiteral(" = k.DepartmentID and r.") + L(k.agreement) +
+               QStringLiteral(" = k.AgreementID");
     };
     const QList<KeySource> sources = keySources();
     statements << insertHeaderRows(QStringLiteral("r"), from(sources.first()));
@@ -365,24 +369,22 @@ void postgresInstall(platform::Connection &con)
     statements << QStringLiteral(
         "create or replace function agr_search_sync() returns void language plpgsql as $f$ begin perform "
         "set_config('agr.search_dirty', '', true); perform agr_search_remake(); end $f$");
-    QString sync =
-        QStringLiteral("create or replace function agr_search_remake() returns void language plpgsql "
-                       "security definer set "
-                       "search_path from current as $f$ declare ds smallint[]; ags integer[]; begin "
-                       "if not exists (select 1 from agrSearchDirty) then return; end if; "
-                       "perform pg_advisory_xact_lock(hashtext('agrSearchDirty')); "
-                       "with k as (delete from agrSearchDirty returning DepartmentID, AgreementID) "
-                       "select array_agg(d), array_agg(a) into ds, ags from (select distinct "
-                       "DepartmentID as d, AgreementID "
-                       "as a from k) x; "
-                       "if ds is null then return; end if; ");
-    const QString keys = QStringLiteral("unnest(ds, ags) k(DepartmentID, AgreementID)");
+    QString sync = QStringLiteral(
+        "create or replace function agr_search_remake() returns void language plpgsql "
+        "security definer set search_path from current as $f$ declare kd smallint; ka integer; "
+        "begin if not exists (select 1 from agrSearchDirty) then return; end if; "
+        "perform pg_advisory_xact_lock(hashtext('agrSearchDirty')); "
+        "for kd, ka in with q as (delete from agrSearchDirty returning DepartmentID, "
+        "AgreementID) select distinct DepartmentID, AgreementID from q loop ");
+    // One agreement at a time, so that each statement reads the tables by their index.
+    const QString keys = QStringLiteral("(select kd as DepartmentID, ka as AgreementID) k");
     for (const QString &statement :
-         remakeRows(keys, QStringLiteral("delete from agrSearchRows r using ") + keys +
-                              QStringLiteral(" where r.DepartmentID = k.DepartmentID and r.AgreementID = "
-                                             "k.AgreementID and r.Place <> '") +
-                              L(place::Scan) + QLatin1Char('\'')))
+         remakeRows(Backend::PostgreSQL, keys,
+                    QStringLiteral("delete from agrSearchRows where DepartmentID = kd and AgreementID = ka "
+                                   "and Place <> '") +
+                        L(place::Scan) + QLatin1Char('\'')))
         sync += statement + QStringLiteral("; ");
+    sync += QStringLiteral("end loop; ");
     statements << sync + QStringLiteral("end $f$");
     // Every term of a search in one statement, after the index is brought up to date; as the caller, so
     // that row-level security keeps the clerk to the departments.
@@ -411,6 +413,11 @@ void postgresInstall(platform::Connection &con)
 
 void fill(platform::Connection &con)
 {
+    const bool pg = con.backend() == Backend::PostgreSQL;
+    // The GIN index is built once over all rows: kept while millions are inserted it costs several times
+    // as much.
+    if (pg)
+        con.Execute(QStringLiteral("drop index if exists ix_agrsearchrows_words"));
     con.Execute(QStringLiteral("delete from agrSearchRows"));
     con.Execute(QStringLiteral("delete from agrSearchDirty"));
     con.Execute(QStringLiteral("delete from agrScanUnread"));
@@ -421,7 +428,10 @@ void fill(platform::Connection &con)
     con.Execute(QStringLiteral("insert into agrScanUnread (AgreementID, DetailID) select agsAgreementID, "
                                "agsDetailID from ") +
                 L(ScanTable));
-    if (con.backend() == Backend::SQLite) {
+    if (pg) {
+        con.Execute(QStringLiteral("set local maintenance_work_mem = '256MB'"));
+        con.Execute(QStringLiteral("create index ix_agrsearchrows_words on agrSearchRows using gin (Words)"));
+    } else {
         con.Execute(QStringLiteral("delete from agrSearchPending"));
         con.Execute(QStringLiteral("insert into agrSearchFts (agrSearchFts) values ('rebuild')"));
     }
@@ -483,9 +493,10 @@ void SyncSearchIndex(platform::Connection &con)
     auto apply = [&] {
         const QString keys = QStringLiteral("agrSearchDirty k");
         for (const QString &statement :
-             remakeRows(keys, QStringLiteral("delete from agrSearchRows where Place <> '") + L(place::Scan) +
-                                  QStringLiteral("' and (DepartmentID, AgreementID) in (select DepartmentID, "
-                                                 "AgreementID from agrSearchDirty)")))
+             remakeRows(Backend::SQLite, keys,
+                        QStringLiteral("delete from agrSearchRows where Place <> '") + L(place::Scan) +
+                            QStringLiteral("' and (DepartmentID, AgreementID) in (select DepartmentID, "
+                                           "AgreementID from agrSearchDirty)")))
             con.Execute(statement);
         con.Execute(QStringLiteral("delete from agrSearchDirty"));
         // A row's first logged change tells whether the full-text table holds it; rows still there are
