@@ -177,7 +177,7 @@ QStringList indexedTables()
 bool sqliteInstalled(platform::Connection &con)
 {
     QStringList names = {L(table::SearchFts), QStringLiteral("agrSearchPending"), L(table::SearchDirty),
-                         QStringLiteral("agr_fts_i")};
+                         QStringLiteral("agrSearchVocab"), QStringLiteral("agr_fts_i")};
     for (const QString &t : indexedTables())
         names << triggerName(t.toLatin1().constData()) + QStringLiteral("_i");
     QStringList quoted;
@@ -213,6 +213,10 @@ void sqliteInstall(platform::Connection &con)
                << QStringLiteral("create trigger agr_fts_u after update on agrSearchRows begin ") +
                       logDelete + QLatin1Char(' ') + logInsert + QStringLiteral(" end");
 
+    // The index's words in order, each with the rows that hold it: a long prefix is read from here while
+    // the clerk types.
+    statements << QStringLiteral(
+        "create virtual table if not exists agrSearchVocab using fts5vocab(agrSearchFts, instance)");
     // A save writes hundreds of detail rows: each only names its agreement, once, and the agreement's index
     // rows are made again before the next search (SyncSearchIndex).
     statements << QStringLiteral("create table if not exists agrSearchDirty (DepartmentID INTEGER NOT NULL, "
@@ -449,6 +453,15 @@ template <class Body> void inTransaction(platform::Connection &con, Body body)
     con.CommitTrans();
 }
 
+// PostgreSQL: a GIN index filled anew answers a rare word in milliseconds instead of microseconds until
+// the table is vacuumed once; autovacuum would come to it later. Outside a transaction only; a login that
+// may not vacuum the table leaves it to autovacuum.
+void settle(platform::Connection &con)
+{
+    if (con.backend() == Backend::PostgreSQL && con.transactionLevel() == 0)
+        platform::Trap([&] { con.Execute(QStringLiteral("vacuum analyze agrSearchRows")); }, {});
+}
+
 } // namespace
 
 bool SearchIndexSupported(platform::Connection &con)
@@ -467,11 +480,13 @@ void CreateSearchIndex(platform::Connection &con)
             });
         break;
     case Backend::PostgreSQL:
-        if (!postgresInstalled(con))
+        if (!postgresInstalled(con)) {
             inTransaction(con, [&] {
                 postgresInstall(con);
                 fill(con);
             });
+            settle(con);
+        }
         break;
     case Backend::ODBC:
         break;
@@ -520,57 +535,98 @@ void RebuildSearchIndex(platform::Connection &con)
         platform::Raise(platform::err::DatabaseError, QStringLiteral("index"),
                         QStringLiteral("the full-text index is kept on SQLite and PostgreSQL only"));
     inTransaction(con, [&] { fill(con); });
+    settle(con);
 }
 
-QVariantList SearchTermsValues(platform::Connection &con, const QList<SearchTerm> &terms)
+namespace {
+
+QString ftsQuery(const SearchTerm &term)
 {
-    QStringList queries;
-    for (const SearchTerm &term : terms) {
-        if (con.backend() == Backend::PostgreSQL) {
+    return QLatin1Char('"') + term.words.join(QLatin1Char(' ')) + QLatin1Char('"') +
+           (term.prefix ? QStringLiteral(" *") : QString());
+}
+
+// The words that begin with prefix lie between prefix and prefix followed by the last code point.
+QString pastPrefix(const QString &prefix)
+{
+    return prefix + QString::fromUcs4(U"\U0010FFFF", 1);
+}
+
+} // namespace
+
+SearchTermsQuery SearchTermsOf(platform::Connection &con, const QList<SearchTerm> &terms,
+                               const QList<int> &departments, int rowsPerTerm, bool quick)
+{
+    SearchTermsQuery out;
+    QStringList ids;
+    for (int d : departments)
+        ids << QString::number(d);
+    if (con.backend() == Backend::PostgreSQL) {
+        QStringList queries;
+        for (const SearchTerm &term : terms) {
             QStringList words;
             for (const QString &word : term.words)
                 words << QLatin1Char('\'') + word + QLatin1Char('\'');
             queries << words.join(QStringLiteral(" <-> ")) + (term.prefix ? QStringLiteral(":*") : QString());
-        } else {
-            queries << QLatin1Char('"') + term.words.join(QLatin1Char(' ')) + QLatin1Char('"') +
-                           (term.prefix ? QStringLiteral(" *") : QString());
         }
+        out.statement = QStringLiteral("select term_no, row_id, department_id, agreement_id, score from "
+                                       "agr_search_terms(?, %1, %2)")
+                            .arg(rowsPerTerm)
+                            .arg(ids.isEmpty() ? QStringLiteral("null")
+                                               : QStringLiteral("'{") + ids.join(QLatin1Char(',')) +
+                                                     QStringLiteral("}'::smallint[]"));
+        out.values = {queries.join(QLatin1Char('\t'))};
+        return out;
     }
-    if (con.backend() == Backend::PostgreSQL)
-        return {queries.join(QLatin1Char('\t'))};
-    QVariantList values;
-    for (const QString &query : std::as_const(queries))
-        values << query;
-    return values;
-}
-
-QString SearchTermsStatement(platform::Connection &con, const QList<int> &departments, qsizetype terms,
-                             int rowsPerTerm)
-{
-    QStringList ids;
-    for (int d : departments)
-        ids << QString::number(d);
-    if (con.backend() == Backend::PostgreSQL)
-        return QStringLiteral("select term_no, row_id, department_id, agreement_id, score from "
-                              "agr_search_terms(?, %1, %2)")
-            .arg(rowsPerTerm)
-            .arg(ids.isEmpty()
-                     ? QStringLiteral("null")
-                     : QStringLiteral("'{") + ids.join(QLatin1Char(',')) + QStringLiteral("}'::smallint[]"));
     const QString within = ids.isEmpty() ? QString()
                                          : QStringLiteral(" and r.DepartmentID in (") +
                                                ids.join(QLatin1Char(',')) + QLatin1Char(')');
-    // A cross join keeps SQLite from probing the full-text table once per row of the departments.
     QStringList arms;
-    for (qsizetype n = 1; n <= terms; ++n)
-        arms << QStringLiteral(
-                    "select %1, * from (select r.RowID, r.DepartmentID, r.AgreementID, "
-                    "-bm25(agrSearchFts) from agrSearchFts cross join agrSearchRows r on r.RowID = "
-                    "agrSearchFts.rowid where agrSearchFts match ?%2 limit %3)")
-                    .arg(n)
-                    .arg(within)
-                    .arg(rowsPerTerm);
-    return arms.join(QStringLiteral(" union all "));
+    for (qsizetype n = 1; n <= terms.size(); ++n) {
+        const SearchTerm &term = terms.at(n - 1);
+        // While typing, a word (or a prefix) found in more texts than are weighed is taken by its first
+        // texts in the order of the index's words, unweighed: weighing it reads every text that holds it
+        // (bm25 counts them), and a prefix longer than the indexed ones is expanded whole first, which takes
+        // seconds at 100,000 agreements. A rarer one costs little and is weighed as usual.
+        bool firstRows = false;
+        const QString word = term.words.first();
+        const QString last = term.prefix ? pastPrefix(word) : word;
+        const QString range = term.prefix ? QStringLiteral("term >= ? and term < ?")
+                                          : QStringLiteral("term >= ? and term <= ?");
+        if (quick && term.words.size() == 1) {
+            platform::Command count(con);
+            count.setCommandText(
+                QStringLiteral("select count(*) from (select 1 from agrSearchVocab where %1 limit %2)")
+                    .arg(range)
+                    .arg(rowsPerTerm + 1));
+            count.ParametersRefresh();
+            firstRows = count.Execute({word, last}).Fields(0).toLong() > rowsPerTerm;
+        }
+        out.unweighed << firstRows;
+        if (firstRows) {
+            arms << QStringLiteral(
+                        "select %1, * from (select r.RowID, r.DepartmentID, r.AgreementID, 0.0 from "
+                        "(select distinct doc from agrSearchVocab where %4 limit %3) v cross join "
+                        "agrSearchRows r on r.RowID = v.doc where 1 = 1%2)")
+                        .arg(n)
+                        .arg(within)
+                        .arg(rowsPerTerm)
+                        .arg(range);
+            out.values << word << last;
+        } else {
+            // A cross join keeps SQLite from probing the full-text table once per row of the departments.
+            arms << QStringLiteral(
+                        "select %1, * from (select r.RowID, r.DepartmentID, r.AgreementID, "
+                        "-bm25(agrSearchFts) from agrSearchFts cross join agrSearchRows r on r.RowID "
+                        "= agrSearchFts.rowid where agrSearchFts match ?%2 limit %3)")
+                        .arg(n)
+                        .arg(within)
+                        .arg(rowsPerTerm);
+            out.values << ftsQuery(term);
+        }
+    }
+    out.statement = arms.join(QStringLiteral(" union all "));
+    return out;
 }
 
 } // namespace agr::schema

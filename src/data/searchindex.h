@@ -53,11 +53,18 @@ struct SearchTerm
 };
 
 // A select giving the term's number (1 for the first), RowID, DepartmentID, AgreementID and a score (higher
-// is better) of the index rows that hold each of `terms` terms, at most rowsPerTerm of each, within the
-// departments given (none: all); SearchTermsValues gives the values of its markers. On PostgreSQL the
-// statement brings the index up to date first.
-QString SearchTermsStatement(platform::Connection &con, const QList<int> &departments, qsizetype terms,
-                             int rowsPerTerm);
-QVariantList SearchTermsValues(platform::Connection &con, const QList<SearchTerm> &terms);
+// is better) of the index rows that hold each of the terms, at most rowsPerTerm of each, within the
+// departments given (none: all), with the values of its markers. On PostgreSQL the statement brings the
+// index up to date first. quick (while the clerk types): on SQLite a term of one word (or prefix) found
+// in more than rowsPerTerm texts is taken by its first rowsPerTerm texts in the order of the index's words,
+// unweighed (score 0).
+struct SearchTermsQuery
+{
+    QString statement;
+    QVariantList values;
+    QList<bool> unweighed; // per term
+};
+SearchTermsQuery SearchTermsOf(platform::Connection &con, const QList<SearchTerm> &terms,
+                               const QList<int> &departments, int rowsPerTerm, bool quick);
 
 } // namespace agr::schema

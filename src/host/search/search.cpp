@@ -184,11 +184,13 @@ SearchResult findAgreements(platform::Connection &con, const SearchQuery &query,
     // the index up to date itself.
     if (con.backend() != platform::Backend::PostgreSQL)
         platform::Trap([&] { agr::schema::SyncSearchIndex(con); }, {});
+    const agr::schema::SearchTermsQuery terms = agr::schema::SearchTermsOf(
+        con, query.terms, departments, rowsPerTerm, rowsPerTerm <= RowsPerTermWhileTyping);
     platform::Command command(con);
-    command.setCommandText(
-        agr::schema::SearchTermsStatement(con, departments, query.terms.size(), rowsPerTerm));
+    command.setCommandText(terms.statement);
     command.ParametersRefresh();
-    platform::Recordset rs = command.Execute(agr::schema::SearchTermsValues(con, query.terms));
+    platform::Recordset rs = command.Execute(terms.values);
+    result.partial = terms.unweighed.contains(true);
     // The rows of each term, in the order of the terms.
     QList<QHash<Key, Weighed>> byTerm(query.terms.size());
     QList<int> rowsOfTerm(query.terms.size(), 0);
