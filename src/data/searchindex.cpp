@@ -546,6 +546,9 @@ QString ftsQuery(const SearchTerm &term)
            (term.prefix ? QStringLiteral(" *") : QString());
 }
 
+// Longest prefix FTS5 keeps an index of (prefix='2 3').
+constexpr int IndexedPrefix = 3;
+
 // The words that begin with prefix lie between prefix and prefix followed by the last code point.
 QString pastPrefix(const QString &prefix)
 {
@@ -585,43 +588,49 @@ SearchTermsQuery SearchTermsOf(platform::Connection &con, const QList<SearchTerm
     for (qsizetype n = 1; n <= terms.size(); ++n) {
         const SearchTerm &term = terms.at(n - 1);
         // While typing, a word (or a prefix) found in more texts than are weighed is taken by its first
-        // texts in the order of the index's words, unweighed: weighing it reads every text that holds it
-        // (bm25 counts them), and a prefix longer than the indexed ones is expanded whole first, which takes
-        // seconds at 100,000 agreements. A rarer one costs little and is weighed as usual.
-        bool firstRows = false;
+        // texts, unweighed: weighing it reads every text that holds it (bm25 counts them). FTS5 streams a
+        // word and a prefix it indexes (two or three letters); a longer prefix it expands whole before the
+        // first row, seconds at 100,000 agreements, so that one is read from its list of words instead, in
+        // their order. A rarer term costs little and is weighed as usual.
         const QString word = term.words.first();
-        const QString last = term.prefix ? pastPrefix(word) : word;
+        const bool streamed = !term.prefix || word.size() <= IndexedPrefix;
         const QString range = term.prefix ? QStringLiteral("term >= ? and term < ?")
                                           : QStringLiteral("term >= ? and term <= ?");
+        const QVariantList words = {word, term.prefix ? pastPrefix(word) : word};
+        bool firstRows = false;
         if (quick && term.words.size() == 1) {
             platform::Command count(con);
             count.setCommandText(
-                QStringLiteral("select count(*) from (select 1 from agrSearchVocab where %1 limit %2)")
-                    .arg(range)
+                (streamed ? QStringLiteral("select count(*) from (select rowid from agrSearchFts where "
+                                           "agrSearchFts match ? limit %1)")
+                          : QStringLiteral("select count(*) from (select 1 from agrSearchVocab v where v.") +
+                                range + QStringLiteral(" limit %1)"))
                     .arg(rowsPerTerm + 1));
             count.ParametersRefresh();
-            firstRows = count.Execute({word, last}).Fields(0).toLong() > rowsPerTerm;
+            firstRows = count.Execute(streamed ? QVariantList{ftsQuery(term)} : words).Fields(0).toLong() >
+                        rowsPerTerm;
         }
         out.unweighed << firstRows;
-        if (firstRows) {
+        // A cross join keeps SQLite from probing the full-text table once per row of the departments.
+        if (firstRows && !streamed) {
             arms << QStringLiteral(
-                        "select %1, * from (select r.RowID, r.DepartmentID, r.AgreementID, 0.0 from "
-                        "(select distinct doc from agrSearchVocab where %4 limit %3) v cross join "
-                        "agrSearchRows r on r.RowID = v.doc where 1 = 1%2)")
+                        "select %1, * from (select distinct r.RowID, r.DepartmentID, r.AgreementID, 0.0 "
+                        "from agrSearchVocab v cross join agrSearchRows r on r.RowID = v.doc where v.%4%2 "
+                        "limit %3)")
                         .arg(n)
                         .arg(within)
                         .arg(rowsPerTerm)
                         .arg(range);
-            out.values << word << last;
+            out.values << words;
         } else {
-            // A cross join keeps SQLite from probing the full-text table once per row of the departments.
             arms << QStringLiteral(
-                        "select %1, * from (select r.RowID, r.DepartmentID, r.AgreementID, "
-                        "-bm25(agrSearchFts) from agrSearchFts cross join agrSearchRows r on r.RowID "
-                        "= agrSearchFts.rowid where agrSearchFts match ?%2 limit %3)")
+                        "select %1, * from (select r.RowID, r.DepartmentID, r.AgreementID, %4 from "
+                        "agrSearchFts cross join agrSearchRows r on r.RowID = agrSearchFts.rowid where "
+                        "agrSearchFts match ?%2 limit %3)")
                         .arg(n)
                         .arg(within)
-                        .arg(rowsPerTerm);
+                        .arg(rowsPerTerm)
+                        .arg(firstRows ? QStringLiteral("0.0") : QStringLiteral("-bm25(agrSearchFts)"));
             out.values << ftsQuery(term);
         }
     }

@@ -104,6 +104,8 @@ private Q_SLOTS:
     void scannedPages();
     void hostileText_data() { agrtest::addBackends(); }
     void hostileText();
+    void commonWordsWhileTyping_data() { agrtest::addBackends(); }
+    void commonWordsWhileTyping();
     void windowOverTheList_data() { agrtest::addBackends(); }
     void windowOverTheList();
 };
@@ -368,6 +370,42 @@ void tst_search::hostileText()
     QCOMPARE(host::parseSearch(QStringLiteral("photoc"), true).terms.value(0).prefix, true);
     QCOMPARE(host::parseSearch(QStringLiteral("ph"), true).terms.value(0).prefix, false);
     QCOMPARE(keys(find(*con, QStringLiteral("photoc*"))).size(), 1);
+}
+
+// While typing, a word or prefix held by more texts than are weighed is sampled, not weighed: the sample
+// still holds only agreements of the departments asked for that hold every term.
+void tst_search::commonWordsWhileTyping()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, true, true);
+    if (!con)
+        return;
+    for (int line = 1; line <= 6; ++line) {
+        con->Execute(QStringLiteral("insert into AgreementContents values (%1, 1, 20, 'Kinkajou%2 clause')")
+                         .arg(line % 3 + 1)
+                         .arg(line));
+        con->Execute(QStringLiteral("insert into AgreementContents values (3, 2, %1, 'Kinkajou%1 clause')")
+                         .arg(20 + line));
+    }
+    con->Execute(QStringLiteral("insert into AgreementContents values (2, 1, 30, 'Tapir')"));
+    const QStringList dept1 = {QStringLiteral("1/1"), QStringLiteral("1/2"), QStringLiteral("1/3")};
+    // A prefix longer than the indexed ones, one of two or three letters, a whole word; alone and beside
+    // a rare word.
+    for (const QString &text : {QStringLiteral("kinkaj"), QStringLiteral("kin"), QStringLiteral("clause"),
+                                QStringLiteral("tapir kinkaj"), QStringLiteral("clause tapir")}) {
+        const SearchResult sample = host::findAgreements(*con, host::parseSearch(text, true), {1}, 50, 3);
+        QVERIFY2(sample.partial, qPrintable(text));
+        const bool withTapir = text.contains(QLatin1String("tapir"));
+        QVERIFY2(withTapir || !sample.hits.isEmpty(), qPrintable(text));
+        for (const QString &key : keys(sample))
+            QVERIFY2(withTapir ? key == QLatin1String("1/2") : dept1.contains(key),
+                     qPrintable(text + QLatin1Char(' ') + key));
+    }
+    // Weighed as usual when the word is rarer than that.
+    const SearchResult weighed =
+        host::findAgreements(*con, host::parseSearch(QStringLiteral("kinkajou4"), true), {1, 2}, 50, 3);
+    QVERIFY(!weighed.partial);
+    QCOMPARE(keys(weighed), QStringList{QStringLiteral("1/2")});
 }
 
 // Ctrl+Shift+F in the list opens the window; hits follow the typing; Enter selects the agreement in the
