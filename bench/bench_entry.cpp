@@ -238,7 +238,7 @@ double saveNew(const QString &label, agr::FrmMaster *list)
 // turns, so that a database growing under both is measured alike.
 void indexCost(const QString &label, platform::Connection &con, agr::FrmMaster *list)
 {
-    constexpr int Pairs = 7;
+    constexpr int Pairs = 15;
     std::vector<double> with, without, rawWith, rawWithout;
     // After the triggers are made or dropped one save goes unmeasured: the first one after a change of
     // them reloads the table's triggers and compiles their functions, as a session does once.
