@@ -110,6 +110,25 @@ void tst_FlexGrid::sortCodes()
     sortOn(grid, 1, FlexGrid::SortStringNoCaseDescending);
     QCOMPARE(column(grid, 1), (QStringList{"b", "B", "a", "A"}));
 
+    // Texts order by their UTF-16 units, however long the part they share; a shorter text comes first.
+    const QStringList texts{"AG/123456789",
+                            "AG/12345678",
+                            "AG/1234567",
+                            "AG/12345670",
+                            "AG",
+                            QString("AG") + QChar(0),
+                            QString(QChar(0xFFFF)) + "x",
+                            "\u00e9",
+                            "AG/12345678"};
+    QStringList ordered = texts;
+    std::sort(ordered.begin(), ordered.end());
+    fillColumn(grid, texts);
+    sortOn(grid, 1, FlexGrid::SortStringAscending);
+    QCOMPARE(column(grid, 1), ordered);
+    std::reverse(ordered.begin(), ordered.end());
+    sortOn(grid, 1, FlexGrid::SortStringDescending);
+    QCOMPARE(column(grid, 1), ordered);
+
     // The fixed row never moves, and neither does anything for code 0.
     grid.setTextMatrix(0, 1, "zzz caption");
     sortOn(grid, 1, FlexGrid::SortStringAscending);
