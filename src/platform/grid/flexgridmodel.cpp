@@ -46,13 +46,12 @@ SortKind sortKind(int code)
                        : SortKind::Case;
 }
 
-// Dense ranks of the rows whose key cells `keys` holds, k cells a row, under the sort's comparison. Keys are
-// worked out once per cell, not once per comparison, and lie side by side in memory. Reads nothing but its
-// arguments, so it may run on any thread.
-std::vector<int> rankRows(SortKind kind, const std::vector<QString> &keys, int k)
+// Dense ranks of n rows of k key cells each under the sort's comparison; keys(i) is cell i % k of row i / k.
+// Keys are worked out once per cell, not once per comparison, and lie side by side in memory. Reads nothing
+// but what keys gives, so it may run on another thread while nobody writes those texts.
+template <typename Keys> std::vector<int> rankRows(SortKind kind, int n, int k, const Keys &keys)
 {
-    const size_t keyCount = keys.size();
-    const int n = int(keyCount / size_t(k));
+    const size_t keyCount = size_t(n) * size_t(k);
     std::vector<double> numbers;
     std::vector<char> numeric;
     std::vector<QString> folded;
@@ -66,21 +65,21 @@ std::vector<int> rankRows(SortKind kind, const std::vector<QString> &keys, int k
     for (size_t at = 0; at < keyCount; ++at) {
         switch (kind) {
         case SortKind::Numeric:
-            numbers[at] = Val(keys[at]);
+            numbers[at] = Val(keys(at));
             break;
         case SortKind::Generic:
-            numeric[at] = isNumericText(keys[at], &numbers[at]);
+            numeric[at] = isNumericText(keys(at), &numbers[at]);
             if (!numeric[at]) {
-                folded[at] = keys[at].toCaseFolded();
+                folded[at] = keys(at).toCaseFolded();
                 texts[at] = folded[at];
             }
             break;
         case SortKind::NoCase:
-            folded[at] = keys[at].toCaseFolded();
+            folded[at] = keys(at).toCaseFolded();
             texts[at] = folded[at];
             break;
         case SortKind::Case:
-            texts[at] = keys[at];
+            texts[at] = keys(at);
             break;
         }
     }
@@ -163,8 +162,14 @@ std::vector<int> rankRows(SortKind kind, const std::vector<QString> &keys, int k
 
 FlexGridModel::FlexGridModel(QObject *parent) : QAbstractTableModel(parent) {}
 
+FlexGridModel::~FlexGridModel()
+{
+    waitForReaders();
+}
+
 void FlexGridModel::resize(int rows, int cols)
 {
+    waitForReaders();
     rows = std::max(rows, 0);
     cols = std::max(cols, 0);
     if (rows == m_rows && cols == m_cols)
@@ -227,6 +232,7 @@ void FlexGridModel::setFixedCols(int cols)
 
 void FlexGridModel::setText(int row, int col, const QString &text)
 {
+    waitForReaders();
     m_cells[size_t(storedRow(row)) * size_t(m_cols) + size_t(col)] = text;
     if (m_orderCode != 0 && row >= m_fixedRows && col >= m_orderFirstCol && col <= m_orderLastCol)
         forgetOrder();
@@ -237,6 +243,7 @@ void FlexGridModel::setText(int row, int col, const QString &text)
 
 void FlexGridModel::insertRow(int row, const QStringList &texts)
 {
+    waitForReaders();
     forgetRankings();
     // Once sorted, the new row is stored at the end and only its number goes in at its place.
     const int stored = m_storedRows.empty() ? row : m_rows;
@@ -259,6 +266,7 @@ void FlexGridModel::insertRow(int row, const QStringList &texts)
 
 void FlexGridModel::removeRow(int row)
 {
+    waitForReaders();
     forgetRankings();
     const int stored = storedRow(row);
     const auto first = m_cells.begin() + qptrdiff(stored) * m_cols;
@@ -282,6 +290,7 @@ void FlexGridModel::removeRow(int row)
 
 void FlexGridModel::clearCells()
 {
+    waitForReaders();
     for (QString &cell : m_cells)
         cell = QString();
     m_backColors.clear();
@@ -376,16 +385,24 @@ void FlexGridModel::startPreparing()
         if (known.kind == wanted.kind && known.firstCol == wanted.firstCol && known.lastCol == wanted.lastCol)
             return;
     }
-    // The copies share the cells' text with the grid; the worker reads only them.
-    auto keys = std::make_shared<const std::vector<QString>>(keyCells(wanted.firstCol, wanted.lastCol));
+    // The worker reads the cells where they are; every change to them waits for it first (waitForReaders).
+    std::erase_if(m_readers, [](const std::shared_future<std::vector<int>> &reader) {
+        return reader.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    });
     auto promise = std::make_shared<std::promise<std::vector<int>>>();
     Ranking ranking = wanted;
     ranking.ranks = promise->get_future().share();
-    const int k = wanted.lastCol - wanted.firstCol + 1;
-    const auto kind = SortKind(wanted.kind);
-    QThreadPool::globalInstance()->start([keys, promise, kind, k] {
+    m_readers.push_back(ranking.ranks);
+    if (!m_workers) {
+        // A pool of its own: Qt's painting shares out work on the global pool and must not queue behind this.
+        m_workers = std::make_unique<QThreadPool>();
+        m_workers->setMaxThreadCount(1);
+    }
+    m_workers->start([promise, kind = SortKind(wanted.kind), rows = m_rows,
+                      keys = rowKeys(wanted.firstCol, wanted.lastCol),
+                      k = wanted.lastCol - wanted.firstCol + 1] {
         try {
-            promise->set_value(rankRows(kind, *keys, k));
+            promise->set_value(rankRows(kind, rows, k, keys));
         } catch (...) {
             promise->set_exception(std::current_exception());
         }
@@ -393,16 +410,18 @@ void FlexGridModel::startPreparing()
     m_rankings.push_back(std::move(ranking));
 }
 
-std::vector<QString> FlexGridModel::keyCells(int firstCol, int lastCol) const
+std::function<const QString &(size_t)> FlexGridModel::rowKeys(int firstCol, int lastCol) const
 {
-    const int k = lastCol - firstCol + 1;
-    std::vector<QString> keys(size_t(m_rows) * size_t(k));
-    for (int s = 0; s < m_rows; ++s) {
-        for (int j = 0; j < k; ++j)
-            keys[size_t(s) * size_t(k) + size_t(j)] =
-                m_cells[size_t(s) * size_t(m_cols) + size_t(firstCol + j)];
-    }
-    return keys;
+    const size_t k = size_t(lastCol - firstCol + 1);
+    return [cells = m_cells.data(), cols = size_t(m_cols), first = size_t(firstCol),
+            k](size_t at) -> const QString & { return cells[at / k * cols + first + at % k]; };
+}
+
+void FlexGridModel::waitForReaders()
+{
+    for (const std::shared_future<std::vector<int>> &reader : m_readers)
+        reader.wait();
+    m_readers.clear();
 }
 
 const std::vector<int> &FlexGridModel::ranking(int kind, int firstCol, int lastCol)
@@ -421,7 +440,7 @@ const std::vector<int> &FlexGridModel::ranking(int kind, int firstCol, int lastC
         m_rankings.erase(oldest);
     }
     std::promise<std::vector<int>> made;
-    made.set_value(rankRows(SortKind(kind), keyCells(firstCol, lastCol), lastCol - firstCol + 1));
+    made.set_value(rankRows(SortKind(kind), m_rows, lastCol - firstCol + 1, rowKeys(firstCol, lastCol)));
     m_rankings.push_back({kind, firstCol, lastCol, made.get_future().share()});
     return m_rankings.back().ranks.get();
 }

@@ -9,8 +9,12 @@
 #include <QColor>
 #include <QHash>
 #include <QString>
+#include <functional>
 #include <future>
+#include <memory>
 #include <vector>
+
+class QThreadPool;
 
 namespace platform {
 
@@ -19,6 +23,7 @@ class FlexGridModel : public QAbstractTableModel
     Q_OBJECT
 public:
     explicit FlexGridModel(QObject *parent = nullptr);
+    ~FlexGridModel() override;
 
     // The grid's current cell and selection, read when the cells are painted.
     struct Selection
@@ -108,7 +113,10 @@ private:
 
     int storedRow(int row) const { return m_storedRows.empty() ? row : m_storedRows[size_t(row)]; }
     void settleRows();
-    std::vector<QString> keyCells(int firstCol, int lastCol) const;
+    // Key cell i % k of stored row i / k, for the columns firstCol..lastCol (k of them), as the cells now
+    // lie.
+    std::function<const QString &(size_t)> rowKeys(int firstCol, int lastCol) const;
+    void waitForReaders(); // before any change to the cells
     const std::vector<int> &ranking(int kind, int firstCol, int lastCol);
     void forgetRankings(int col = -1); // -1: all of them
     void startPreparing();
@@ -133,6 +141,8 @@ private:
     int m_orderLastCol = 0;
 
     std::vector<Ranking> m_rankings;
+    std::vector<std::shared_future<std::vector<int>>> m_readers; // workers that may still read m_cells
+    std::unique_ptr<QThreadPool> m_workers;
     Ranking m_wanted; // what prepareSort asked for; kind 0 for nothing
     bool m_prepareQueued = false;
 
