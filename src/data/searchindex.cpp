@@ -391,13 +391,15 @@ void postgresInstall(platform::Connection &con)
     sync += QStringLiteral("end loop; ");
     statements << sync + QStringLiteral("end $f$");
     // Every term of a search in one statement, after the index is brought up to date; as the caller, so
-    // that row-level security keeps the clerk to the departments.
+    // that row-level security keeps the clerk to the departments. Planned afresh for each call: a plan
+    // kept for any terms and departments reads the GIN index far worse than one made for the words asked.
     statements << QStringLiteral(
         "create or replace function agr_search_terms(queries text, per_term integer, departments "
         "smallint[]) "
         "returns table (term_no integer, row_id integer, department_id smallint, agreement_id integer, "
         "score "
-        "real) language plpgsql as $f$ begin perform agr_search_sync(); return query select "
+        "real) language plpgsql set plan_cache_mode = force_custom_plan as $f$ begin perform "
+        "agr_search_sync(); return query select "
         "t.n::integer, "
         "r.RowID, r.DepartmentID, r.AgreementID, r.s from unnest(string_to_array(queries, E'\\t')) with "
         "ordinality t(q, n) cross join lateral (select x.RowID, x.DepartmentID, x.AgreementID, "
