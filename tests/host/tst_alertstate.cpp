@@ -59,6 +59,15 @@ QList<int> agreements(const QList<host::RenewalRow> &rows, bool raisedOnly)
     return ids;
 }
 
+// Why the alert was last closed, as its history keeps it.
+QString closedBecause(platform::Connection &con, int alert)
+{
+    return agrtest::scalar(con, QStringLiteral("select Note from aRenewalAlertHistory where AlertID = %1 and "
+                                               "Action = 'closed' order by ProcessDate desc")
+                                    .arg(alert))
+        .toString();
+}
+
 int actions(platform::Connection &con, const QString &action, int alert)
 {
     return agrtest::countRows(con, QStringLiteral("aRenewalAlertHistory"),
@@ -220,12 +229,7 @@ void tst_alertstate::changesAndActions()
     const qint32 second = rows.first().alertId;
     QVERIFY(second != first);
     QCOMPARE(actions(*con, QStringLiteral("closed"), first), 1);
-    QCOMPARE(
-        agrtest::scalar(*con, QStringLiteral("select Note from aRenewalAlertHistory where AlertID = %1 and "
-                                             "Action = 'closed'")
-                                  .arg(first))
-            .toString(),
-        QStringLiteral("valid-to date changed"));
+    QCOMPARE(closedBecause(*con, first), QStringLiteral("valid-to date changed"));
     // Other alert days: armed again; the old date back: the old alert opens again, raised once more.
     con->Execute(QStringLiteral("update agreementregister set alertnoofdays = 20 where agragreementid = 1"));
     QCOMPARE(agreements(alertsOn(*con, today.addDays(2)).evaluate(), true), (QList<int>{1}));
@@ -270,6 +274,23 @@ void tst_alertstate::changesAndActions()
                              QStringLiteral("select State from aRenewalAlerts where AlertID = %1").arg(first))
                  .toString(),
              QStringLiteral("closed"));
+    QCOMPARE(closedBecause(*con, first), QStringLiteral("agreement cancelled"));
+    // An agreement gone, and alert days that no longer reach the processing date: closed on the next day's
+    // run, each with why, and not listed.
+    addAgreement(*con, 1, 7, today.addDays(24), 30);
+    rows = alertsOn(*con, today.addDays(4)).evaluate();
+    QVERIFY(agreements(rows, true).contains(7));
+    qint32 seventh = 0;
+    for (const host::RenewalRow &row : std::as_const(rows))
+        seventh = row.agreementId == 7 ? row.alertId : seventh;
+    const qint32 fourth = rows.first().agreementId == 4 ? rows.first().alertId : 0;
+    QVERIFY(fourth != 0);
+    con->Execute(QStringLiteral("delete from agreementregister where agragreementid = 4"));
+    con->Execute(QStringLiteral("update agreementregister set alertnoofdays = 5 where agragreementid = 7"));
+    rows = alertsOn(*con, today.addDays(5)).evaluate();
+    QVERIFY(!agreements(rows, false).contains(4) && !agreements(rows, false).contains(7));
+    QCOMPARE(closedBecause(*con, fourth), QStringLiteral("agreement not found"));
+    QCOMPARE(closedBecause(*con, seventh), QStringLiteral("alert days changed"));
     // Who did what, and when, is kept.
     QCOMPARE(
         agrtest::scalar(*con, QStringLiteral("select LoginName from aRenewalAlertHistory where AlertID = %1 "

@@ -68,7 +68,7 @@ QString selectRenewals(qint16 department, const QDate &processDate, const QDate 
                                  "agrValidTodate, alertremarks, ") +
                   daysLeft + QStringLiteral(" daysleft, ") + alertDays + QStringLiteral(" alertdays");
     if (withState)
-        sql += QStringLiteral(", AlertID, State, StateBy, SnoozedUntil, DueDate from agreementregister left "
+        sql += QStringLiteral(", AlertID, State, StateBy, SnoozedUntil from agreementregister left "
                               "join aRenewalAlerts on DepartmentID = agrDepartmentid and AgreementID = "
                               "agragreementid and ValidTo = agrValidTodate and AlertDays = ") +
                alertDays;
