@@ -218,7 +218,7 @@ void rawWorkbook(platform::Connection &con, const QList<host::ExportSheet> &shee
 
 // The calendar's events made and serialised by libical alone, from memory: the same properties, one
 // event at a time, into one buffer.
-QByteArray rawCalendar(const QList<host::CalendarEvent> &events)
+QByteArray rawCalendar(const QList<host::CalendarEvent> &events, const QString &database)
 {
     icalcomponent *calendar = icalcomponent_new(ICAL_VCALENDAR_COMPONENT);
     icalcomponent_add_property(calendar, icalproperty_new_version("2.0"));
@@ -239,7 +239,8 @@ QByteArray rawCalendar(const QList<host::CalendarEvent> &events)
         };
         icalcomponent *event = icalcomponent_new(ICAL_VEVENT_COMPONENT);
         icalcomponent_add_property(
-            event, icalproperty_new_uid(host::calendarUid(e.department, e.agreementId).toUtf8().constData()));
+            event, icalproperty_new_uid(
+                       host::calendarUid(database, e.department, e.agreementId).toUtf8().constData()));
         icalcomponent_add_property(event, icalproperty_new_dtstamp(stamp));
         icalcomponent_add_property(event, icalproperty_new_dtstart(day(e.validTo)));
         icalcomponent_add_property(event, icalproperty_new_dtend(day(e.validTo.addDays(1))));
@@ -369,6 +370,7 @@ void runBackend(const QString &label, platform::Connection &con)
     const double firstCalendar = ms(timer);
     con.BeginTrans();
     const QList<host::CalendarEvent> inMemory = host::calendarEvents(con, 1);
+    const QString database = agr::schema::DatabaseIdentity(con);
     con.CommitTrans();
     std::vector<double> calendars, libicals;
     qsizetype rawBytes = 0;
@@ -377,7 +379,7 @@ void runBackend(const QString &label, platform::Connection &con)
         host::writeCalendar(con, 1, ics);
         calendars.push_back(ms(timer));
         timer.restart();
-        rawBytes = rawCalendar(inMemory).size();
+        rawBytes = rawCalendar(inMemory, database).size();
         libicals.push_back(ms(timer));
     }
     line(QStringLiteral("%1 %2: calendar of %3 events %4 ms (%5 MB; the first write, numbering them, %6 ms); "

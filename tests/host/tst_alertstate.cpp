@@ -16,6 +16,7 @@
 #include <QMap>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QUuid>
 #include <libical/ical.h>
 
 namespace {
@@ -350,7 +351,8 @@ void tst_alertstate::departmentsApart()
 
 // The calendar: one event per live agreement on its valid-to date, the reminder its alert days before,
 // valid by libical's own checks; a second write keeps every UID and moves the changed agreement's event
-// with a higher SEQUENCE. A failed write leaves the file as it was.
+// with a higher SEQUENCE. The UIDs name the database: another register's never collide with them. A failed
+// write leaves the file as it was.
 void tst_alertstate::calendarFile()
 {
     AGR_FETCH_URL();
@@ -361,17 +363,21 @@ void tst_alertstate::calendarFile()
     QTemporaryDir folder;
     const QString file = folder.filePath(QStringLiteral("renewals.ics"));
     QCOMPARE(host::writeCalendar(*con, 1, file), demo::AgreementCount - 1); // all but the cancelled one
+    const QString database = agr::schema::DatabaseIdentity(*con);
+    QVERIFY(!QUuid::fromString(database).isNull());
+    QCOMPARE(agr::schema::DatabaseIdentity(*con), database);
+    const auto uid = [&](int department, int id) { return host::calendarUid(database, department, id); };
 
     const Parsed before = parseCalendar(file);
     QVERIFY(before.restrictionsHold);
     QCOMPARE(before.errors, 0);
     QCOMPARE(before.starts.size(), demo::AgreementCount - 1);
-    const QString due = host::calendarUid(1, demo::DueAgreementId);
+    const QString due = uid(1, demo::DueAgreementId);
     QCOMPARE(before.starts.value(due), QDate(2026, 11, 25));
     QCOMPARE(before.triggerDays.value(due), 30);
     QCOMPARE(before.sequences.value(due), 0);
-    QVERIFY(!before.starts.contains(host::calendarUid(1, demo::CancelledAgreementId)));
-    QVERIFY(!before.starts.contains(host::calendarUid(2, 1)));
+    QVERIFY(!before.starts.contains(uid(1, demo::CancelledAgreementId)));
+    QVERIFY(!before.starts.contains(uid(2, 1)));
 
     setValidTo(*con, 1, demo::DueAgreementId, QDate(2027, 11, 25));
     QCOMPARE(host::writeCalendar(*con, 1, file), demo::AgreementCount - 1);
@@ -380,10 +386,22 @@ void tst_alertstate::calendarFile()
     QCOMPARE(after.starts.keys(), before.starts.keys());
     QCOMPARE(after.starts.value(due), QDate(2027, 11, 25));
     QCOMPARE(after.sequences.value(due), 1);
-    QCOMPARE(after.sequences.value(host::calendarUid(1, 1)), 0);
+    QCOMPARE(after.sequences.value(uid(1, 1)), 0);
     // Written again without a change: the sequence stays.
     host::writeCalendar(*con, 1, file);
     QCOMPARE(parseCalendar(file).sequences.value(due), 1);
+
+    // Another register with the same agreements: its own id, so none of its UIDs is one of these.
+    auto other = agrtest::openFresh(url, true, true);
+    if (!other)
+        return;
+    const QString otherFile = folder.filePath(QStringLiteral("other.ics"));
+    QCOMPARE(host::writeCalendar(*other, 1, otherFile), demo::AgreementCount - 1);
+    QVERIFY(agr::schema::DatabaseIdentity(*other) != database);
+    const QStringList otherUids = parseCalendar(otherFile).starts.keys();
+    QCOMPARE(otherUids.size(), demo::AgreementCount - 1);
+    for (const QString &theirs : otherUids)
+        QVERIFY2(!after.starts.contains(theirs), qPrintable(theirs));
 
     // Failures: a folder that is not there, and a database error, leave no file and the old one whole.
     QVERIFY_THROWS_EXCEPTION(host::Failure, host::writeCalendar(*con, 1, folder.filePath("no/renewals.ics")));
