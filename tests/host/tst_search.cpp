@@ -14,6 +14,7 @@
 #include "support/testdb.h"
 
 #include <QBuffer>
+#include <QDir>
 #include <QImage>
 #include <QLabel>
 #include <QLineEdit>
@@ -385,22 +386,45 @@ void tst_search::windowOverTheList()
         auto *window = qobject_cast<host::SearchWindow *>(form);
         QVERIFY(window);
         QTest::keyClicks(window->txtFind, QStringLiteral("mongoo"));
+        QTRY_VERIFY(!window->searching());
         seen << window->mfgHits->TextMatrix(1, int(host::FindCol::Number)) + QLatin1Char(' ') +
                     window->mfgHits->TextMatrix(1, int(host::FindCol::Where));
         QTest::keyClick(window->txtFind, Qt::Key_Return);
         seen << window->lblStatus->text();
+        // Enter before the answer has come: the agreement is chosen from the answer to the newest text,
+        // never from the hits still shown or from a question the typing overtook.
+        window->txtFind->setText(QStringLiteral("mongoose"));
         window->txtFind->setText(QStringLiteral("meerkat"));
+        QTest::keyClick(window->txtFind, Qt::Key_Return);
+        QVERIFY(window->searching());
+        QTRY_VERIFY(!window->searching());
         QCOMPARE(window->hits().size(), 1);
         seen << window->mfgHits->TextMatrix(1, int(host::FindCol::Excerpt));
-        QTest::keyClick(window->txtFind, Qt::Key_Return);
-        QVERIFY(!window->isVisible() || window->result() == QDialog::Accepted);
+        QCOMPARE(window->result(), int(QDialog::Accepted));
     });
     QTest::keyClick(grid, Qt::Key_F, Qt::ControlModifier | Qt::ShiftModifier);
     platform::setModalHandler({});
-    QCOMPARE(seen, (QStringList{QStringLiteral("AG/4 content line 1"),
-                                QStringLiteral("AG/4 is not in the list: it is dated before the list's first day."),
-                                QStringLiteral("Clause [Meerkat]")}));
+    QCOMPARE(seen,
+             (QStringList{QStringLiteral("AG/4 content line 1"),
+                          QStringLiteral("AG/4 is not in the list: it is dated before the list's first day."),
+                          QStringLiteral("Clause [Meerkat]")}));
     QCOMPARE(grid->Row(), 2);
+
+    // A database the search thread cannot open is told in the window, not thrown at the clerk.
+    host::SearchThread lost(
+        QStringLiteral("sqlite:") + QDir::tempPath() + QStringLiteral("/no-such-folder/x.db"), {1});
+    host::SearchWindow window(lost, {});
+    window.txtFind->setText(QStringLiteral("meerkat"));
+    // An answer to an older question is never shown.
+    host::SearchAnswer stale;
+    stale.result.hits.append(host::SearchHit{});
+    Q_EMIT lost.answered(stale);
+    QVERIFY(window.searching());
+    QVERIFY(window.hits().isEmpty());
+    QTRY_VERIFY(!window.searching());
+    QVERIFY2(window.lblStatus->text().startsWith(QLatin1String("The search failed: ")),
+             qPrintable(window.lblStatus->text()));
+    QVERIFY(window.hits().isEmpty());
 }
 
 QTEST_MAIN(tst_search)

@@ -1,15 +1,15 @@
 #include "host/windows/searchwindow.h"
 
+#include "platform/database/connection.h"
 #include "platform/grid/flexgrid.h"
-#include "platform/runtime/errors.h"
 #include "platform/ui/seams.h"
 #include "platform/ui/units.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QTimer>
 #include <QVBoxLayout>
 
 namespace host {
@@ -23,8 +23,8 @@ int col(FindCol column)
 
 } // namespace
 
-SearchWindow::SearchWindow(platform::Connection &con, QList<int> departments, Select select, QWidget *parent)
-    : QDialog(parent), m_con(con), m_departments(std::move(departments)), m_select(std::move(select))
+SearchWindow::SearchWindow(SearchThread &searches, Select select, QWidget *parent)
+    : QDialog(parent), m_searches(searches), m_select(std::move(select)), m_slow(new QTimer(this))
 {
     setObjectName(QStringLiteral("frmFindAgreements"));
     setWindowTitle(QStringLiteral("Find agreements"));
@@ -45,6 +45,12 @@ SearchWindow::SearchWindow(platform::Connection &con, QList<int> departments, Se
     mfgHits->setColWidth(col(FindCol::Excerpt), 5200);
     mfgHits->setSelMode(1);
 
+    // An answer within a moment replaces the hits at once; a later one is announced, so that the clerk
+    // never reads the old hits as the new ones.
+    m_slow->setSingleShot(true);
+    m_slow->setInterval(150);
+    connect(m_slow, &QTimer::timeout, this, [this] { lblStatus->setText(QStringLiteral("Searching...")); });
+    connect(&m_searches, &SearchThread::answered, this, &SearchWindow::showAnswer);
     connect(txtFind, &QLineEdit::textChanged, this, &SearchWindow::refresh);
     connect(txtFind, &QLineEdit::returnPressed, this, &SearchWindow::choose);
     connect(mfgHits, &platform::FlexGrid::KeyPress, this, [this](qint16 &keyAscii) {
@@ -66,31 +72,29 @@ SearchWindow::SearchWindow(platform::Connection &con, QList<int> departments, Se
 void SearchWindow::refresh()
 {
     const QString text = txtFind->text();
-    m_hits.clear();
-    mfgHits->setRows(2);
+    m_chooseWhenAnswered = false;
+    m_wanted = 0;
+    m_slow->stop();
+    const SearchQuery query = parseSearch(text, true);
+    if (text.trimmed().isEmpty() || !query.refusal.isEmpty()) {
+        showAnswer({});
+        lblStatus->setText(text.trimmed().isEmpty() ? QString() : query.refusal);
+        return;
+    }
+    m_wanted = m_searches.ask(query);
+    m_slow->start();
+}
+
+void SearchWindow::showAnswer(const SearchAnswer &answer)
+{
+    if (answer.ticket != m_wanted)
+        return;
+    m_wanted = 0;
+    m_slow->stop();
+    m_hits = answer.result.hits;
+    mfgHits->setRows(std::max(2, int(m_hits.size()) + 1));
     for (int c = 0; c < mfgHits->Cols(); ++c)
         mfgHits->setTextMatrix(1, c, QString());
-    if (text.trimmed().isEmpty()) {
-        lblStatus->clear();
-        return;
-    }
-    const SearchQuery query = parseSearch(text, true);
-    if (!query.refusal.isEmpty()) {
-        lblStatus->setText(query.refusal);
-        return;
-    }
-    QElapsedTimer clock;
-    clock.start();
-    SearchResult result;
-    const bool ok = platform::Trap(
-        [&] { result = findAgreements(m_con, query, m_departments, 50, RowsPerTermWhileTyping); },
-        [&](const platform::RuntimeError &e) {
-            lblStatus->setText(QStringLiteral("The search failed: ") + e.description());
-        });
-    if (!ok)
-        return;
-    m_hits = result.hits;
-    mfgHits->setRows(std::max(2, int(m_hits.size()) + 1));
     for (int i = 0; i < m_hits.size(); ++i) {
         const SearchHit &hit = m_hits.at(i);
         const SearchMatch match = hit.matches.value(0);
@@ -104,17 +108,29 @@ void SearchWindow::refresh()
     mfgHits->setRow(1);
     mfgHits->setCol(0);
     mfgHits->setColSel(mfgHits->Cols() - 1);
-    lblStatus->setText(
-        m_hits.isEmpty() ? QStringLiteral("No agreement of the department holds that.")
-                         : QStringLiteral("%1 of %2 agreements, best first (%3 ms)%4")
-                               .arg(m_hits.size())
-                               .arg(result.total)
-                               .arg(clock.elapsed())
-                               .arg(result.partial ? QStringLiteral("; a word is very common") : QString()));
+    if (!answer.failure.isEmpty())
+        lblStatus->setText(QStringLiteral("The search failed: ") + answer.failure);
+    else if (m_hits.isEmpty())
+        lblStatus->setText(QStringLiteral("No agreement of the department holds that."));
+    else
+        lblStatus->setText(
+            QStringLiteral("%1 of %2 agreements, best first (%3 ms)%4")
+                .arg(m_hits.size())
+                .arg(answer.result.total)
+                .arg(answer.ms)
+                .arg(answer.result.partial ? QStringLiteral("; a word is very common") : QString()));
+    if (m_chooseWhenAnswered) {
+        m_chooseWhenAnswered = false;
+        choose();
+    }
 }
 
 void SearchWindow::choose()
 {
+    if (searching()) {
+        m_chooseWhenAnswered = true;
+        return;
+    }
     const int row = mfgHits->Row();
     if (row < 1 || row > m_hits.size())
         return;
@@ -177,7 +193,9 @@ bool ListSearchShortcut::eventFilter(QObject *watched, QEvent *event)
     if (!list || list->objectName() != QLatin1String("FrmMaster"))
         return false;
     m_open = true;
-    SearchWindow window(m_con, {m_department},
+    if (!m_searches)
+        m_searches = std::make_unique<SearchThread>(m_con.url(), QList<int>{m_department});
+    SearchWindow window(*m_searches,
                         [list](const SearchHit &hit, QString &why) { return selectInList(list, hit, why); });
     platform::showModal(&window, list);
     m_open = false;

@@ -1,17 +1,21 @@
 #pragma once
 // "Find agreements": the host's search window over the list. Ctrl+Shift+F in the agreement list opens it;
 // it shows the department's agreements that hold what the clerk types, after every keystroke, and Enter
-// selects the chosen agreement in the list, where Edit opens it as usual. The module's forms know nothing
-// of it: the host watches the list's keys from outside.
+// selects the chosen agreement in the list, where Edit opens it as usual. The searches run on a thread of
+// their own: a keystroke never waits for the database, the hits shown stay until the newest answer comes,
+// and Enter pressed before it comes waits for it. The module's forms know nothing of it: the host watches
+// the list's keys from outside.
 
-#include "host/search/search.h"
+#include "host/search/searchthread.h"
 
 #include <QDialog>
 #include <QObject>
 #include <functional>
+#include <memory>
 
 class QLabel;
 class QLineEdit;
+class QTimer;
 
 namespace platform {
 class Connection;
@@ -35,23 +39,30 @@ class SearchWindow : public QDialog
 public:
     // select is asked to select a hit in the list; it returns false, with the reason, when it cannot.
     using Select = std::function<bool(const SearchHit &, QString &why)>;
-    SearchWindow(platform::Connection &con, QList<int> departments, Select select, QWidget *parent = nullptr);
+    SearchWindow(SearchThread &searches, Select select, QWidget *parent = nullptr);
 
     QLineEdit *txtFind;
     QLabel *lblStatus;
     platform::FlexGrid *mfgHits; // row 0 the captions, then one row per hit, best first
 
     const QList<SearchHit> &hits() const { return m_hits; }
-    // Searches for what txtFind holds; called after every change of its text.
+    // True from a change of txtFind until the answer for its text is shown.
+    bool searching() const { return m_wanted != 0; }
+    // Asks for what txtFind holds; called after every change of its text.
     void refresh();
-    // Selects the current hit in the list and closes, or says why not.
+    // Selects the current hit in the list and closes, or says why not; while searching, once the answer
+    // is shown.
     void choose();
 
 private:
-    platform::Connection &m_con;
-    QList<int> m_departments;
+    void showAnswer(const SearchAnswer &answer);
+
+    SearchThread &m_searches;
     Select m_select;
     QList<SearchHit> m_hits;
+    quint64 m_wanted = 0; // the ticket of the question for txtFind's text, until it is answered
+    bool m_chooseWhenAnswered = false;
+    QTimer *m_slow; // tells "Searching..." when an answer is late
 };
 
 // Watches the application's keys: Ctrl+Shift+F in the agreement list (the window named "FrmMaster") opens
@@ -76,6 +87,7 @@ private:
     qint16 m_department;
     std::function<void()> m_scansStored;
     bool m_open = false;
+    std::unique_ptr<SearchThread> m_searches; // from the first opening on, kept with its connection
 };
 
 } // namespace host
