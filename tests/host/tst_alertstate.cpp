@@ -232,8 +232,24 @@ void tst_alertstate::changesAndActions()
     QCOMPARE(actions(*con, QStringLiteral("closed"), first), 1);
     QCOMPARE(closedBecause(*con, first), QStringLiteral("valid-to date changed"));
     // Other alert days: armed again; the old date back: the old alert opens again, raised once more.
+    const auto alertOf = [](const QList<host::RenewalRow> &rows, int agreement) {
+        QList<qint32> ids;
+        for (const host::RenewalRow &row : rows)
+            if (row.agreementId == agreement)
+                ids << row.alertId;
+        return ids;
+    };
     con->Execute(QStringLiteral("update agreementregister set alertnoofdays = 20 where agragreementid = 1"));
-    QCOMPARE(agreements(alertsOn(*con, today.addDays(2)).evaluate(), true), (QList<int>{1}));
+    rows = alertsOn(*con, today.addDays(2)).evaluate();
+    QCOMPARE(agreements(rows, true), (QList<int>{1}));
+    const QList<qint32> third = alertOf(rows, 1);
+    // Two alerts of one valid-to date, one for each alert days: listed once, with the one of its own days;
+    // the other days back, their alert opens again and the other closes.
+    QCOMPARE(alertOf(alertsOn(*con, today.addDays(2)).evaluate(), 1), third);
+    con->Execute(QStringLiteral("update agreementregister set alertnoofdays = 10 where agragreementid = 1"));
+    QCOMPARE(alertOf(alertsOn(*con, today.addDays(2)).evaluate(), 1), QList<qint32>{second});
+    QCOMPARE(alertOf(alertsOn(*con, today.addDays(2)).evaluate(), 1), QList<qint32>{second});
+    QCOMPARE(closedBecause(*con, third.value(0)), QStringLiteral("alert days changed"));
     setValidTo(*con, 1, 1, today.addDays(5));
     con->Execute(QStringLiteral("update agreementregister set alertnoofdays = 10 where agragreementid = 1"));
     rows = alertsOn(*con, today.addDays(2)).evaluate();

@@ -128,25 +128,40 @@ QList<RenewalRow> RenewalAlerts::evaluate()
     if (lastRun.isValid() && lastRun.addDays(1 - back) < expiredFrom)
         expiredFrom = lastRun.addDays(1 - back);
 
+    // Each listed agreement with its alert of the same valid-to date and alert days, if it has one.
     platform::Recordset rs = m_con.Execute(alertStatement(m_department, m_date, expiredFrom));
+    QList<RenewalRow> listed;
+    for (; !rs.isEOF(); rs.MoveNext()) {
+        const bool ours = !rs.Fields(8).isNull() && rs.Fields(12).toDouble() == rs.Fields(7).toDouble() &&
+                          rs.Fields(9).joinEmpty() != QLatin1String("closed");
+        if (!listed.isEmpty() && listed.last().agreementId == rs.Fields(0).toLong()) {
+            if (!ours)
+                continue;
+            listed.removeLast();
+        }
+        RenewalRow row = renewalRowOf(rs);
+        if (ours) {
+            row.alertId = rs.Fields(8).toLong();
+            row.state = stateOf(rs.Fields(9).joinEmpty());
+            row.stateBy = rs.Fields(10).joinEmpty();
+            row.snoozedUntil = rs.Fields(11).isNull() ? QDate() : rs.Fields(11).toDate();
+        }
+        listed.append(row);
+    }
+
     QList<RenewalRow> rows;
     bool toArm = false;
     int found = 0; // alerts that still want something, found with their agreement's own dates
-    for (; !rs.isEOF(); rs.MoveNext()) {
-        RenewalRow row = renewalRowOf(rs);
+    for (RenewalRow &row : listed) {
         const bool listedToday = row.validTo >= listedFrom;
         // An alert is stored with the due date of its own valid-to date and alert days, the ones it was
-        // joined on: worked out here rather than read.
+        // matched on: worked out here rather than read.
         row.dueDate = dueDateOf(row.validTo, row.alertDays);
-        if (rs.Fields(8).isNull() || rs.Fields(9).joinEmpty() == QLatin1String("closed")) {
+        if (row.alertId == 0) { // none, or closed by a change that is now undone
             toArm = true;
             rows.append(row);
             continue;
         }
-        row.alertId = rs.Fields(8).toLong();
-        row.state = stateOf(rs.Fields(9).joinEmpty());
-        row.stateBy = rs.Fields(10).joinEmpty();
-        row.snoozedUntil = rs.Fields(11).isNull() ? QDate() : rs.Fields(11).toDate();
         if (row.state != AlertState::Done)
             ++found;
         if (listedToday && wantsAttention(row.state, row.snoozedUntil, m_date)) {
