@@ -75,14 +75,6 @@ QString bodyOf(const DetailSource &source, const QString &row)
     return parts.join(QStringLiteral(" || ' ' || "));
 }
 
-QString headerPlaces()
-{
-    QStringList places;
-    for (const HeaderText &text : HeaderTexts)
-        places << QLatin1Char('\'') + L(text.place) + QLatin1Char('\'');
-    return places.join(QLatin1Char(','));
-}
-
 QString headerColumns()
 {
     QStringList columns = {QStringLiteral("agrDepartmentid"), QStringLiteral("agragreementid")};
@@ -105,13 +97,6 @@ QString insertHeaderRows(const QString &row, const QString &from = QString())
            texts.join(QStringLiteral(" union all ")) + QStringLiteral(") h where trim(h.b) <> ''");
 }
 
-QString deleteHeaderRows(const QString &row)
-{
-    return QStringLiteral("delete from agrSearchRows where DepartmentID = ") + row +
-           QStringLiteral(".agrDepartmentid and AgreementID = ") + row +
-           QStringLiteral(".agragreementid and Place in (") + headerPlaces() + QLatin1Char(')');
-}
-
 QString insertDetailRow(const DetailSource &s, const QString &row, const QString &from = QString())
 {
     const QString body = bodyOf(s, row);
@@ -120,17 +105,6 @@ QString insertDetailRow(const DetailSource &s, const QString &row, const QString
            L(s.agreement) + QStringLiteral(", '") + L(s.place) + QStringLiteral("', ") + row +
            QLatin1Char('.') + L(s.detail) + QStringLiteral(", '', ") + body + from +
            QStringLiteral(" where trim(") + body + QStringLiteral(") <> ''");
-}
-
-// One index row of the detail row, not all that match: a table may hold the same detail twice.
-QString deleteDetailRow(const DetailSource &s, const QString &row, const QString &nullSafeEqual)
-{
-    return QStringLiteral("delete from agrSearchRows where RowID = (select RowID from agrSearchRows where "
-                          "DepartmentID = ") +
-           row + QLatin1Char('.') + L(s.department) + QStringLiteral(" and AgreementID = ") + row +
-           QLatin1Char('.') + L(s.agreement) + QStringLiteral(" and Place = '") + L(s.place) +
-           QStringLiteral("' and DetailID ") + nullSafeEqual + QLatin1Char(' ') + row + QLatin1Char('.') +
-           L(s.detail) + QStringLiteral(" and Body = ") + bodyOf(s, row) + QStringLiteral(" limit 1)");
 }
 
 // The page text of a scanned copy is read later, by whoever reads the queue; its index rows go at once.
@@ -145,6 +119,43 @@ QString queueScan(const QString &row)
 {
     return QStringLiteral("insert into agrScanUnread (AgreementID, DetailID) values (") + row +
            QStringLiteral(".agsAgreementID, ") + row + QStringLiteral(".agsDetailID)");
+}
+
+// The agreement keys of a table: its department and agreement id columns.
+struct KeySource
+{
+    const char *table;
+    const char *department;
+    const char *agreement;
+};
+
+QList<KeySource> keySources()
+{
+    QList<KeySource> out = {{"agreementregister", "agrDepartmentid", "agragreementid"}};
+    for (const DetailSource &s : DetailSources)
+        out.append({s.table, s.department, s.agreement});
+    return out;
+}
+
+// The index rows of the agreements named by keys (a relation of DepartmentID and AgreementID, read first)
+// are made again from the tables; the page text of their scanned copies stays.
+QStringList remakeRows(Backend backend, const QString &keys, const QString &deleteRows)
+{
+    QStringList statements = {deleteRows};
+    // The few keys lead (SQLite takes a cross join's order as written): the tables are read by their index
+    // on department and agreement.
+    const QString join =
+        backend == Backend::SQLite ? QStringLiteral(" cross join ") : QStringLiteral(" join ");
+    auto from = [&](const KeySource &k) -> QString {
+        return QStringLiteral(" from ") + keys + join + L(k.table) + QStringLiteral(" r on r.") +
+               L(k.department) + QStringLiteral(" = k.DepartmentID and r.") + L(k.agreement) +
+               QStringLiteral(" = k.AgreementID");
+    };
+    const QList<KeySource> sources = keySources();
+    statements << insertHeaderRows(QStringLiteral("r"), from(sources.first()));
+    for (qsizetype i = 0; i < qsizetype(std::size(DetailSources)); ++i)
+        statements << insertDetailRow(DetailSources[i], QStringLiteral("r"), from(sources.at(i + 1)));
+    return statements;
 }
 
 QString triggerName(const char *table)
@@ -165,8 +176,8 @@ QStringList indexedTables()
 
 bool sqliteInstalled(platform::Connection &con)
 {
-    QStringList names = {L(table::SearchFts), QStringLiteral("agrSearchPending"),
-                         QStringLiteral("agr_fts_i")};
+    QStringList names = {L(table::SearchFts), QStringLiteral("agrSearchPending"), L(table::SearchDirty),
+                         QStringLiteral("agrSearchVocab"), QStringLiteral("agr_fts_i")};
     for (const QString &t : indexedTables())
         names << triggerName(t.toLatin1().constData()) + QStringLiteral("_i");
     QStringList quoted;
@@ -202,26 +213,34 @@ void sqliteInstall(platform::Connection &con)
                << QStringLiteral("create trigger agr_fts_u after update on agrSearchRows begin ") +
                       logDelete + QLatin1Char(' ') + logInsert + QStringLiteral(" end");
 
+    // The index's words in order, each with the rows that hold it: a long prefix is read from here while
+    // the clerk types.
+    statements << QStringLiteral(
+        "create virtual table if not exists agrSearchVocab using fts5vocab(agrSearchFts, instance)");
+    // A save writes hundreds of detail rows: each only names its agreement, once, and the agreement's index
+    // rows are made again before the next search (SyncSearchIndex).
+    statements << QStringLiteral("create table if not exists agrSearchDirty (DepartmentID INTEGER NOT NULL, "
+                                 "AgreementID INTEGER NOT NULL, PRIMARY KEY (DepartmentID, AgreementID)) "
+                                 "without rowid");
     auto trigger = [&](const QString &name, const QString &event, const QStringList &body) {
         statements << QStringLiteral("create trigger ") + name + QStringLiteral(" after ") + event +
                           QStringLiteral(" begin ") + body.join(QStringLiteral("; ")) +
                           QStringLiteral("; end");
     };
-    const QString header = triggerName("agreementregister");
-    trigger(header + QStringLiteral("_i"), QStringLiteral("insert on agreementregister"),
-            {insertHeaderRows(QStringLiteral("new"))});
-    trigger(header + QStringLiteral("_u"),
-            QStringLiteral("update of ") + headerColumns() + QStringLiteral(" on agreementregister"),
-            {deleteHeaderRows(QStringLiteral("old")), insertHeaderRows(QStringLiteral("new"))});
-    trigger(header + QStringLiteral("_d"), QStringLiteral("delete on agreementregister"),
-            {deleteHeaderRows(QStringLiteral("old"))});
-    for (const DetailSource &s : DetailSources) {
-        const QString name = triggerName(s.table);
-        const QString del = deleteDetailRow(s, QStringLiteral("old"), QStringLiteral("is"));
-        const QString ins = insertDetailRow(s, QStringLiteral("new"));
-        trigger(name + QStringLiteral("_i"), QStringLiteral("insert on ") + L(s.table), {ins});
-        trigger(name + QStringLiteral("_u"), QStringLiteral("update on ") + L(s.table), {del, ins});
-        trigger(name + QStringLiteral("_d"), QStringLiteral("delete on ") + L(s.table), {del});
+    for (const KeySource &k : keySources()) {
+        auto mark = [&](const char *row) -> QString {
+            return QStringLiteral("insert or ignore into agrSearchDirty values (") + L(row) +
+                   QLatin1Char('.') + L(k.department) + QStringLiteral(", ") + L(row) + QLatin1Char('.') +
+                   L(k.agreement) + QLatin1Char(')');
+        };
+        const QString name = triggerName(k.table);
+        const bool header = name == triggerName("agreementregister");
+        trigger(name + QStringLiteral("_i"), QStringLiteral("insert on ") + L(k.table), {mark("new")});
+        trigger(name + QStringLiteral("_u"),
+                (header ? QStringLiteral("update of ") + headerColumns() : QStringLiteral("update")) +
+                    QStringLiteral(" on ") + L(k.table),
+                {mark("old"), mark("new")});
+        trigger(name + QStringLiteral("_d"), QStringLiteral("delete on ") + L(k.table), {mark("old")});
     }
     const QString scans = triggerName(ScanTable);
     trigger(scans + QStringLiteral("_i"), QStringLiteral("insert on ") + L(ScanTable),
@@ -247,9 +266,9 @@ void sqliteInstall(platform::Connection &con)
 
 bool postgresInstalled(platform::Connection &con)
 {
-    QStringList names;
-    for (const QString &t : indexedTables())
-        names << QLatin1Char('\'') + triggerName(t.toLatin1().constData()) + QLatin1Char('\'');
+    QStringList names = {QLatin1Char('\'') + triggerName(ScanTable) + QLatin1Char('\'')};
+    for (const KeySource &k : keySources())
+        names << QLatin1Char('\'') + triggerName(k.table) + QStringLiteral("_i'");
     const int triggers = con.Execute(QStringLiteral("select count(*) from pg_trigger where tgname in (") +
                                      names.join(QLatin1Char(',')) + QLatin1Char(')'))
                              .Fields(0)
@@ -259,7 +278,13 @@ bool postgresInstalled(platform::Connection &con)
                                                  "'agrsearchrows' and column_name = 'words'"))
                           .Fields(0)
                           .toLong();
-    return triggers == names.size() && words == 1;
+    const int functions =
+        con.Execute(QStringLiteral("select count(*) from pg_proc where proname in "
+                                   "('agr_search_mark', 'agr_search_sync', 'agr_search_remake', "
+                                   "'agr_search_terms')"))
+            .Fields(0)
+            .toLong();
+    return triggers == names.size() && words == 1 && functions == 4;
 }
 
 void postgresInstall(platform::Connection &con)
@@ -280,10 +305,13 @@ void postgresInstall(platform::Connection &con)
 
     // The functions run as the index's owner: a clerk writes the register's tables, not the index, and a
     // scanned copy deleted by agreement id alone takes the index rows of every department with it.
-    auto function = [&](const QString &name, const QStringList &onOld, const QStringList &onNew) {
-        QString body = QStringLiteral("create or replace function ") + name +
-                       QStringLiteral("() returns trigger language plpgsql security definer set search_path "
-                                      "from current as $f$ begin ");
+    auto function = [&](const QString &name, const QStringList &onOld, const QStringList &onNew,
+                        bool owner = true) {
+        QString body =
+            QStringLiteral("create or replace function ") + name +
+            QStringLiteral("() returns trigger language plpgsql ") +
+            (owner ? QStringLiteral("security definer set search_path from current ") : QString()) +
+            QStringLiteral("as $f$ begin ");
         if (!onOld.isEmpty())
             body += QStringLiteral("if tg_op in ('UPDATE', 'DELETE') then ") +
                     onOld.join(QStringLiteral("; ")) + QStringLiteral("; end if; ");
@@ -292,35 +320,110 @@ void postgresInstall(platform::Connection &con)
                     onNew.join(QStringLiteral("; ")) + QStringLiteral("; end if; ");
         statements << body + QStringLiteral("return null; end $f$");
     };
-    auto trigger = [&](const QString &name, const QString &events, const QString &table) {
+    auto trigger = [&](const QString &name, const QString &function, const QString &events,
+                       const QString &table, const QString &when) {
         statements << QStringLiteral("drop trigger if exists ") + name + QStringLiteral(" on ") + table
                    << QStringLiteral("create trigger ") + name + QStringLiteral(" after ") + events +
-                          QStringLiteral(" on ") + table + QStringLiteral(" for each row execute function ") +
-                          name + QStringLiteral("()");
+                          QStringLiteral(" on ") + table + QStringLiteral(" for each row ") +
+                          (when.isEmpty() ? QString()
+                                          : QStringLiteral("when (") + when + QStringLiteral(") ")) +
+                          QStringLiteral("execute function ") + function + QStringLiteral("()");
     };
-    const QString header = triggerName("agreementregister");
-    function(header, {deleteHeaderRows(QStringLiteral("old"))}, {insertHeaderRows(QStringLiteral("new"))});
-    trigger(header, QStringLiteral("insert or delete or update of ") + headerColumns(),
-            QStringLiteral("agreementregister"));
-    for (const DetailSource &s : DetailSources) {
-        const QString name = triggerName(s.table);
-        function(name, {deleteDetailRow(s, QStringLiteral("old"), QStringLiteral("is not distinct from"))},
-                 {insertDetailRow(s, QStringLiteral("new"))});
-        trigger(name, QStringLiteral("insert or update or delete"), L(s.table));
+
+    // A save writes hundreds of detail rows of one agreement: the first names the agreement in agrSearchDirty
+    // and in a setting of the transaction, the others find it there without calling a function; the
+    // agreement's index rows are made again before the next search (agr_search_sync). The queue has no key:
+    // a search that empties it takes exactly the rows it saw, so a name written meanwhile stays. The
+    // trigger functions run as the caller: a function with settings of its own would undo the setting on
+    // its way out.
+    statements << QStringLiteral("create table if not exists agrSearchDirty (Seq bigserial primary key, "
+                                 "DepartmentID smallint not null, AgreementID integer not null)")
+               << QStringLiteral("create or replace function agr_search_mark(d smallint, a integer) returns "
+                                 "void language sql security definer set search_path from current as $f$ "
+                                 "insert into agrSearchDirty (DepartmentID, AgreementID) values (d, a) $f$");
+    const QString named = QStringLiteral("current_setting('agr.search_dirty', true)");
+    for (const KeySource &k : keySources()) {
+        auto key = [&](const char *row) -> QString {
+            return L(row) + QLatin1Char('.') + L(k.department) + QStringLiteral("::text || '/' || ") +
+                   L(row) + QLatin1Char('.') + L(k.agreement) + QStringLiteral("::text");
+        };
+        auto mark = [&](const char *row) -> QString {
+            return QStringLiteral("perform agr_search_mark(") + L(row) + QLatin1Char('.') + L(k.department) +
+                   QStringLiteral("::smallint, ") + L(row) + QLatin1Char('.') + L(k.agreement) +
+                   QStringLiteral("::integer); perform set_config('agr.search_dirty', ") + key(row) +
+                   QStringLiteral(", true)");
+        };
+        const QString name = triggerName(k.table);
+        const bool header = name == triggerName("agreementregister");
+        function(name, {mark("old")}, {mark("new")}, false);
+        statements << QStringLiteral("drop trigger if exists ") + name + QStringLiteral(" on ") + L(k.table);
+        trigger(name + QStringLiteral("_i"), name, QStringLiteral("insert"), L(k.table),
+                named + QStringLiteral(" is distinct from ") + key("new"));
+        trigger(name + QStringLiteral("_u"), name,
+                header ? QStringLiteral("update of ") + headerColumns() : QStringLiteral("update"),
+                L(k.table),
+                named + QStringLiteral(" is distinct from ") + key("new") + QStringLiteral(" or ") +
+                    key("old") + QStringLiteral(" <> ") + key("new"));
+        trigger(name + QStringLiteral("_d"), name, QStringLiteral("delete"), L(k.table),
+                named + QStringLiteral(" is distinct from ") + key("old"));
     }
+    // The marks of the transaction are forgotten, so that what it writes after the search is named again;
+    // then the index rows of the queued agreements are made again, as the index's owner: a clerk's search
+    // brings every department's rows up to date, and reads only its own.
+    statements << QStringLiteral(
+        "create or replace function agr_search_sync() returns void language plpgsql as $f$ begin perform "
+        "set_config('agr.search_dirty', '', true); perform agr_search_remake(); end $f$");
+    QString sync = QStringLiteral(
+        "create or replace function agr_search_remake() returns void language plpgsql "
+        "security definer set search_path from current as $f$ declare kd smallint; ka integer; "
+        "begin if not exists (select 1 from agrSearchDirty) then return; end if; "
+        "perform pg_advisory_xact_lock(hashtext('agrSearchDirty')); "
+        "for kd, ka in with q as (delete from agrSearchDirty returning DepartmentID, "
+        "AgreementID) select distinct DepartmentID, AgreementID from q loop ");
+    // One agreement at a time, so that each statement reads the tables by their index.
+    const QString keys = QStringLiteral("(select kd as DepartmentID, ka as AgreementID) k");
+    for (const QString &statement :
+         remakeRows(Backend::PostgreSQL, keys,
+                    QStringLiteral("delete from agrSearchRows where DepartmentID = kd and AgreementID = ka "
+                                   "and Place <> '") +
+                        L(place::Scan) + QLatin1Char('\'')))
+        sync += statement + QStringLiteral("; ");
+    sync += QStringLiteral("end loop; ");
+    statements << sync + QStringLiteral("end $f$");
+    // Every term of a search in one statement, after the index is brought up to date; as the caller, so
+    // that row-level security keeps the clerk to the departments.
+    statements << QStringLiteral(
+        "create or replace function agr_search_terms(queries text, per_term integer, departments "
+        "smallint[]) "
+        "returns table (term_no integer, row_id integer, department_id smallint, agreement_id integer, "
+        "score "
+        "real) language plpgsql as $f$ begin perform agr_search_sync(); return query select "
+        "t.n::integer, "
+        "r.RowID, r.DepartmentID, r.AgreementID, r.s from unnest(string_to_array(queries, E'\\t')) with "
+        "ordinality t(q, n) cross join lateral (select x.RowID, x.DepartmentID, x.AgreementID, "
+        "ts_rank(x.Words, to_tsquery('simple', t.q)) as s from agrSearchRows x where x.Words @@ "
+        "to_tsquery('simple', t.q) and (departments is null or x.DepartmentID = any(departments)) limit "
+        "per_term) r; end $f$");
+
     const QString scans = triggerName(ScanTable);
     function(scans,
              {deleteScanRows(QStringLiteral("old"), QStringLiteral("is not distinct from")),
               queueScan(QStringLiteral("old"))},
              {queueScan(QStringLiteral("new"))});
-    trigger(scans, QStringLiteral("insert or update or delete"), L(ScanTable));
+    trigger(scans, scans, QStringLiteral("insert or update or delete"), L(ScanTable), QString());
     for (const QString &statement : std::as_const(statements))
         con.Execute(statement);
 }
 
 void fill(platform::Connection &con)
 {
+    const bool pg = con.backend() == Backend::PostgreSQL;
+    // The GIN index is built once over all rows: kept while millions are inserted it costs several times
+    // as much.
+    if (pg)
+        con.Execute(QStringLiteral("drop index if exists ix_agrsearchrows_words"));
     con.Execute(QStringLiteral("delete from agrSearchRows"));
+    con.Execute(QStringLiteral("delete from agrSearchDirty"));
     con.Execute(QStringLiteral("delete from agrScanUnread"));
     con.Execute(insertHeaderRows(QStringLiteral("r"), QStringLiteral(" from agreementregister r")));
     for (const DetailSource &s : DetailSources)
@@ -329,7 +432,10 @@ void fill(platform::Connection &con)
     con.Execute(QStringLiteral("insert into agrScanUnread (AgreementID, DetailID) select agsAgreementID, "
                                "agsDetailID from ") +
                 L(ScanTable));
-    if (con.backend() == Backend::SQLite) {
+    if (pg) {
+        con.Execute(QStringLiteral("set local maintenance_work_mem = '256MB'"));
+        con.Execute(QStringLiteral("create index ix_agrsearchrows_words on agrSearchRows using gin (Words)"));
+    } else {
         con.Execute(QStringLiteral("delete from agrSearchPending"));
         con.Execute(QStringLiteral("insert into agrSearchFts (agrSearchFts) values ('rebuild')"));
     }
@@ -345,6 +451,15 @@ template <class Body> void inTransaction(platform::Connection &con, Body body)
         throw;
     }
     con.CommitTrans();
+}
+
+// PostgreSQL: a GIN index filled anew answers a rare word in milliseconds instead of microseconds until
+// the table is vacuumed once; autovacuum would come to it later. Outside a transaction only; a login that
+// may not vacuum the table leaves it to autovacuum.
+void settle(platform::Connection &con)
+{
+    if (con.backend() == Backend::PostgreSQL && con.transactionLevel() == 0)
+        platform::Trap([&] { con.Execute(QStringLiteral("vacuum analyze agrSearchRows")); }, {});
 }
 
 } // namespace
@@ -365,11 +480,13 @@ void CreateSearchIndex(platform::Connection &con)
             });
         break;
     case Backend::PostgreSQL:
-        if (!postgresInstalled(con))
+        if (!postgresInstalled(con)) {
             inTransaction(con, [&] {
                 postgresInstall(con);
                 fill(con);
             });
+            settle(con);
+        }
         break;
     case Backend::ODBC:
         break;
@@ -378,12 +495,25 @@ void CreateSearchIndex(platform::Connection &con)
 
 void SyncSearchIndex(platform::Connection &con)
 {
+    if (con.backend() == Backend::PostgreSQL) {
+        con.Execute(QStringLiteral("select agr_search_sync()"));
+        return;
+    }
     if (con.backend() != Backend::SQLite || con.transactionLevel() > 0 ||
-        con.Execute(QStringLiteral("select count(*) from (select 1 from agrSearchPending limit 1) p"))
+        con.Execute(QStringLiteral("select (select count(*) from (select 1 from agrSearchPending limit 1)) + "
+                                   "(select count(*) from (select 1 from agrSearchDirty limit 1))"))
                 .Fields(0)
                 .toLong() == 0)
         return;
     auto apply = [&] {
+        const QString keys = QStringLiteral("agrSearchDirty k");
+        for (const QString &statement :
+             remakeRows(Backend::SQLite, keys,
+                        QStringLiteral("delete from agrSearchRows where Place <> '") + L(place::Scan) +
+                            QStringLiteral("' and (DepartmentID, AgreementID) in (select DepartmentID, "
+                                           "AgreementID from agrSearchDirty)")))
+            con.Execute(statement);
+        con.Execute(QStringLiteral("delete from agrSearchDirty"));
         // A row's first logged change tells whether the full-text table holds it; rows still there are
         // (re)entered with their present text.
         con.Execute(QStringLiteral(
@@ -405,39 +535,107 @@ void RebuildSearchIndex(platform::Connection &con)
         platform::Raise(platform::err::DatabaseError, QStringLiteral("index"),
                         QStringLiteral("the full-text index is kept on SQLite and PostgreSQL only"));
     inTransaction(con, [&] { fill(con); });
+    settle(con);
 }
 
-QString SearchTermQuery(platform::Connection &con, const SearchTerm &term)
+namespace {
+
+QString ftsQuery(const SearchTerm &term)
 {
-    if (con.backend() == Backend::PostgreSQL) {
-        QStringList words;
-        for (const QString &word : term.words)
-            words << QLatin1Char('\'') + word + QLatin1Char('\'');
-        return words.join(QStringLiteral(" <-> ")) + (term.prefix ? QStringLiteral(":*") : QString());
-    }
     return QLatin1Char('"') + term.words.join(QLatin1Char(' ')) + QLatin1Char('"') +
            (term.prefix ? QStringLiteral(" *") : QString());
 }
 
-QString SearchTermStatement(platform::Connection &con, const QList<int> &departments, int limit)
+// Longest prefix FTS5 keeps an index of (prefix='2 3').
+constexpr int IndexedPrefix = 3;
+
+// The words that begin with prefix lie between prefix and prefix followed by the last code point.
+QString pastPrefix(const QString &prefix)
 {
-    QString within;
-    if (!departments.isEmpty()) {
-        QStringList ids;
-        for (int d : departments)
-            ids << QString::number(d);
-        within = QStringLiteral(" and r.DepartmentID in (") + ids.join(QLatin1Char(',')) + QLatin1Char(')');
+    return prefix + QString::fromUcs4(U"\U0010FFFF", 1);
+}
+
+} // namespace
+
+SearchTermsQuery SearchTermsOf(platform::Connection &con, const QList<SearchTerm> &terms,
+                               const QList<int> &departments, int rowsPerTerm, bool quick)
+{
+    SearchTermsQuery out;
+    QStringList ids;
+    for (int d : departments)
+        ids << QString::number(d);
+    if (con.backend() == Backend::PostgreSQL) {
+        QStringList queries;
+        for (const SearchTerm &term : terms) {
+            QStringList words;
+            for (const QString &word : term.words)
+                words << QLatin1Char('\'') + word + QLatin1Char('\'');
+            queries << words.join(QStringLiteral(" <-> ")) + (term.prefix ? QStringLiteral(":*") : QString());
+        }
+        out.statement = QStringLiteral("select term_no, row_id, department_id, agreement_id, score from "
+                                       "agr_search_terms(?, %1, %2)")
+                            .arg(rowsPerTerm)
+                            .arg(ids.isEmpty() ? QStringLiteral("null")
+                                               : QStringLiteral("'{") + ids.join(QLatin1Char(',')) +
+                                                     QStringLiteral("}'::smallint[]"));
+        out.values = {queries.join(QLatin1Char('\t'))};
+        return out;
     }
-    const QString limited = QStringLiteral(" limit ") + QString::number(limit);
-    if (con.backend() == Backend::PostgreSQL)
-        return QStringLiteral("select r.RowID, r.DepartmentID, r.AgreementID, ts_rank(r.Words, q) from "
-                              "agrSearchRows r, to_tsquery('simple', ?) q where r.Words @@ q") +
-               within + limited;
-    // A cross join keeps SQLite from probing the full-text table once per row of the departments.
-    return QStringLiteral(
-               "select r.RowID, r.DepartmentID, r.AgreementID, -bm25(agrSearchFts) from agrSearchFts "
-               "cross join agrSearchRows r on r.RowID = agrSearchFts.rowid where agrSearchFts match ?") +
-           within + limited;
+    const QString within = ids.isEmpty() ? QString()
+                                         : QStringLiteral(" and r.DepartmentID in (") +
+                                               ids.join(QLatin1Char(',')) + QLatin1Char(')');
+    QStringList arms;
+    for (qsizetype n = 1; n <= terms.size(); ++n) {
+        const SearchTerm &term = terms.at(n - 1);
+        // While typing, a word (or a prefix) found in more texts than are weighed is taken by its first
+        // texts, unweighed: weighing it reads every text that holds it (bm25 counts them). FTS5 streams a
+        // word and a prefix it indexes (two or three letters); a longer prefix it expands whole before the
+        // first row, seconds at 100,000 agreements, so that one is read from its list of words instead, in
+        // their order. A rarer term costs little and is weighed as usual.
+        const QString word = term.words.first();
+        const bool streamed = !term.prefix || word.size() <= IndexedPrefix;
+        const QString range = term.prefix ? QStringLiteral("term >= ? and term < ?")
+                                          : QStringLiteral("term >= ? and term <= ?");
+        const QVariantList words = {word, term.prefix ? pastPrefix(word) : word};
+        bool firstRows = false;
+        if (quick && term.words.size() == 1) {
+            platform::Command count(con);
+            count.setCommandText(
+                (streamed ? QStringLiteral("select count(*) from (select rowid from agrSearchFts where "
+                                           "agrSearchFts match ? limit %1)")
+                          : QStringLiteral("select count(*) from (select 1 from agrSearchVocab v where v.") +
+                                range + QStringLiteral(" limit %1)"))
+                    .arg(rowsPerTerm + 1));
+            count.ParametersRefresh();
+            firstRows = count.Execute(streamed ? QVariantList{ftsQuery(term)} : words).Fields(0).toLong() >
+                        rowsPerTerm;
+        }
+        out.unweighed << firstRows;
+        // A cross join keeps SQLite from probing the full-text table once per row of the departments.
+        if (firstRows && !streamed) {
+            arms << QStringLiteral(
+                        "select %1, * from (select distinct r.RowID, r.DepartmentID, r.AgreementID, 0.0 "
+                        "from agrSearchVocab v cross join agrSearchRows r on r.RowID = v.doc where v.%4%2 "
+                        "limit %3)")
+                        .arg(n)
+                        .arg(within)
+                        .arg(rowsPerTerm)
+                        .arg(range);
+            out.values << words;
+        } else {
+            arms << QStringLiteral(
+                        "select %1, * from (select r.RowID, r.DepartmentID, r.AgreementID, %4 from "
+                        "agrSearchFts cross join agrSearchRows r on r.RowID = agrSearchFts.rowid where "
+                        "agrSearchFts match ?%2 limit %3)")
+                        .arg(n)
+                        .arg(within)
+                        .arg(rowsPerTerm)
+                        .arg(firstRows ? QStringLiteral("0.0") : QStringLiteral("-bm25(agrSearchFts)"));
+            out.values << ftsQuery(term);
+        }
+    }
+    out.statement = arms.join(QStringLiteral(" union all "));
+    return out;
 }
 
 } // namespace agr::schema

@@ -7,6 +7,7 @@
 #include <QList>
 #include <QString>
 #include <QStringList>
+#include <QVariantList>
 
 namespace platform {
 class Connection;
@@ -15,11 +16,12 @@ class Connection;
 namespace agr::schema {
 
 namespace table {
-inline constexpr char SearchRows[] = "agrSearchRows"; // RowID, DepartmentID, AgreementID, Place,
-                                                      // DetailID, Label, Body
-inline constexpr char ScanText[] = "agrScanText";     // Sha256, Body, Confidence, Languages, ReadAt
-inline constexpr char ScanUnread[] = "agrScanUnread"; // QueueID, AgreementID, DetailID
-inline constexpr char SearchFts[] = "agrSearchFts";   // SQLite only: the FTS5 index of SearchRows
+inline constexpr char SearchRows[] = "agrSearchRows";   // RowID, DepartmentID, AgreementID, Place,
+                                                        // DetailID, Label, Body
+inline constexpr char ScanText[] = "agrScanText";       // Sha256, Body, Confidence, Languages, ReadAt
+inline constexpr char ScanUnread[] = "agrScanUnread";   // QueueID, AgreementID, DetailID
+inline constexpr char SearchFts[] = "agrSearchFts";     // SQLite only: the FTS5 index of SearchRows
+inline constexpr char SearchDirty[] = "agrSearchDirty"; // DepartmentID, AgreementID: index rows to remake
 } // namespace table
 
 // Where a row of agrSearchRows comes from ("description", "content", "signatory", "scan", ...).
@@ -34,9 +36,10 @@ void CreateSearchIndex(platform::Connection &con);
 // Empties the index and fills it again from the tables; every scanned copy is queued again (its page text,
 // kept by the hash of its bytes, is not read again).
 void RebuildSearchIndex(platform::Connection &con);
-// SQLite: the full-text table takes the changes the triggers logged since the last search, in one
-// statement (FTS5 written row by row inside triggers costs a segment per statement). Nothing elsewhere.
-// Called before every search; inside an open transaction it leaves the log for the next one.
+// Brings the index up to date: the index rows of the agreements the triggers named since are made again
+// from the tables, and (SQLite) the full-text table takes the changed rows in one statement (FTS5 written
+// row by row inside triggers costs a segment per statement). Called before every search (on PostgreSQL by
+// the search's own statement); on SQLite, inside an open transaction it leaves the work for the next one.
 void SyncSearchIndex(platform::Connection &con);
 // True when the connection's engine keeps the index.
 bool SearchIndexSupported(platform::Connection &con);
@@ -49,10 +52,19 @@ struct SearchTerm
     bool prefix = false;
 };
 
-// The engine's text for one term, given to the marker of SearchTermStatement.
-QString SearchTermQuery(platform::Connection &con, const SearchTerm &term);
-// A select with one marker (the term's query text) giving RowID, DepartmentID, AgreementID and a score
-// (higher is better) of every index row that holds the term, within the departments given (none: all).
-QString SearchTermStatement(platform::Connection &con, const QList<int> &departments, int limit);
+// A select giving the term's number (1 for the first), RowID, DepartmentID, AgreementID and a score (higher
+// is better) of the index rows that hold each of the terms, at most rowsPerTerm of each, within the
+// departments given (none: all), with the values of its markers. On PostgreSQL the statement brings the
+// index up to date first. quick (while the clerk types): on SQLite a term of one word (or prefix) found
+// in more than rowsPerTerm texts is taken by its first rowsPerTerm texts in the order of the index's words,
+// unweighed (score 0).
+struct SearchTermsQuery
+{
+    QString statement;
+    QVariantList values;
+    QList<bool> unweighed; // per term
+};
+SearchTermsQuery SearchTermsOf(platform::Connection &con, const QList<SearchTerm> &terms,
+                               const QList<int> &departments, int rowsPerTerm, bool quick);
 
 } // namespace agr::schema

@@ -104,6 +104,8 @@ private Q_SLOTS:
     void scannedPages();
     void hostileText_data() { agrtest::addBackends(); }
     void hostileText();
+    void commonWordsWhileTyping_data() { agrtest::addBackends(); }
+    void commonWordsWhileTyping();
     void windowOverTheList_data() { agrtest::addBackends(); }
     void windowOverTheList();
 };
@@ -197,11 +199,28 @@ void tst_search::plainSqlKeepsItRight()
     con->Execute(QStringLiteral("delete from agreementregister where agragreementid=55"));
     QVERIFY(find(*con, QStringLiteral("capybara")).hits.isEmpty());
     // Deleting all details the way the save does leaves none of their words.
+    QCOMPARE(placesOf(find(*con, QStringLiteral("receipt"))), QStringList{QStringLiteral("content")});
     con->Execute(
         QStringLiteral("delete from AgreementContents where agcAgreementid=1 and agcDepartmentid=1"));
-    QCOMPARE(agrtest::countRows(*con, QStringLiteral("agrSearchRows"),
-                                QStringLiteral("AgreementID=1 and DepartmentID=1 and Place='content'")),
-             0);
+    QVERIFY(find(*con, QStringLiteral("receipt")).hits.isEmpty());
+
+    // One transaction writing an agreement before and after a search, and another agreement between: every
+    // row written is found once it is committed.
+    con->BeginTrans();
+    con->Execute(QStringLiteral("insert into AgreementContents values (2, 1, 7, 'Clause Marmoset')"));
+    find(*con, QStringLiteral("marmoset"));
+    con->Execute(QStringLiteral("insert into AgreementContents values (3, 1, 7, 'Clause Marmoset')"));
+    con->Execute(QStringLiteral("insert into AgreementContents values (2, 1, 8, 'Clause Wombat')"));
+    con->CommitTrans();
+    QCOMPARE(keys(find(*con, QStringLiteral("marmoset"))).size(), 2);
+    QCOMPARE(keys(find(*con, QStringLiteral("wombat"))), QStringList{QStringLiteral("1/2")});
+    // Rolled back: nothing of it is found, and what the agreement held still is.
+    con->BeginTrans();
+    con->Execute(QStringLiteral("update AgreementContents set agcContentdesc='Clause Quokka' where "
+                                "agcAgreementid=2 and agcDetailid=8"));
+    con->RollbackTrans();
+    QVERIFY(find(*con, QStringLiteral("quokka")).hits.isEmpty());
+    QCOMPARE(keys(find(*con, QStringLiteral("wombat"))), QStringList{QStringLiteral("1/2")});
 }
 
 // A database made before the index (or whose index was dropped) gets it from init-db, filled.
@@ -351,6 +370,42 @@ void tst_search::hostileText()
     QCOMPARE(host::parseSearch(QStringLiteral("photoc"), true).terms.value(0).prefix, true);
     QCOMPARE(host::parseSearch(QStringLiteral("ph"), true).terms.value(0).prefix, false);
     QCOMPARE(keys(find(*con, QStringLiteral("photoc*"))).size(), 1);
+}
+
+// While typing, a word or prefix held by more texts than are weighed is sampled, not weighed: the sample
+// still holds only agreements of the departments asked for that hold every term.
+void tst_search::commonWordsWhileTyping()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, true, true);
+    if (!con)
+        return;
+    for (int line = 1; line <= 6; ++line) {
+        con->Execute(QStringLiteral("insert into AgreementContents values (%1, 1, 20, 'Kinkajou%2 clause')")
+                         .arg(line % 3 + 1)
+                         .arg(line));
+        con->Execute(QStringLiteral("insert into AgreementContents values (3, 2, %1, 'Kinkajou%1 clause')")
+                         .arg(20 + line));
+    }
+    con->Execute(QStringLiteral("insert into AgreementContents values (2, 1, 30, 'Tapir')"));
+    const QStringList dept1 = {QStringLiteral("1/1"), QStringLiteral("1/2"), QStringLiteral("1/3")};
+    // A prefix longer than the indexed ones, one of two or three letters, a whole word; alone and beside
+    // a rare word.
+    for (const QString &text : {QStringLiteral("kinkaj"), QStringLiteral("kin"), QStringLiteral("clause"),
+                                QStringLiteral("tapir kinkaj"), QStringLiteral("clause tapir")}) {
+        const SearchResult sample = host::findAgreements(*con, host::parseSearch(text, true), {1}, 50, 3);
+        QVERIFY2(sample.partial, qPrintable(text));
+        const bool withTapir = text.contains(QLatin1String("tapir"));
+        QVERIFY2(withTapir || !sample.hits.isEmpty(), qPrintable(text));
+        for (const QString &key : keys(sample))
+            QVERIFY2(withTapir ? key == QLatin1String("1/2") : dept1.contains(key),
+                     qPrintable(text + QLatin1Char(' ') + key));
+    }
+    // Weighed as usual when the word is rarer than that.
+    const SearchResult weighed =
+        host::findAgreements(*con, host::parseSearch(QStringLiteral("kinkajou4"), true), {1, 2}, 50, 3);
+    QVERIFY(!weighed.partial);
+    QCOMPARE(keys(weighed), QStringList{QStringLiteral("1/2")});
 }
 
 // Ctrl+Shift+F in the list opens the window; hits follow the typing; Enter selects the agreement in the

@@ -5,9 +5,11 @@
 #include "platform/runtime/errors.h"
 #include "platform/ui/units.h"
 
+#include <QHash>
 #include <QHeaderView>
 #include <QScreen>
 #include <QScrollBar>
+#include <QSet>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -59,6 +61,8 @@ private Q_SLOTS:
     void sortCodes();
     void sortMovesColoursAndKeepsEqualRowsInOrder();
     void sortAgainSeesEveryChange();
+    void sortedRowsStayWhole();
+    void preparedSortGivesTheSameOrder();
     void rowsColsAddAndRemove();
     void formatStringAndColumns();
     void outOfRangeRaises();
@@ -105,6 +109,25 @@ void tst_FlexGrid::sortCodes()
     QCOMPARE(column(grid, 1), (QStringList{"a", "A", "b", "B"}));
     sortOn(grid, 1, FlexGrid::SortStringNoCaseDescending);
     QCOMPARE(column(grid, 1), (QStringList{"b", "B", "a", "A"}));
+
+    // Texts order by their UTF-16 units, however long the part they share; a shorter text comes first.
+    const QStringList texts{"AG/123456789",
+                            "AG/12345678",
+                            "AG/1234567",
+                            "AG/12345670",
+                            "AG",
+                            QString("AG") + QChar(0),
+                            QString(QChar(0xFFFF)) + "x",
+                            "\u00e9",
+                            "AG/12345678"};
+    QStringList ordered = texts;
+    std::sort(ordered.begin(), ordered.end());
+    fillColumn(grid, texts);
+    sortOn(grid, 1, FlexGrid::SortStringAscending);
+    QCOMPARE(column(grid, 1), ordered);
+    std::reverse(ordered.begin(), ordered.end());
+    sortOn(grid, 1, FlexGrid::SortStringDescending);
+    QCOMPARE(column(grid, 1), ordered);
 
     // The fixed row never moves, and neither does anything for code 0.
     grid.setTextMatrix(0, 1, "zzz caption");
@@ -202,6 +225,137 @@ void tst_FlexGrid::sortAgainSeesEveryChange()
     QCOMPARE(column(grid, 1), (QStringList{"b", "a", "a"}));
     sortOn(grid, 1, FlexGrid::SortStringAscending);
     QCOMPARE(column(grid, 2), (QStringList{"1", "2", "0"}));
+}
+
+void tst_FlexGrid::sortedRowsStayWhole()
+{
+    // After a sort every change must keep a row's cells and colours together, wherever the row is shown.
+    // Column 2 names the row; `shown` is the order the grid must show, `keyOf` and `red` what each row holds.
+    FlexGrid grid;
+    grid.setCols(3);
+    const QStringList keys{"d", "b", "a", "c", "b", "a"};
+    grid.setRows(int(keys.size()) + 1);
+    QHash<QString, QString> keyOf;
+    QSet<QString> red;
+    for (int r = 1; r <= keys.size(); ++r) {
+        const QString id = QString::number(r);
+        grid.setTextMatrix(r, 1, keys.at(r - 1));
+        grid.setTextMatrix(r, 2, id);
+        keyOf[id] = keys.at(r - 1);
+        if (r % 2 == 0) {
+            grid.setCellBackColorAt(r, 2, platform::vbRed);
+            red << id;
+        }
+    }
+    QStringList shown;
+    auto check = [&] {
+        grid.flush();
+        QCOMPARE(column(grid, 2), shown);
+        for (int r = 1; r < grid.Rows(); ++r) {
+            const QString id = grid.TextMatrix(r, 2);
+            QCOMPARE(grid.TextMatrix(r, 1), keyOf.value(id));
+            QCOMPARE(grid.cellBackColorAt(r, 2) == platform::vbRed, red.contains(id));
+            QCOMPARE(grid.model()->index(r - 1, 2).data().toString(), id);
+        }
+    };
+
+    sortOn(grid, 1, FlexGrid::SortStringAscending);
+    shown = QStringList{"3", "6", "2", "5", "4", "1"};
+    check();
+
+    grid.setTextMatrix(1, 1, "z"); // row "3"
+    keyOf["3"] = "z";
+    grid.setCellBackColorAt(1, 2, platform::vbRed);
+    red << "3";
+    grid.AddItem("	e	7", 2);
+    keyOf["7"] = "e";
+    shown.insert(1, "7");
+    grid.AddItem("	f	8");
+    keyOf["8"] = "f";
+    shown << "8";
+    check();
+    grid.RemoveItem(3); // row "6"
+    shown.removeAt(2);
+    check();
+
+    sortOn(grid, 1, FlexGrid::SortStringDescending);
+    shown = QStringList{"3", "8", "7", "1", "4", "2", "5"};
+    check();
+    grid.setRows(grid.Rows() - 2); // drops "2" and "5"
+    shown.resize(5);
+    grid.setRows(grid.Rows() + 1);
+    shown << QString();
+    check();
+    grid.setCols(4);
+    check();
+    sortOn(grid, 1, FlexGrid::SortStringAscending);
+    shown = QStringList{QString(), "4", "1", "7", "8", "3"};
+    check();
+}
+
+void tst_FlexGrid::preparedSortGivesTheSameOrder()
+{
+    // Two grids with the same rows, one working its sort out ahead: whatever happens between the preparing,
+    // the idle moments and the sort, both show the same order. Many rows share a key, so that the order
+    // equal keys keep shows too.
+    FlexGrid plain;
+    FlexGrid prepared;
+    for (FlexGrid *grid : {&plain, &prepared}) {
+        grid->setCols(3);
+        grid->setRows(301);
+        for (int r = 1; r <= 300; ++r) {
+            grid->setTextMatrix(r, 1, QString(r % 3 ? "k%1" : "K%1").arg(r * 7 % 13));
+            grid->setTextMatrix(r, 2, QString::number(r));
+        }
+    }
+    prepared.prepareSort(FlexGrid::SortStringAscending, 1, 1);
+    auto both = [&](const std::function<void(FlexGrid &)> &step) {
+        step(plain);
+        step(prepared);
+    };
+    auto sortBoth = [&](int code) {
+        // Another order first: equal keys then keep the ids' descending order.
+        both([](FlexGrid &grid) { sortOn(grid, 2, FlexGrid::SortNumericDescending); });
+        both([code](FlexGrid &grid) { sortOn(grid, 1, code); });
+        QCOMPARE(column(prepared, 2), column(plain, 2));
+        QCOMPARE(column(prepared, 1), column(plain, 1));
+        for (int r = 2; r < plain.Rows(); ++r) {
+            const int order = plain.TextMatrix(r - 1, 1).compare(plain.TextMatrix(r, 1));
+            QVERIFY(code == FlexGrid::SortStringAscending ? order <= 0 : order >= 0);
+            if (order == 0)
+                QVERIFY(plain.TextMatrix(r - 1, 2).toInt() > plain.TextMatrix(r, 2).toInt());
+        }
+    };
+
+    sortBoth(FlexGrid::SortStringAscending); // asked before any idle moment
+    QCoreApplication::processEvents();       // the idle moment: the order is worked out on another thread
+    sortBoth(FlexGrid::SortStringAscending);
+    sortBoth(FlexGrid::SortStringDescending);
+
+    // A key written after the preparing counts at once, and again after the next idle moment.
+    QCoreApplication::processEvents();
+    both([](FlexGrid &grid) { grid.setTextMatrix(5, 1, "A"); });
+    sortBoth(FlexGrid::SortStringAscending);
+    QCOMPARE(prepared.TextMatrix(1, 1), QString("A"));
+    QCoreApplication::processEvents();
+    both([](FlexGrid &grid) { grid.setTextMatrix(1, 1, "zz"); });
+    QCoreApplication::processEvents();
+    sortBoth(FlexGrid::SortStringAscending);
+    QCOMPARE(prepared.TextMatrix(300, 1), QString("zz"));
+
+    // Rows that come and go, and another column asked for.
+    both([](FlexGrid &grid) {
+        grid.AddItem("	K5	301", 7);
+        grid.RemoveItem(20);
+    });
+    QCoreApplication::processEvents();
+    sortBoth(FlexGrid::SortStringAscending);
+    prepared.prepareSort(FlexGrid::SortNumericAscending, 2, 2);
+    QCoreApplication::processEvents();
+    both([](FlexGrid &grid) { sortOn(grid, 1, FlexGrid::SortStringDescending); });
+    both([](FlexGrid &grid) { sortOn(grid, 2, FlexGrid::SortNumericAscending); });
+    QCOMPARE(column(prepared, 2), column(plain, 2));
+    QCOMPARE(prepared.TextMatrix(1, 2), QString("1"));
 }
 
 void tst_FlexGrid::rowsColsAddAndRemove()

@@ -194,6 +194,8 @@ void FrmMaster::buildControls()
         control->installEventFilter(this);
 
     connect(cboColNames, &QComboBox::activated, this, platform::trapped([this] { cboColNames_Click(); }));
+    connect(cboSearch, &QComboBox::currentIndexChanged, this,
+            platform::trapped([this] { prepareSearchSort(); }));
     onOptionClick(optAscend, [this] { optAscend_Click(); });
     onOptionClick(optDescend, [this] { optDescend_Click(); });
     connect(mfgMaster, &FlexGrid::DblClick, this,
@@ -394,6 +396,7 @@ void FrmMaster::NameGrid(const QString &tableName, QVector<double> &widths)
             cboSearch->setCurrentIndex(-1);
             rs.Close();
         }
+        prepareSearchSort();
 
         const int cols = grid.Cols();
         for (int c = 0; c < cols && c < widths.size(); ++c) {
@@ -616,6 +619,15 @@ void FrmMaster::txtsearch_KeyUp(qint16 &keyCode, int shift)
         searchtheword(Trim(txtsearch->text()));
         SetRowButtons();
     });
+}
+
+void FrmMaster::prepareSearchSort()
+{
+    // Every key of the search sorts its column first. The grid works that sort out while the clerk is still
+    // choosing and typing, so that the first key answers as quickly as the next ones.
+    const int item = cboSearch->currentIndex();
+    const int column = item < 0 ? 0 : cboSearch->itemData(item).toInt();
+    mfgMaster->prepareSort(item < 0 ? FlexGrid::SortNone : FlexGrid::SortStringAscending, column, column);
 }
 
 void FrmMaster::searchtheword(const QString &word)

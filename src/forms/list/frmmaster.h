@@ -90,6 +90,7 @@ public:
     void txtsearch_KeyPress(qint16 &keyAscii);
     void txtsearch_KeyUp(qint16 &keyCode, int shift);
     void searchtheword(const QString &word);
+    void prepareSearchSort(); // when the search column changes
     void mfgMaster_DblClick();
     void mfgMaster_KeyPress(qint16 &keyAscii);
     void mfgMaster_KeyDown(qint16 &keyCode, int shift);

@@ -180,43 +180,47 @@ SearchResult findAgreements(platform::Connection &con, const SearchQuery &query,
     auto keyOf = [](qint64 department, qint64 agreement) { return (department << 32) | quint32(agreement); };
 
     // Another program may hold the write lock; the search then answers from the index as it stands, and
-    // rows removed since are still left out by the join with the index rows.
-    platform::Trap([&] { agr::schema::SyncSearchIndex(con); }, {});
-    QHash<Key, Weighed> all;
-    bool first = true;
-    const QString statement = agr::schema::SearchTermStatement(con, departments, rowsPerTerm);
-    for (const SearchTerm &term : query.terms) {
-        platform::Command command(con);
-        command.setCommandText(statement);
-        command.ParametersRefresh();
-        platform::Recordset rs = command.Execute({agr::schema::SearchTermQuery(con, term)});
-        if (rs.RecordCount() >= rowsPerTerm)
-            result.partial = true;
-        QHash<Key, Weighed> found;
-        for (; !rs.isEOF(); rs.MoveNext()) {
-            const Key key = keyOf(rs.Fields(1).toLong(), rs.Fields(2).toLong());
-            if (!first && !all.contains(key))
-                continue;
-            Weighed &w = found[key];
-            const double score = rs.Fields(3).toDouble();
-            w.score += score;
-            w.rows.append({score, rs.Fields(0).Value().toLongLong()});
-        }
-        if (first) {
-            all = std::move(found);
-            first = false;
+    // rows removed since are still left out by the join with the index rows. PostgreSQL's statement brings
+    // the index up to date itself.
+    if (con.backend() != platform::Backend::PostgreSQL)
+        platform::Trap([&] { agr::schema::SyncSearchIndex(con); }, {});
+    const agr::schema::SearchTermsQuery terms = agr::schema::SearchTermsOf(
+        con, query.terms, departments, rowsPerTerm, rowsPerTerm <= RowsPerTermWhileTyping);
+    platform::Command command(con);
+    command.setCommandText(terms.statement);
+    command.ParametersRefresh();
+    platform::Recordset rs = command.Execute(terms.values);
+    result.partial = terms.unweighed.contains(true);
+    // The rows of each term, in the order of the terms.
+    QList<QHash<Key, Weighed>> byTerm(query.terms.size());
+    QList<int> rowsOfTerm(query.terms.size(), 0);
+    for (; !rs.isEOF(); rs.MoveNext()) {
+        const qsizetype term = rs.Fields(0).toLong() - 1;
+        if (term < 0 || term >= byTerm.size())
             continue;
-        }
+        ++rowsOfTerm[term];
+        Weighed &w = byTerm[term][keyOf(rs.Fields(2).toLong(), rs.Fields(3).toLong())];
+        const double score = rs.Fields(4).toDouble();
+        w.score += score;
+        w.rows.append({score, rs.Fields(1).Value().toLongLong()});
+    }
+    for (int rows : std::as_const(rowsOfTerm))
+        if (rows >= rowsPerTerm)
+            result.partial = true;
+    // An agreement is a hit when every term found a row of it.
+    QHash<Key, Weighed> all = byTerm.value(0);
+    for (qsizetype t = 1; t < byTerm.size() && !all.isEmpty(); ++t) {
         QHash<Key, Weighed> both;
-        for (auto it = found.begin(); it != found.end(); ++it) {
-            Weighed w = all.value(it.key());
+        for (auto it = byTerm.at(t).cbegin(); it != byTerm.at(t).cend(); ++it) {
+            auto had = all.constFind(it.key());
+            if (had == all.cend())
+                continue;
+            Weighed w = *had;
             w.score += it->score;
             w.rows += it->rows;
             both.insert(it.key(), std::move(w));
         }
         all = std::move(both);
-        if (all.isEmpty())
-            break;
     }
 
     QList<Key> order = all.keys();
@@ -232,7 +236,6 @@ SearchResult findAgreements(platform::Connection &con, const SearchQuery &query,
 
     // The hits' headers and the texts of their best rows.
     QHash<Key, int> position;
-    QHash<qint64, QStringList> idsByDepartment;
     QStringList rowIds;
     for (Key key : std::as_const(order)) {
         SearchHit hit;
@@ -241,7 +244,6 @@ SearchResult findAgreements(platform::Connection &con, const SearchQuery &query,
         hit.score = all.value(key).score;
         position.insert(key, int(result.hits.size()));
         result.hits.append(hit);
-        idsByDepartment[hit.departmentId] << QString::number(hit.agreementId);
         QList<QPair<double, qint64>> rows = all.value(key).rows;
         std::sort(rows.begin(), rows.end(), [](const auto &a, const auto &b) { return a.first > b.first; });
         QSet<qint64> seen;
@@ -254,26 +256,14 @@ SearchResult findAgreements(platform::Connection &con, const SearchQuery &query,
             }
         }
     }
-    for (auto it = idsByDepartment.cbegin(); it != idsByDepartment.cend(); ++it) {
-        platform::Recordset rs = con.Execute(
-            QStringLiteral(
-                "select agrDepartmentid, agragreementid, agragreementNo, agragreementdesc, agrcancelled "
-                "from agreementregister where agrDepartmentid = ") +
-            QString::number(it.key()) + QStringLiteral(" and agragreementid in (") +
-            it->join(QLatin1Char(',')) + QLatin1Char(')'));
-        for (; !rs.isEOF(); rs.MoveNext()) {
-            SearchHit &hit = result.hits[position.value(keyOf(rs.Fields(0).toLong(), rs.Fields(1).toLong()))];
-            hit.number = rs.Fields(2).joinEmpty();
-            hit.description = rs.Fields(3).joinEmpty();
-            hit.cancelled = !rs.Fields(4).isNull() && rs.Fields(4).toLong() == 1;
-        }
-    }
+    // The texts of the hits' best rows with their agreements' headers, in one statement.
     QHash<qint64, SearchMatch> matchOfRow;
     QHash<qint64, Key> keyOfRow;
     platform::Recordset rows = con.Execute(
-        QStringLiteral(
-            "select RowID, DepartmentID, AgreementID, Place, DetailID, Label, Body from agrSearchRows "
-            "where RowID in (") +
+        QStringLiteral("select r.RowID, r.DepartmentID, r.AgreementID, r.Place, r.DetailID, r.Label, r.Body, "
+                       "h.agragreementNo, h.agragreementdesc, h.agrcancelled from agrSearchRows r left join "
+                       "agreementregister h on h.agrDepartmentid = r.DepartmentID and h.agragreementid = "
+                       "r.AgreementID where r.RowID in (") +
         rowIds.join(QLatin1Char(',')) + QLatin1Char(')'));
     for (; !rows.isEOF(); rows.MoveNext()) {
         SearchMatch match;
@@ -282,8 +272,15 @@ SearchResult findAgreements(platform::Connection &con, const SearchQuery &query,
         match.label = rows.Fields(5).joinEmpty();
         match.excerpt = excerptOf(rows.Fields(6).joinEmpty(), query.terms);
         const qint64 id = rows.Fields(0).Value().toLongLong();
+        const Key key = keyOf(rows.Fields(1).toLong(), rows.Fields(2).toLong());
         matchOfRow.insert(id, match);
-        keyOfRow.insert(id, keyOf(rows.Fields(1).toLong(), rows.Fields(2).toLong()));
+        keyOfRow.insert(id, key);
+        if (!rows.Fields(7).isNull() || !rows.Fields(8).isNull()) {
+            SearchHit &hit = result.hits[position.value(key)];
+            hit.number = rows.Fields(7).joinEmpty();
+            hit.description = rows.Fields(8).joinEmpty();
+            hit.cancelled = !rows.Fields(9).isNull() && rows.Fields(9).toLong() == 1;
+        }
     }
     // In the order the rows were weighed: best first.
     for (const QString &id : std::as_const(rowIds)) {

@@ -715,6 +715,11 @@ void FlexGrid::setSort(int code)
     d->model->sortRows(code, d->sel().col, d->sel().colSel);
 }
 
+void FlexGrid::prepareSort(int code, int col, int colSel)
+{
+    d->model->prepareSort(code, col, colSel);
+}
+
 quint32 FlexGrid::CellBackColor() const
 {
     return cellBackColorAt(d->sel().row, d->sel().col);
@@ -836,6 +841,7 @@ int FlexGrid::CellHeight() const
 
 void FlexGrid::resetToNew()
 {
+    d->model->prepareSort(SortNone, 0, 0);
     d->model->resize(0, 0);
     d->model->clearCells();
     d->model->resize(2, 2);

@@ -75,10 +75,14 @@ public:
     void RemoveItem(int index); // rows below move up
     void Clear();               // empties every cell, keeps the size
 
-    // Sort = code: orders rows FixedRows..Rows-1 by columns Col..ColSel. The same sort again costs nothing
-    // while no row has come or gone and no cell of those columns was written; a column already in order
-    // otherwise costs one pass to check.
+    // Sort = code: orders rows FixedRows..Rows-1 by columns Col..ColSel; rows with equal keys keep their
+    // order. The same sort again costs nothing while no row has come or gone and no cell of those columns
+    // was written; a column already in order otherwise costs one pass to check.
     void setSort(int code);
+    // Works out ahead, off the user-interface thread, what Sort = code over the columns col..colSel will
+    // need, and keeps it up to date as their cells change, so that the Sort itself stays quick on long
+    // lists; SortNone stops. Moves no row: what the grid shows is the same with or without it.
+    void prepareSort(int code, int col, int colSel);
 
     // CellBackColor paints the current cell (the original's FillStyle single).
     quint32 CellBackColor() const;

@@ -7,7 +7,9 @@
 #include <QGuiApplication>
 #include <QLocale>
 #include <QPalette>
+#include <QThreadPool>
 #include <algorithm>
+#include <memory>
 #include <numeric>
 
 namespace platform {
@@ -30,22 +32,156 @@ QColor textOn(const QColor &background)
 
 enum class SortKind
 {
-    Generic,
+    Generic = 1,
     Numeric,
     NoCase,
     Case
 };
 
+SortKind sortKind(int code)
+{
+    return code <= 2   ? SortKind::Generic
+           : code <= 4 ? SortKind::Numeric
+           : code <= 6 ? SortKind::NoCase
+                       : SortKind::Case;
+}
+
+// Dense ranks of n rows of k key cells each under the sort's comparison; keys(i) is cell i % k of row i / k.
+// Keys are worked out once per cell, not once per comparison, and lie side by side in memory. Reads nothing
+// but what keys gives, so it may run on another thread while nobody writes those texts.
+template <typename Keys> std::vector<int> rankRows(SortKind kind, int n, int k, const Keys &keys)
+{
+    const size_t keyCount = size_t(n) * size_t(k);
+    std::vector<double> numbers;
+    std::vector<char> numeric;
+    std::vector<QString> folded;
+    std::vector<QStringView> texts(kind == SortKind::Numeric ? 0 : keyCount);
+    if (kind == SortKind::Numeric || kind == SortKind::Generic)
+        numbers.resize(keyCount);
+    if (kind == SortKind::Generic)
+        numeric.resize(keyCount);
+    if (kind == SortKind::Generic || kind == SortKind::NoCase)
+        folded.resize(keyCount);
+    for (size_t at = 0; at < keyCount; ++at) {
+        switch (kind) {
+        case SortKind::Numeric:
+            numbers[at] = Val(keys(at));
+            break;
+        case SortKind::Generic:
+            numeric[at] = isNumericText(keys(at), &numbers[at]);
+            if (!numeric[at]) {
+                folded[at] = keys(at).toCaseFolded();
+                texts[at] = folded[at];
+            }
+            break;
+        case SortKind::NoCase:
+            folded[at] = keys(at).toCaseFolded();
+            texts[at] = folded[at];
+            break;
+        case SortKind::Case:
+            texts[at] = keys(at);
+            break;
+        }
+    }
+
+    auto compare = [&](int a, int b) -> int {
+        for (int j = 0; j < k; ++j) {
+            const size_t ka = size_t(a) * size_t(k) + size_t(j);
+            const size_t kb = size_t(b) * size_t(k) + size_t(j);
+            int result = 0;
+            if (kind == SortKind::Numeric || (kind == SortKind::Generic && numeric[ka] && numeric[kb]))
+                result = numbers[ka] < numbers[kb] ? -1 : (numbers[kb] < numbers[ka] ? 1 : 0);
+            else if (kind == SortKind::Generic && numeric[ka] != numeric[kb])
+                result = numeric[ka] ? -1 : 1; // numbers before texts
+            else
+                result = texts[ka].compare(texts[kb], Qt::CaseSensitive);
+            if (result != 0)
+                return result;
+        }
+        return 0;
+    };
+
+    // Texts compared code unit by code unit: the first eight units of the first key, packed into two numbers
+    // that order as the texts do (a shorter text padded with zeros), settle most comparisons without reading
+    // the texts and keep the sort in one block of memory; with its length they settle every comparison of
+    // texts that short. Other rows are compared in full.
+    struct Headed
+    {
+        quint64 high = 0;
+        quint64 low = 0;
+        int row = 0;
+        int size = 0;
+    };
+    auto compareHeaded = [&](const Headed &a, const Headed &b) -> int {
+        if (a.high != b.high)
+            return a.high < b.high ? -1 : 1;
+        if (a.low != b.low)
+            return a.low < b.low ? -1 : 1;
+        if (a.size <= 8 && b.size <= 8 && (a.size != b.size || k == 1))
+            return a.size < b.size ? -1 : (a.size > b.size ? 1 : 0);
+        return compare(a.row, b.row);
+    };
+    std::vector<Headed> headed;
+    if (kind == SortKind::Case || kind == SortKind::NoCase) {
+        headed.resize(size_t(n));
+        for (int i = 0; i < n; ++i) {
+            const QStringView text = texts[size_t(i) * size_t(k)];
+            Headed &entry = headed[size_t(i)];
+            entry.row = i;
+            entry.size = int(std::min<qsizetype>(text.size(), 9));
+            const qsizetype units = std::min<qsizetype>(text.size(), 8);
+            for (qsizetype u = 0; u < units; ++u)
+                (u < 4 ? entry.high : entry.low) |= quint64(text[u].unicode()) << (48 - 16 * (u % 4));
+        }
+        std::stable_sort(headed.begin(), headed.end(),
+                         [&](const Headed &a, const Headed &b) { return compareHeaded(a, b) < 0; });
+    }
+    std::vector<int> order(static_cast<size_t>(n));
+    if (headed.empty()) {
+        std::iota(order.begin(), order.end(), 0);
+        std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return compare(a, b) < 0; });
+    } else {
+        for (int i = 0; i < n; ++i)
+            order[size_t(i)] = headed[size_t(i)].row;
+    }
+
+    std::vector<int> ranks(static_cast<size_t>(n));
+    int rank = 0;
+    for (int i = 0; i < n; ++i) {
+        if (i > 0) {
+            const bool apart = headed.empty() ? compare(order[size_t(i - 1)], order[size_t(i)]) != 0
+                                              : compareHeaded(headed[size_t(i - 1)], headed[size_t(i)]) != 0;
+            rank += apart ? 1 : 0;
+        }
+        ranks[size_t(order[size_t(i)])] = rank;
+    }
+    return ranks;
+}
+
 } // namespace
 
 FlexGridModel::FlexGridModel(QObject *parent) : QAbstractTableModel(parent) {}
 
+FlexGridModel::~FlexGridModel()
+{
+    waitForReaders();
+}
+
 void FlexGridModel::resize(int rows, int cols)
 {
+    waitForReaders();
     rows = std::max(rows, 0);
     cols = std::max(cols, 0);
     if (rows == m_rows && cols == m_cols)
         return;
+    forgetRankings();
+    // New rows at the end are stored at the end; anything else needs the cells in grid order first.
+    if (cols == m_cols && rows > m_rows && !m_storedRows.empty()) {
+        m_storedRows.resize(size_t(rows));
+        std::iota(m_storedRows.begin() + m_rows, m_storedRows.end(), m_rows);
+    } else {
+        settleRows();
+    }
     if (cols != m_cols) {
         std::vector<QString> cells(size_t(rows) * size_t(cols));
         const int keepRows = std::min(rows, m_rows);
@@ -96,20 +232,29 @@ void FlexGridModel::setFixedCols(int cols)
 
 void FlexGridModel::setText(int row, int col, const QString &text)
 {
-    m_cells[size_t(row) * size_t(m_cols) + size_t(col)] = text;
+    waitForReaders();
+    m_cells[size_t(storedRow(row)) * size_t(m_cols) + size_t(col)] = text;
     if (m_orderCode != 0 && row >= m_fixedRows && col >= m_orderFirstCol && col <= m_orderLastCol)
         forgetOrder();
+    if (!m_rankings.empty())
+        forgetRankings(col);
     markChanged();
 }
 
 void FlexGridModel::insertRow(int row, const QStringList &texts)
 {
-    m_cells.insert(m_cells.begin() + qptrdiff(row) * m_cols, size_t(m_cols), QString());
+    waitForReaders();
+    forgetRankings();
+    // Once sorted, the new row is stored at the end and only its number goes in at its place.
+    const int stored = m_storedRows.empty() ? row : m_rows;
+    m_cells.insert(m_cells.begin() + qptrdiff(stored) * m_cols, size_t(m_cols), QString());
     const int n = std::min<int>(int(texts.size()), m_cols);
     for (int c = 0; c < n; ++c)
-        m_cells[size_t(row) * size_t(m_cols) + size_t(c)] = texts.at(c);
+        m_cells[size_t(stored) * size_t(m_cols) + size_t(c)] = texts.at(c);
     ++m_rows;
-    if (!m_backColors.isEmpty()) {
+    if (!m_storedRows.empty())
+        m_storedRows.insert(m_storedRows.begin() + row, stored);
+    else if (!m_backColors.isEmpty()) {
         std::vector<int> newRowOf(static_cast<size_t>(m_rows - 1));
         for (int r = 0; r < m_rows - 1; ++r)
             newRowOf[size_t(r)] = r < row ? r : r + 1;
@@ -121,13 +266,21 @@ void FlexGridModel::insertRow(int row, const QStringList &texts)
 
 void FlexGridModel::removeRow(int row)
 {
-    const auto first = m_cells.begin() + qptrdiff(row) * m_cols;
+    waitForReaders();
+    forgetRankings();
+    const int stored = storedRow(row);
+    const auto first = m_cells.begin() + qptrdiff(stored) * m_cols;
     m_cells.erase(first, first + m_cols);
     if (!m_backColors.isEmpty()) {
         std::vector<int> newRowOf(static_cast<size_t>(m_rows));
         for (int r = 0; r < m_rows; ++r)
-            newRowOf[size_t(r)] = r < row ? r : (r == row ? -1 : r - 1);
+            newRowOf[size_t(r)] = r < stored ? r : (r == stored ? -1 : r - 1);
         remapColorRows(newRowOf);
+    }
+    if (!m_storedRows.empty()) {
+        m_storedRows.erase(m_storedRows.begin() + row);
+        for (int &other : m_storedRows)
+            other -= other > stored ? 1 : 0;
     }
     --m_rows;
     m_fixedRows = std::min(m_fixedRows, m_rows);
@@ -137,10 +290,12 @@ void FlexGridModel::removeRow(int row)
 
 void FlexGridModel::clearCells()
 {
+    waitForReaders();
     for (QString &cell : m_cells)
         cell = QString();
     m_backColors.clear();
     forgetOrder();
+    forgetRankings();
     markChanged();
 }
 
@@ -175,104 +330,160 @@ bool FlexGridModel::sortRows(int code, int firstCol, int lastCol)
     m_orderCode = code;
     m_orderFirstCol = firstCol;
     m_orderLastCol = lastCol;
-    const int k = lastCol - firstCol + 1;
+    const std::vector<int> &ranks = ranking(int(sortKind(code)), firstCol, lastCol);
+
+    // Rows of equal rank keep their order: a counting sort by rank, descending by the rank turned round.
     const bool descending = code % 2 == 0;
-    const SortKind kind = code <= 2   ? SortKind::Generic
-                          : code <= 4 ? SortKind::Numeric
-                          : code <= 6 ? SortKind::NoCase
-                                      : SortKind::Case;
-
-    // Keys are worked out once per cell, not once per comparison, and lie side by side in memory.
-    const size_t keyCount = size_t(n) * size_t(k);
-    std::vector<double> numbers;
-    std::vector<char> numeric;
-    std::vector<QString> folded;
-    std::vector<QStringView> texts(kind == SortKind::Numeric ? 0 : keyCount);
-    auto cell = [&](int i, int j) -> const QString & { return text(first + i, firstCol + j); };
-    if (kind == SortKind::Numeric || kind == SortKind::Generic)
-        numbers.resize(keyCount);
-    if (kind == SortKind::Generic)
-        numeric.resize(keyCount);
-    if (kind == SortKind::Generic || kind == SortKind::NoCase)
-        folded.resize(keyCount);
+    const int rankCount = *std::max_element(ranks.begin(), ranks.end()) + 1;
+    std::vector<int> rankOf(static_cast<size_t>(n));
     for (int i = 0; i < n; ++i) {
-        for (int j = 0; j < k; ++j) {
-            const size_t at = size_t(i) * size_t(k) + size_t(j);
-            switch (kind) {
-            case SortKind::Numeric:
-                numbers[at] = Val(cell(i, j));
-                break;
-            case SortKind::Generic:
-                numeric[at] = isNumericText(cell(i, j), &numbers[at]);
-                if (!numeric[at]) {
-                    folded[at] = cell(i, j).toCaseFolded();
-                    texts[at] = folded[at];
-                }
-                break;
-            case SortKind::NoCase:
-                folded[at] = cell(i, j).toCaseFolded();
-                texts[at] = folded[at];
-                break;
-            case SortKind::Case:
-                texts[at] = cell(i, j);
-                break;
-            }
-        }
+        const int rank = ranks[size_t(storedRow(first + i))];
+        rankOf[size_t(i)] = descending ? rankCount - 1 - rank : rank;
     }
-
-    auto compare = [&](int a, int b) -> int {
-        for (int j = 0; j < k; ++j) {
-            const size_t ka = size_t(a) * size_t(k) + size_t(j);
-            const size_t kb = size_t(b) * size_t(k) + size_t(j);
-            int result = 0;
-            if (kind == SortKind::Numeric || (kind == SortKind::Generic && numeric[ka] && numeric[kb]))
-                result = numbers[ka] < numbers[kb] ? -1 : (numbers[kb] < numbers[ka] ? 1 : 0);
-            else if (kind == SortKind::Generic && numeric[ka] != numeric[kb])
-                result = numeric[ka] ? -1 : 1; // numbers before texts
-            else
-                result = texts[ka].compare(texts[kb], Qt::CaseSensitive);
-            if (result != 0)
-                return result;
-        }
-        return 0;
-    };
-    auto less = [&](int a, int b) {
-        const int result = compare(a, b);
-        return descending ? result > 0 : result < 0;
-    };
-
-    std::vector<int> order(static_cast<size_t>(n));
-    std::iota(order.begin(), order.end(), 0);
-    if (std::is_sorted(order.begin(), order.end(), less))
+    if (std::is_sorted(rankOf.begin(), rankOf.end()))
         return false;
-    std::stable_sort(order.begin(), order.end(), less);
-
-    std::vector<QString> moved(size_t(n) * size_t(m_cols));
-    for (int i = 0; i < n; ++i) {
-        const size_t from = size_t(first + order[size_t(i)]) * size_t(m_cols);
-        for (int c = 0; c < m_cols; ++c)
-            moved[size_t(i) * size_t(m_cols) + size_t(c)] = std::move(m_cells[from + size_t(c)]);
+    std::vector<int> start(size_t(rankCount) + 1, 0);
+    for (const int rank : rankOf)
+        ++start[size_t(rank) + 1];
+    std::partial_sum(start.begin(), start.end(), start.begin());
+    if (m_storedRows.empty()) {
+        m_storedRows.resize(size_t(m_rows));
+        std::iota(m_storedRows.begin(), m_storedRows.end(), 0);
     }
-    std::move(moved.begin(), moved.end(), m_cells.begin() + qptrdiff(first) * m_cols);
-    if (!m_backColors.isEmpty()) {
-        std::vector<int> newRowOf(static_cast<size_t>(m_rows));
-        std::iota(newRowOf.begin(), newRowOf.end(), 0);
-        for (int i = 0; i < n; ++i)
-            newRowOf[size_t(first + order[size_t(i)])] = first + i;
-        remapColorRows(newRowOf);
-    }
+    std::vector<int> shown(static_cast<size_t>(n));
+    for (int i = 0; i < n; ++i)
+        shown[size_t(start[size_t(rankOf[size_t(i)])]++)] = m_storedRows[size_t(first + i)];
+    std::copy(shown.begin(), shown.end(), m_storedRows.begin() + first);
     markChanged();
     return true;
 }
 
+void FlexGridModel::prepareSort(int code, int firstCol, int lastCol)
+{
+    if (code < 1 || code > 8 || m_cols == 0) {
+        m_wanted = Ranking();
+        return;
+    }
+    if (firstCol > lastCol)
+        std::swap(firstCol, lastCol);
+    m_wanted.kind = int(sortKind(code));
+    m_wanted.firstCol = std::clamp(firstCol, 0, m_cols - 1);
+    m_wanted.lastCol = std::clamp(lastCol, 0, m_cols - 1);
+    if (!m_prepareQueued) {
+        m_prepareQueued = true;
+        QMetaObject::invokeMethod(this, &FlexGridModel::startPreparing, Qt::QueuedConnection);
+    }
+}
+
+void FlexGridModel::startPreparing()
+{
+    m_prepareQueued = false;
+    const Ranking wanted = m_wanted;
+    if (wanted.kind == 0 || wanted.lastCol >= m_cols)
+        return;
+    for (const Ranking &known : m_rankings) {
+        if (known.kind == wanted.kind && known.firstCol == wanted.firstCol && known.lastCol == wanted.lastCol)
+            return;
+    }
+    // The worker reads the cells where they are; every change to them waits for it first (waitForReaders).
+    std::erase_if(m_readers, [](const std::shared_future<std::vector<int>> &reader) {
+        return reader.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    });
+    auto promise = std::make_shared<std::promise<std::vector<int>>>();
+    Ranking ranking = wanted;
+    ranking.ranks = promise->get_future().share();
+    m_readers.push_back(ranking.ranks);
+    if (!m_workers) {
+        // A pool of its own: Qt's painting shares out work on the global pool and must not queue behind this.
+        m_workers = std::make_unique<QThreadPool>();
+        m_workers->setMaxThreadCount(1);
+    }
+    m_workers->start([promise, kind = SortKind(wanted.kind), rows = m_rows,
+                      keys = rowKeys(wanted.firstCol, wanted.lastCol),
+                      k = wanted.lastCol - wanted.firstCol + 1] {
+        try {
+            promise->set_value(rankRows(kind, rows, k, keys));
+        } catch (...) {
+            promise->set_exception(std::current_exception());
+        }
+    });
+    m_rankings.push_back(std::move(ranking));
+}
+
+std::function<const QString &(size_t)> FlexGridModel::rowKeys(int firstCol, int lastCol) const
+{
+    const size_t k = size_t(lastCol - firstCol + 1);
+    return [cells = m_cells.data(), cols = size_t(m_cols), first = size_t(firstCol),
+            k](size_t at) -> const QString & { return cells[at / k * cols + first + at % k]; };
+}
+
+void FlexGridModel::waitForReaders()
+{
+    for (const std::shared_future<std::vector<int>> &reader : m_readers)
+        reader.wait();
+    m_readers.clear();
+}
+
+const std::vector<int> &FlexGridModel::ranking(int kind, int firstCol, int lastCol)
+{
+    for (const Ranking &known : m_rankings) {
+        if (known.kind == kind && known.firstCol == firstCol && known.lastCol == lastCol)
+            return known.ranks.get();
+    }
+    // A few rankings are kept, so that turning the direction or going back to a column costs no new one.
+    constexpr size_t Kept = 4;
+    if (m_rankings.size() >= Kept) {
+        const auto oldest = std::find_if(m_rankings.begin(), m_rankings.end(), [this](const Ranking &known) {
+            return known.kind != m_wanted.kind || known.firstCol != m_wanted.firstCol ||
+                   known.lastCol != m_wanted.lastCol;
+        });
+        m_rankings.erase(oldest);
+    }
+    std::promise<std::vector<int>> made;
+    made.set_value(rankRows(SortKind(kind), m_rows, lastCol - firstCol + 1, rowKeys(firstCol, lastCol)));
+    m_rankings.push_back({kind, firstCol, lastCol, made.get_future().share()});
+    return m_rankings.back().ranks.get();
+}
+
+void FlexGridModel::forgetRankings(int col)
+{
+    const auto before = m_rankings.size();
+    std::erase_if(m_rankings, [col](const Ranking &known) {
+        return col < 0 || (col >= known.firstCol && col <= known.lastCol);
+    });
+    if (m_rankings.size() != before && m_wanted.kind != 0 && !m_prepareQueued &&
+        (col < 0 || (col >= m_wanted.firstCol && col <= m_wanted.lastCol))) {
+        m_prepareQueued = true;
+        QMetaObject::invokeMethod(this, &FlexGridModel::startPreparing, Qt::QueuedConnection);
+    }
+}
+
+void FlexGridModel::settleRows()
+{
+    if (m_storedRows.empty())
+        return;
+    std::vector<QString> cells(m_cells.size());
+    std::vector<int> newRowOf(static_cast<size_t>(m_rows));
+    for (int r = 0; r < m_rows; ++r) {
+        const size_t from = size_t(m_storedRows[size_t(r)]) * size_t(m_cols);
+        for (int c = 0; c < m_cols; ++c)
+            cells[size_t(r) * size_t(m_cols) + size_t(c)] = std::move(m_cells[from + size_t(c)]);
+        newRowOf[size_t(m_storedRows[size_t(r)])] = r;
+    }
+    m_cells.swap(cells);
+    if (!m_backColors.isEmpty())
+        remapColorRows(newRowOf);
+    m_storedRows.clear();
+}
+
 quint32 FlexGridModel::backColor(int row, int col, quint32 fallback) const
 {
-    return m_backColors.value(key(row, col), fallback);
+    return m_backColors.value(key(storedRow(row), col), fallback);
 }
 
 void FlexGridModel::setBackColor(int row, int col, quint32 vbColor)
 {
-    m_backColors.insert(key(row, col), vbColor);
+    m_backColors.insert(key(storedRow(row), col), vbColor);
     markChanged();
 }
 
@@ -383,7 +594,7 @@ void FlexGridModel::cellColours(int row, int col, QColor *background, QColor *fo
         }
         return;
     }
-    const auto painted = m_backColors.constFind(key(row, col));
+    const auto painted = m_backColors.constFind(key(storedRow(row), col));
     if (painted != m_backColors.cend()) {
         *background = colorFromVb(painted.value());
         *foreground = textOn(*background);

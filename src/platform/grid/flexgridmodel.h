@@ -1,14 +1,20 @@
 #pragma once
 // The store behind a FlexGrid: every cell text row after row in one vector, back colours only for the
-// cells that have one, and per-column widths and alignments. The view hears of changes in one batch
-// (flush), on the next turn of the event loop, so that writing a large grid cell by cell sends no model
-// signals. Reads always see the latest writes.
+// cells that have one, and per-column widths and alignments. A sort reorders a list of row numbers, not
+// the cells: the cells stay where they were stored until a row comes or goes. The view hears of changes in
+// one batch (flush), on the next turn of the event loop, so that writing a large grid cell by cell sends no
+// model signals. Reads always see the latest writes.
 
 #include <QAbstractTableModel>
 #include <QColor>
 #include <QHash>
 #include <QString>
+#include <functional>
+#include <future>
+#include <memory>
 #include <vector>
+
+class QThreadPool;
 
 namespace platform {
 
@@ -17,6 +23,7 @@ class FlexGridModel : public QAbstractTableModel
     Q_OBJECT
 public:
     explicit FlexGridModel(QObject *parent = nullptr);
+    ~FlexGridModel() override;
 
     // The grid's current cell and selection, read when the cells are painted.
     struct Selection
@@ -41,7 +48,7 @@ public:
     bool contains(int row, int col) const { return row >= 0 && row < m_rows && col >= 0 && col < m_cols; }
     const QString &text(int row, int col) const
     {
-        return m_cells[size_t(row) * size_t(m_cols) + size_t(col)];
+        return m_cells[size_t(storedRow(row)) * size_t(m_cols) + size_t(col)];
     }
     void setText(int row, int col, const QString &text);
 
@@ -53,6 +60,10 @@ public:
     // in order (nothing moved). The last order made is remembered until a row comes or goes or a cell of its
     // columns is written: asking for it again then costs nothing.
     bool sortRows(int code, int firstCol, int lastCol);
+    // Keeps the ranking that sortRows(code, firstCol, lastCol) needs worked out ahead, off the user-interface
+    // thread, and works it out again at the next idle moment after a change to its columns; code 0 stops.
+    // A sort that finds it ready only moves row numbers; one that finds it under way waits for it.
+    void prepareSort(int code, int firstCol, int lastCol);
 
     quint32 backColor(int row, int col, quint32 fallback) const;
     void setBackColor(int row, int col, quint32 vbColor);
@@ -90,6 +101,26 @@ Q_SIGNALS:
     void flushed(bool reset);
 
 private:
+    // Equal keys share a rank; ranks grow with the sort's order. Held per stored row, fixed rows included,
+    // so a ranking stays right whatever order the rows are shown in.
+    struct Ranking
+    {
+        int kind = 0;
+        int firstCol = 0;
+        int lastCol = 0;
+        std::shared_future<std::vector<int>> ranks;
+    };
+
+    int storedRow(int row) const { return m_storedRows.empty() ? row : m_storedRows[size_t(row)]; }
+    void settleRows();
+    // Key cell i % k of stored row i / k, for the columns firstCol..lastCol (k of them), as the cells now
+    // lie.
+    std::function<const QString &(size_t)> rowKeys(int firstCol, int lastCol) const;
+    void waitForReaders(); // before any change to the cells
+    const std::vector<int> &ranking(int kind, int firstCol, int lastCol);
+    void forgetRankings(int col = -1); // -1: all of them
+    void startPreparing();
+
     static quint64 key(int row, int col) { return (quint64(quint32(row)) << 32) | quint32(col); }
     void remapColorRows(const std::vector<int> &newRowOf);
     void forgetOrder() { m_orderCode = 0; }
@@ -98,15 +129,22 @@ private:
     int m_cols = 0;
     int m_fixedRows = 0;
     int m_fixedCols = 0;
-    std::vector<QString> m_cells;
-    QHash<quint64, quint32> m_backColors;
-    std::vector<int> m_widths;     // twips, -1 for the default
-    std::vector<int> m_alignments; // the original's codes, 9 general
+    std::vector<QString> m_cells;         // by stored row
+    std::vector<int> m_storedRows;        // the stored row shown at each grid row; empty while they are equal
+    QHash<quint64, quint32> m_backColors; // by stored row
+    std::vector<int> m_widths;            // twips, -1 for the default
+    std::vector<int> m_alignments;        // the original's codes, 9 general
 
     // The order the data rows are known to be in: sort code (0 for none) and key columns.
     int m_orderCode = 0;
     int m_orderFirstCol = 0;
     int m_orderLastCol = 0;
+
+    std::vector<Ranking> m_rankings;
+    std::vector<std::shared_future<std::vector<int>>> m_readers; // workers that may still read m_cells
+    std::unique_ptr<QThreadPool> m_workers;
+    Ranking m_wanted; // what prepareSort asked for; kind 0 for nothing
+    bool m_prepareQueued = false;
 
     // What the view was last told.
     int m_viewRows = 0;
