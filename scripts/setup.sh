@@ -15,7 +15,9 @@ if [[ ${1:-} == --tests ]]; then
                clang libfuzzer-14-dev libclang-rt-14-dev
                # The package's own checks: the desktop entry's and metainfo's validators, and the .deb's
                # dependencies computed by dpkg-shlibdeps.
-               desktop-file-utils appstream dpkg-dev)
+               desktop-file-utils appstream dpkg-dev
+               # A calendar program that imports the renewals' .ics file and lists its events and reminders.
+               khal)
 fi
 
 missing=()

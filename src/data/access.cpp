@@ -116,6 +116,8 @@ const QList<TableGrant> &ClerkGrants()
         {table::RenewalAlertRuns, "SELECT, INSERT, UPDATE"},
         {table::RenewalSnoozes, "SELECT, INSERT, UPDATE"},
         {table::RenewalCalendar, "SELECT, INSERT, UPDATE"},
+        // Read by the calendar; made by the first program that needs it when init-db has not.
+        {table::DatabaseIdentity, Append},
         // The full-text index: its triggers write it as its owner; the program reading scanned pages in
         // the clerk's session stores their text and index rows, and takes what it read off the queue.
         {table::SearchRows, "SELECT, INSERT, DELETE"},

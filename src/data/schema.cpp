@@ -10,6 +10,7 @@
 #include <QDateTime>
 #include <QSqlDatabase>
 #include <QSqlRecord>
+#include <QUuid>
 
 #include <algorithm>
 #include <vector>
@@ -311,6 +312,12 @@ const std::vector<Table> &tables()
           {"AlertDays", Double, "NOT NULL"},
           {"Sequence", Integer, "NOT NULL"}},
          "PRIMARY KEY (DepartmentID, AgreementID)"},
+        // One row: the database's own id, so that what this database writes for other programs (the
+        // calendar's UIDs) never collides with what another register writes.
+        {table::DatabaseIdentity,
+         {{"Singleton", SmallInt, "NOT NULL PRIMARY KEY CHECK (Singleton = 1)"},
+          {"DatabaseID", Text, "NOT NULL"},
+          {"CreatedAt", DateTime}}},
 
         // The upgrade steps the database went through; its highest Version is the schema's version.
         {table::SchemaVersion,
@@ -358,8 +365,28 @@ const std::vector<SchemaStep> &SchemaSteps()
     // Append only: a database records the numbers it went through.
     static const std::vector<SchemaStep> steps = {
         {1, "the activity log's chain of hashes; the schema's version is stored", addActivityLogHashes},
+        {2, "the database's own id, which names it in the calendar's UIDs",
+         [](platform::Connection &con) { DatabaseIdentity(con); }},
     };
     return steps;
+}
+
+QString DatabaseIdentity(platform::Connection &con)
+{
+    const QString select = QStringLiteral("select DatabaseID from ") + QLatin1String(table::DatabaseIdentity);
+    platform::Recordset rs = con.Execute(select);
+    if (rs.isEOF()) {
+        // Two programs asking at once: the first row stays, and both read it.
+        platform::Command insert(con);
+        insert.setCommandText(
+            QStringLiteral("insert into ") + QLatin1String(table::DatabaseIdentity) +
+            QStringLiteral(" (Singleton, DatabaseID, CreatedAt) values (1, ?, ?) on conflict "
+                           "(Singleton) do nothing"));
+        insert.ParametersRefresh();
+        insert.Execute({QUuid::createUuid().toString(QUuid::WithoutBraces), QDateTime::currentDateTime()});
+        rs = con.Execute(select);
+    }
+    return rs.Fields(0).joinEmpty();
 }
 
 int SchemaVersion()

@@ -36,6 +36,10 @@ struct SchemaStep
     void (*apply)(platform::Connection &con);
 };
 const std::vector<SchemaStep> &SchemaSteps();
+// The database's own id (a random UUID, lower case, without braces): read, or made and stored the first time
+// it is asked for. It stays with the database when the file is moved, copied by backup or restored, so
+// that what is named by it (the calendar's UIDs) stays the same. Raises on a database error.
+QString DatabaseIdentity(platform::Connection &con);
 // The version this program makes and understands: the last step's.
 int SchemaVersion();
 // The version the database records; 0 when it records none (made before versions were stored, or empty).
@@ -72,6 +76,8 @@ bool LoadDemoData(platform::Connection &con, const QDate &today);
 //   aLoginDepartments (LoginName text, DepartmentID smallint): the departments it may act for
 // Tables of the host (the renewal alerts' state and the calendar's sequence numbers; docs/database.md):
 //   aRenewalAlerts, aRenewalAlertHistory, aRenewalAlertRuns, aRenewalSnoozes, aRenewalCalendar
+//   aDatabaseIdentity (Singleton smallint key, always 1; DatabaseID text; CreatedAt datetime): the random
+//                  id that tells this database from every other, made once and kept by backups
 //   aSchemaVersion (Version integer key, Description text, AppliedAt datetime): the upgrade steps the
 //                  database went through
 namespace table {
@@ -86,6 +92,7 @@ inline constexpr char RenewalAlertHistory[] = "aRenewalAlertHistory";
 inline constexpr char RenewalAlertRuns[] = "aRenewalAlertRuns";
 inline constexpr char RenewalSnoozes[] = "aRenewalSnoozes";
 inline constexpr char RenewalCalendar[] = "aRenewalCalendar";
+inline constexpr char DatabaseIdentity[] = "aDatabaseIdentity";
 inline constexpr char SchemaVersion[] = "aSchemaVersion";
 } // namespace table
 

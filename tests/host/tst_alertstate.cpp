@@ -16,6 +16,7 @@
 #include <QMap>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QUuid>
 #include <libical/ical.h>
 
 namespace {
@@ -57,6 +58,15 @@ QList<int> agreements(const QList<host::RenewalRow> &rows, bool raisedOnly)
         if (!raisedOnly || row.raised)
             ids << row.agreementId;
     return ids;
+}
+
+// Why the alert was last closed, as its history keeps it.
+QString closedBecause(platform::Connection &con, int alert)
+{
+    return agrtest::scalar(con, QStringLiteral("select Note from aRenewalAlertHistory where AlertID = %1 and "
+                                               "Action = 'closed' order by ProcessDate desc")
+                                    .arg(alert))
+        .toString();
 }
 
 int actions(platform::Connection &con, const QString &action, int alert)
@@ -220,15 +230,26 @@ void tst_alertstate::changesAndActions()
     const qint32 second = rows.first().alertId;
     QVERIFY(second != first);
     QCOMPARE(actions(*con, QStringLiteral("closed"), first), 1);
-    QCOMPARE(
-        agrtest::scalar(*con, QStringLiteral("select Note from aRenewalAlertHistory where AlertID = %1 and "
-                                             "Action = 'closed'")
-                                  .arg(first))
-            .toString(),
-        QStringLiteral("valid-to date changed"));
+    QCOMPARE(closedBecause(*con, first), QStringLiteral("valid-to date changed"));
     // Other alert days: armed again; the old date back: the old alert opens again, raised once more.
+    const auto alertOf = [](const QList<host::RenewalRow> &rows, int agreement) {
+        QList<qint32> ids;
+        for (const host::RenewalRow &row : rows)
+            if (row.agreementId == agreement)
+                ids << row.alertId;
+        return ids;
+    };
     con->Execute(QStringLiteral("update agreementregister set alertnoofdays = 20 where agragreementid = 1"));
-    QCOMPARE(agreements(alertsOn(*con, today.addDays(2)).evaluate(), true), (QList<int>{1}));
+    rows = alertsOn(*con, today.addDays(2)).evaluate();
+    QCOMPARE(agreements(rows, true), (QList<int>{1}));
+    const QList<qint32> third = alertOf(rows, 1);
+    // Two alerts of one valid-to date, one for each alert days: listed once, with the one of its own days;
+    // the other days back, their alert opens again and the other closes.
+    QCOMPARE(alertOf(alertsOn(*con, today.addDays(2)).evaluate(), 1), third);
+    con->Execute(QStringLiteral("update agreementregister set alertnoofdays = 10 where agragreementid = 1"));
+    QCOMPARE(alertOf(alertsOn(*con, today.addDays(2)).evaluate(), 1), QList<qint32>{second});
+    QCOMPARE(alertOf(alertsOn(*con, today.addDays(2)).evaluate(), 1), QList<qint32>{second});
+    QCOMPARE(closedBecause(*con, third.value(0)), QStringLiteral("alert days changed"));
     setValidTo(*con, 1, 1, today.addDays(5));
     con->Execute(QStringLiteral("update agreementregister set alertnoofdays = 10 where agragreementid = 1"));
     rows = alertsOn(*con, today.addDays(2)).evaluate();
@@ -270,6 +291,23 @@ void tst_alertstate::changesAndActions()
                              QStringLiteral("select State from aRenewalAlerts where AlertID = %1").arg(first))
                  .toString(),
              QStringLiteral("closed"));
+    QCOMPARE(closedBecause(*con, first), QStringLiteral("agreement cancelled"));
+    // An agreement gone, and alert days that no longer reach the processing date: closed on the next day's
+    // run, each with why, and not listed.
+    addAgreement(*con, 1, 7, today.addDays(24), 30);
+    rows = alertsOn(*con, today.addDays(4)).evaluate();
+    QVERIFY(agreements(rows, true).contains(7));
+    qint32 seventh = 0;
+    for (const host::RenewalRow &row : std::as_const(rows))
+        seventh = row.agreementId == 7 ? row.alertId : seventh;
+    const qint32 fourth = rows.first().agreementId == 4 ? rows.first().alertId : 0;
+    QVERIFY(fourth != 0);
+    con->Execute(QStringLiteral("delete from agreementregister where agragreementid = 4"));
+    con->Execute(QStringLiteral("update agreementregister set alertnoofdays = 5 where agragreementid = 7"));
+    rows = alertsOn(*con, today.addDays(5)).evaluate();
+    QVERIFY(!agreements(rows, false).contains(4) && !agreements(rows, false).contains(7));
+    QCOMPARE(closedBecause(*con, fourth), QStringLiteral("agreement not found"));
+    QCOMPARE(closedBecause(*con, seventh), QStringLiteral("alert days changed"));
     // Who did what, and when, is kept.
     QCOMPARE(
         agrtest::scalar(*con, QStringLiteral("select LoginName from aRenewalAlertHistory where AlertID = %1 "
@@ -329,7 +367,8 @@ void tst_alertstate::departmentsApart()
 
 // The calendar: one event per live agreement on its valid-to date, the reminder its alert days before,
 // valid by libical's own checks; a second write keeps every UID and moves the changed agreement's event
-// with a higher SEQUENCE. A failed write leaves the file as it was.
+// with a higher SEQUENCE. The UIDs name the database: another register's never collide with them. A failed
+// write leaves the file as it was.
 void tst_alertstate::calendarFile()
 {
     AGR_FETCH_URL();
@@ -340,17 +379,21 @@ void tst_alertstate::calendarFile()
     QTemporaryDir folder;
     const QString file = folder.filePath(QStringLiteral("renewals.ics"));
     QCOMPARE(host::writeCalendar(*con, 1, file), demo::AgreementCount - 1); // all but the cancelled one
+    const QString database = agr::schema::DatabaseIdentity(*con);
+    QVERIFY(!QUuid::fromString(database).isNull());
+    QCOMPARE(agr::schema::DatabaseIdentity(*con), database);
+    const auto uid = [&](int department, int id) { return host::calendarUid(database, department, id); };
 
     const Parsed before = parseCalendar(file);
     QVERIFY(before.restrictionsHold);
     QCOMPARE(before.errors, 0);
     QCOMPARE(before.starts.size(), demo::AgreementCount - 1);
-    const QString due = host::calendarUid(1, demo::DueAgreementId);
+    const QString due = uid(1, demo::DueAgreementId);
     QCOMPARE(before.starts.value(due), QDate(2026, 11, 25));
     QCOMPARE(before.triggerDays.value(due), 30);
     QCOMPARE(before.sequences.value(due), 0);
-    QVERIFY(!before.starts.contains(host::calendarUid(1, demo::CancelledAgreementId)));
-    QVERIFY(!before.starts.contains(host::calendarUid(2, 1)));
+    QVERIFY(!before.starts.contains(uid(1, demo::CancelledAgreementId)));
+    QVERIFY(!before.starts.contains(uid(2, 1)));
 
     setValidTo(*con, 1, demo::DueAgreementId, QDate(2027, 11, 25));
     QCOMPARE(host::writeCalendar(*con, 1, file), demo::AgreementCount - 1);
@@ -359,10 +402,22 @@ void tst_alertstate::calendarFile()
     QCOMPARE(after.starts.keys(), before.starts.keys());
     QCOMPARE(after.starts.value(due), QDate(2027, 11, 25));
     QCOMPARE(after.sequences.value(due), 1);
-    QCOMPARE(after.sequences.value(host::calendarUid(1, 1)), 0);
+    QCOMPARE(after.sequences.value(uid(1, 1)), 0);
     // Written again without a change: the sequence stays.
     host::writeCalendar(*con, 1, file);
     QCOMPARE(parseCalendar(file).sequences.value(due), 1);
+
+    // Another register with the same agreements: its own id, so none of its UIDs is one of these.
+    auto other = agrtest::openFresh(url, true, true);
+    if (!other)
+        return;
+    const QString otherFile = folder.filePath(QStringLiteral("other.ics"));
+    QCOMPARE(host::writeCalendar(*other, 1, otherFile), demo::AgreementCount - 1);
+    QVERIFY(agr::schema::DatabaseIdentity(*other) != database);
+    const QStringList otherUids = parseCalendar(otherFile).starts.keys();
+    QCOMPARE(otherUids.size(), demo::AgreementCount - 1);
+    for (const QString &theirs : otherUids)
+        QVERIFY2(!after.starts.contains(theirs), qPrintable(theirs));
 
     // Failures: a folder that is not there, and a database error, leave no file and the old one whole.
     QVERIFY_THROWS_EXCEPTION(host::Failure, host::writeCalendar(*con, 1, folder.filePath("no/renewals.ics")));

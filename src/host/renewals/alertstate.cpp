@@ -5,6 +5,7 @@
 
 #include <QDateTime>
 #include <QHash>
+#include <QMap>
 #include <QSet>
 #include <cmath>
 
@@ -127,25 +128,42 @@ QList<RenewalRow> RenewalAlerts::evaluate()
     if (lastRun.isValid() && lastRun.addDays(1 - back) < expiredFrom)
         expiredFrom = lastRun.addDays(1 - back);
 
+    // Each listed agreement with its alert of the same valid-to date and alert days, if it has one.
     platform::Recordset rs = m_con.Execute(alertStatement(m_department, m_date, expiredFrom));
-    QList<RenewalRow> rows;
-    QSet<qint32> matched; // alerts whose agreement still has their dates
-    bool toArm = false;
+    QList<RenewalRow> listed;
     for (; !rs.isEOF(); rs.MoveNext()) {
+        const bool ours = !rs.Fields(8).isNull() && rs.Fields(12).toDouble() == rs.Fields(7).toDouble() &&
+                          rs.Fields(9).joinEmpty() != QLatin1String("closed");
+        if (!listed.isEmpty() && listed.last().agreementId == rs.Fields(0).toLong()) {
+            if (!ours)
+                continue;
+            listed.removeLast();
+        }
         RenewalRow row = renewalRowOf(rs);
+        if (ours) {
+            row.alertId = rs.Fields(8).toLong();
+            row.state = stateOf(rs.Fields(9).joinEmpty());
+            row.stateBy = rs.Fields(10).joinEmpty();
+            row.snoozedUntil = rs.Fields(11).isNull() ? QDate() : rs.Fields(11).toDate();
+        }
+        listed.append(row);
+    }
+
+    QList<RenewalRow> rows;
+    bool toArm = false;
+    int found = 0; // alerts that still want something, found with their agreement's own dates
+    for (RenewalRow &row : listed) {
         const bool listedToday = row.validTo >= listedFrom;
-        if (rs.Fields(8).isNull() || rs.Fields(9).joinEmpty() == QLatin1String("closed")) {
-            row.dueDate = dueDateOf(row.validTo, row.alertDays);
+        // An alert is stored with the due date of its own valid-to date and alert days, the ones it was
+        // matched on: worked out here rather than read.
+        row.dueDate = dueDateOf(row.validTo, row.alertDays);
+        if (row.alertId == 0) { // none, or closed by a change that is now undone
             toArm = true;
             rows.append(row);
             continue;
         }
-        row.alertId = rs.Fields(8).toLong();
-        matched.insert(row.alertId);
-        row.state = stateOf(rs.Fields(9).joinEmpty());
-        row.stateBy = rs.Fields(10).joinEmpty();
-        row.snoozedUntil = rs.Fields(11).isNull() ? QDate() : rs.Fields(11).toDate();
-        row.dueDate = rs.Fields(12).toDate();
+        if (row.state != AlertState::Done)
+            ++found;
         if (listedToday && wantsAttention(row.state, row.snoozedUntil, m_date)) {
             if (row.state == AlertState::Snoozed) // its day has come
                 row.state = AlertState::Open;
@@ -157,7 +175,7 @@ QList<RenewalRow> RenewalAlerts::evaluate()
     // Cancelled, gone or moved out of the rules' reach: looked for once a processing day. A new date that the
     // rules list closes the old alert at once, when the new one is armed.
     const QList<std::pair<qint32, QString>> changed =
-        advance ? changedAlerts(matched, expiredFrom) : QList<std::pair<qint32, QString>>();
+        advance ? changedAlerts(expiredFrom, found) : QList<std::pair<qint32, QString>>();
     if (!toArm && !advance && changed.isEmpty())
         return rows;
     inTransaction(m_con, [&] {
@@ -167,13 +185,13 @@ QList<RenewalRow> RenewalAlerts::evaluate()
             if (row.alertId == 0)
                 unarmed << &row;
         arm(unarmed);
+        // Numbers and a date only: one statement, not prepared first.
         if (advance)
-            run(m_con,
-                QStringLiteral("insert into ") + QLatin1String(table::RenewalAlertRuns) +
-                    QStringLiteral(
-                        " (DepartmentID, LastProcessDate) values (?, ?) on conflict (DepartmentID) "
-                        "do update set LastProcessDate = excluded.LastProcessDate"),
-                {m_department, m_date});
+            m_con.Execute(QStringLiteral("insert into ") + QLatin1String(table::RenewalAlertRuns) +
+                          QStringLiteral(" (DepartmentID, LastProcessDate) values (") +
+                          QString::number(m_department) + QStringLiteral(", ") + literal(m_date) +
+                          QStringLiteral(") on conflict (DepartmentID) do update set LastProcessDate = "
+                                         "excluded.LastProcessDate"));
     });
     // An alert another program armed at the same moment is theirs to report as raised; it is listed here
     // as it stands.
@@ -233,29 +251,34 @@ void RenewalAlerts::arm(const QList<RenewalRow *> &unarmed)
             QLatin1String(table::RenewalAlerts) +
             QStringLiteral(".State = 'closed' returning AlertID, AgreementID"));
         QStringList ids;
+        QSet<qint32> armedIds;
         for (; !armed.isEOF(); armed.MoveNext()) {
             RenewalRow *row = byAgreement.value(armed.Fields(1).toLong());
             if (!row)
                 continue;
             row->alertId = armed.Fields(0).toLong();
             row->raised = true;
+            armedIds.insert(row->alertId);
             ids << QString::number(row->alertId);
         }
         if (ids.isEmpty())
             continue;
-        // The agreement's earlier alerts, for other dates, are over.
+        // The agreement's earlier alerts, for other dates, are over. Looked up by agreement alone, so that
+        // the engine reads the few alerts of these agreements rather than every one still wanting something.
         QList<std::pair<qint32, QString>> superseded;
         QStringList agreementIds;
         for (auto it = byAgreement.cbegin(); it != byAgreement.cend(); ++it)
             agreementIds << QString::number(it.key());
-        platform::Recordset older = m_con.Execute(
-            QStringLiteral("select AlertID, AgreementID, ValidTo from ") +
-            QLatin1String(table::RenewalAlerts) + QStringLiteral(" where DepartmentID = ") +
-            QString::number(m_department) +
-            QStringLiteral(" and State in ('open', 'acknowledged', 'snoozed') and AgreementID in (") +
-            agreementIds.join(QLatin1Char(',')) + QStringLiteral(") and AlertID not in (") +
-            ids.join(QLatin1Char(',')) + QLatin1Char(')'));
+        platform::Recordset older =
+            m_con.Execute(QStringLiteral("select AlertID, AgreementID, ValidTo, State from ") +
+                          QLatin1String(table::RenewalAlerts) + QStringLiteral(" where DepartmentID = ") +
+                          QString::number(m_department) + QStringLiteral(" and AgreementID in (") +
+                          agreementIds.join(QLatin1Char(',')) + QLatin1Char(')'));
         for (; !older.isEOF(); older.MoveNext()) {
+            const AlertState state = stateOf(older.Fields(3).joinEmpty());
+            if (armedIds.contains(older.Fields(0).toLong()) || state == AlertState::Done ||
+                state == AlertState::Closed)
+                continue;
             const RenewalRow *row = byAgreement.value(older.Fields(1).toLong());
             superseded.append(
                 {older.Fields(0).toLong(), row && older.Fields(2).Value().toDate() == row->validTo
@@ -276,68 +299,75 @@ void RenewalAlerts::arm(const QList<RenewalRow *> &unarmed)
 
 void RenewalAlerts::close(const QList<std::pair<qint32, QString>> &alerts)
 {
-    for (const auto &[id, note] : alerts) {
-        run(m_con,
-            QStringLiteral("update ") + QLatin1String(table::RenewalAlerts) +
-                QStringLiteral(" set State = 'closed', StateBy = ?, StateAt = ? where AlertID = ?"),
-            {m_login, QDateTime::currentDateTime(), id});
-        record(id, QStringLiteral("closed"), QDate(), note);
+    // A statement for each reason and a few hundred alerts, not for each alert: a day's run may close many at
+    // once (a department's agreements cancelled together).
+    constexpr qsizetype Batch = 500;
+    QMap<QString, QStringList> byNote;
+    for (const auto &[id, note] : alerts)
+        byNote[note] << QString::number(id);
+    const QDateTime now = QDateTime::currentDateTime();
+    for (auto it = byNote.cbegin(); it != byNote.cend(); ++it) {
+        for (qsizetype first = 0; first < it.value().size(); first += Batch) {
+            const QString ids = it.value().mid(first, Batch).join(QLatin1Char(','));
+            run(m_con,
+                QStringLiteral("update ") + QLatin1String(table::RenewalAlerts) +
+                    QStringLiteral(" set State = 'closed', StateBy = ?, StateAt = ? where AlertID in (") +
+                    ids + QLatin1Char(')'),
+                {m_login, now});
+            run(m_con,
+                QStringLiteral("insert into ") + QLatin1String(table::RenewalAlertHistory) +
+                    QStringLiteral(
+                        " (AlertID, DepartmentID, Action, LoginName, ActedAt, ProcessDate, Note) select "
+                        "AlertID, DepartmentID, 'closed', ?, ?, ?, ? from ") +
+                    QLatin1String(table::RenewalAlerts) + QStringLiteral(" where AlertID in (") + ids +
+                    QLatin1Char(')'),
+                {m_login, now, m_date, it.key()});
+        }
     }
 }
 
 // The alerts still wanting something whose agreement was cancelled, or whose valid-to date or alert days
 // are no longer the alert's, with why: they are closed, and a new alert is armed for the new dates when the
-// rules list them.
-QList<std::pair<qint32, QString>> RenewalAlerts::changedAlerts(const QSet<qint32> &matched,
-                                                               const QDate &expiredFrom)
+// rules list them. The engine compares each alert within the rules' reach with its agreement, so that only
+// the changed ones come back, almost always none. An alert whose valid-to date has left the reach stays as
+// it is: a new date for its agreement closes it when the new alert is armed, and escalation passes over it
+// once its agreement is cancelled or has other dates.
+QList<std::pair<qint32, QString>> RenewalAlerts::changedAlerts(const QDate &expiredFrom, int found)
 {
-    // The alerts the rules' statement found with their agreement's own dates are as they were; only the rest
-    // within its reach (changed, cancelled or gone) are looked up, by agreement id. An alert whose valid-to
-    // date has left the reach stays as it is: a new date for its agreement closes it when the new alert is
-    // armed, and escalation passes over it once its agreement is cancelled or has other dates.
-    QHash<qint32, std::pair<qint32, RenewalRow>> others; // agreement -> alert, its dates
-    platform::Recordset alerts =
-        m_con.Execute(QStringLiteral("select AlertID, AgreementID, ValidTo, AlertDays from ") +
-                      QLatin1String(table::RenewalAlerts) + QStringLiteral(" where DepartmentID = ") +
-                      QString::number(m_department) +
-                      QStringLiteral(" and State in ('open', 'acknowledged', 'snoozed') and ValidTo >= ") +
-                      literal(expiredFrom));
-    for (; !alerts.isEOF(); alerts.MoveNext()) {
-        const qint32 id = alerts.Fields(0).toLong();
-        if (matched.contains(id))
-            continue;
-        RenewalRow dates;
-        dates.validTo = alerts.Fields(2).Value().toDate();
-        dates.alertDays = alerts.Fields(3).toDouble();
-        others.insert(alerts.Fields(1).toLong(), {id, dates});
-    }
+    // As many alerts within the reach as the rules' statement found with their agreement's dates: none
+    // changed, and the comparison is not needed.
+    const QString reach =
+        QStringLiteral(" where DepartmentID = ") + QString::number(m_department) +
+        QStringLiteral(" and State in ('open', 'acknowledged', 'snoozed') and ValidTo >= ") +
+        literal(expiredFrom);
+    platform::Recordset count =
+        m_con.Execute(QStringLiteral("select count(*) from ") + QLatin1String(table::RenewalAlerts) + reach);
+    if (!count.isEOF() && count.Fields(0).toLong() == found)
+        return {};
+    platform::Recordset rs = m_con.Execute(
+        QStringLiteral(
+            "select AlertID, agragreementid, agrcancelled, case when agrValidTodate = ValidTo then "
+            "1 else 0 end from ") +
+        QLatin1String(table::RenewalAlerts) +
+        QStringLiteral(" left join agreementregister on agrDepartmentid = DepartmentID and agragreementid = "
+                       "AgreementID") +
+        reach +
+        QStringLiteral(" and (agragreementid is null or agrcancelled = 1 or agrValidTodate is null or "
+                       "agrValidTodate <> ValidTo or ") +
+        alertDaysExpression() + QStringLiteral(" <> AlertDays)"));
     QList<std::pair<qint32, QString>> changed;
-    QList<qint32> agreementIds = others.keys();
-    constexpr qsizetype Batch = 500;
-    for (qsizetype first = 0; first < agreementIds.size(); first += Batch) {
-        QStringList ids;
-        for (qsizetype i = first; i < std::min(agreementIds.size(), first + Batch); ++i)
-            ids << QString::number(agreementIds.at(i));
-        platform::Recordset rs = m_con.Execute(
-            QStringLiteral("select agragreementid, agrValidTodate, agrcancelled, ") + alertDaysExpression() +
-            QStringLiteral(" from agreementregister where agrDepartmentid = ") +
-            QString::number(m_department) + QStringLiteral(" and agragreementid in (") +
-            ids.join(QLatin1Char(',')) + QLatin1Char(')'));
-        for (; !rs.isEOF(); rs.MoveNext()) {
-            const auto [alert, dates] = others.take(rs.Fields(0).toLong());
-            QString note;
-            if (!rs.Fields(2).isNull() && rs.Fields(2).toLong() == 1)
-                note = QStringLiteral("agreement cancelled");
-            else if (rs.Fields(1).Value().toDate() != dates.validTo)
-                note = QStringLiteral("valid-to date changed");
-            else if (rs.Fields(3).toDouble() != dates.alertDays)
-                note = QStringLiteral("alert days changed");
-            if (!note.isEmpty())
-                changed.append({alert, note});
-        }
+    for (; !rs.isEOF(); rs.MoveNext()) {
+        QString note;
+        if (rs.Fields(1).isNull())
+            note = QStringLiteral("agreement not found");
+        else if (!rs.Fields(2).isNull() && rs.Fields(2).toLong() == 1)
+            note = QStringLiteral("agreement cancelled");
+        else if (rs.Fields(3).toLong() != 1)
+            note = QStringLiteral("valid-to date changed");
+        else
+            note = QStringLiteral("alert days changed");
+        changed.append({rs.Fields(0).toLong(), note});
     }
-    for (auto it = others.cbegin(); it != others.cend(); ++it)
-        changed.append({it.value().first, QStringLiteral("agreement not found")});
     return changed;
 }
 

@@ -11,7 +11,6 @@
 
 #include <QDate>
 #include <QList>
-#include <QSet>
 #include <QString>
 
 #include <utility>
@@ -52,7 +51,8 @@ private:
     void record(qint32 alert, const QString &action, const QDate &until = QDate(),
                 const QString &note = QString());
     void arm(const QList<RenewalRow *> &unarmed);
-    QList<std::pair<qint32, QString>> changedAlerts(const QSet<qint32> &matched, const QDate &expiredFrom);
+    // found: the alerts wanting something that the rules' statement found with their agreement's dates.
+    QList<std::pair<qint32, QString>> changedAlerts(const QDate &expiredFrom, int found);
     void close(const QList<std::pair<qint32, QString>> &alerts); // with why, in the history
 
     platform::Connection &m_con;

@@ -47,7 +47,9 @@ int reminderDays(double alertDays)
 class EventWriter
 {
 public:
-    explicit EventWriter(const icaltimetype &stamp) : m_event(icalcomponent_new(ICAL_VEVENT_COMPONENT))
+    EventWriter(const icaltimetype &stamp, const QString &database)
+        : m_event(icalcomponent_new(ICAL_VEVENT_COMPONENT)),
+          m_uidEnd(QByteArrayLiteral("@") + database.toUtf8())
     {
         icalcomponent *event = m_event.get();
         icalcomponent_add_property(event, m_uid = icalproperty_new_uid(""));
@@ -71,7 +73,14 @@ public:
     icalcomponent *eventOf(const CalendarEvent &e)
     {
         const QString validTo = e.validTo.toString(QStringLiteral("dd/MM/yyyy"));
-        icalproperty_set_uid(m_uid, utf8(calendarUid(e.department, e.agreementId)).constData());
+        // The UID as calendarUid makes it, without a text made for each event.
+        m_uidText.truncate(0);
+        m_uidText.append("agreement-")
+            .append(QByteArray::number(e.department))
+            .append('-')
+            .append(QByteArray::number(e.agreementId))
+            .append(m_uidEnd);
+        icalproperty_set_uid(m_uid, m_uidText.constData());
         icalproperty_set_dtstart(m_start, dayOf(e.validTo));
         icalproperty_set_dtend(m_end, dayOf(e.validTo.addDays(1)));
         icalproperty_set_sequence(m_sequence, e.sequence);
@@ -102,6 +111,8 @@ public:
 
 private:
     Component m_event;
+    const QByteArray m_uidEnd;
+    QByteArray m_uidText;
     icalproperty *m_uid;
     icalproperty *m_start;
     icalproperty *m_end;
@@ -140,9 +151,9 @@ double alertDaysOf(const QVariant &value)
 
 } // namespace
 
-QString calendarUid(qint16 department, qint32 agreementId)
+QString calendarUid(const QString &database, qint16 department, qint32 agreementId)
 {
-    return QStringLiteral("agreement-%1-%2@agreement-register").arg(department).arg(agreementId);
+    return QStringLiteral("agreement-%1-%2@").arg(department).arg(agreementId) + database;
 }
 
 QList<CalendarEvent> calendarEvents(platform::Connection &con, qint16 department)
@@ -206,7 +217,8 @@ QList<CalendarEvent> calendarEvents(platform::Connection &con, qint16 department
     return events;
 }
 
-QByteArray calendarText(const QList<CalendarEvent> &events, qint16 department, const QDateTime &stamp)
+QByteArray calendarText(const QList<CalendarEvent> &events, qint16 department, const QString &database,
+                        const QDateTime &stamp)
 {
     Component calendar(icalcomponent_new(ICAL_VCALENDAR_COMPONENT));
     icalcomponent_add_property(calendar.get(), icalproperty_new_version("2.0"));
@@ -225,7 +237,7 @@ QByteArray calendarText(const QList<CalendarEvent> &events, qint16 department, c
     text.reserve(events.size() * 600);
     const icaltimetype when =
         icaltime_from_timet_with_zone(stamp.toSecsSinceEpoch(), 0, icaltimezone_get_utc_timezone());
-    EventWriter writer(when);
+    EventWriter writer(when, database);
     for (const CalendarEvent &e : events)
         appendText(text, writer.eventOf(e));
     return text + whole.mid(whole.lastIndexOf(end));
@@ -237,11 +249,12 @@ int writeCalendar(platform::Connection &con, qint16 department, const QString &f
         throw Failure(QStringLiteral("calendar: %1 is not an .ics file").arg(file), ExitUsage);
     con.BeginTrans();
     try {
+        const QString database = agr::schema::DatabaseIdentity(con);
         const QList<CalendarEvent> events = calendarEvents(con, department);
         QSaveFile out(file);
         if (!out.open(QIODevice::WriteOnly))
             throw Failure(QStringLiteral("calendar: cannot write %1: %2").arg(file, out.errorString()));
-        const QByteArray text = calendarText(events, department, QDateTime::currentDateTimeUtc());
+        const QByteArray text = calendarText(events, department, database, QDateTime::currentDateTimeUtc());
         if (out.write(text) != text.size() || !out.commit())
             throw Failure(QStringLiteral("calendar: cannot write %1: %2").arg(file, out.errorString()));
         con.CommitTrans();

@@ -2,7 +2,8 @@
 // The department's renewals as an iCalendar file (RFC 5545, written with libical): an all-day event on each
 // live agreement's valid-to date with a reminder its alert days before. Each agreement keeps one UID, so a
 // calendar program moves its event when the date changes; the SEQUENCE, kept in aRenewalCalendar, rises
-// with each change of the valid-to date or the alert days.
+// with each change of the valid-to date or the alert days. The UID names the database by its own id
+// (agr::schema::DatabaseIdentity), so that two registers' events never collide in one calendar.
 
 #include <QDate>
 #include <QDateTime>
@@ -28,15 +29,18 @@ struct CalendarEvent
     int sequence = 0;
 };
 
-// "agreement-1-7@agreement-register": the same for the same agreement in every file.
-QString calendarUid(qint16 department, qint32 agreementId);
+// "agreement-1-7@0f8fad5b-d9cb-469f-a165-70867728950e", database being the database's id (a UUID, as unique
+// as the domain such a UID ends in): the same for the same agreement in every file written from that
+// database, moved or restored too, and short enough to stay on one line of the file.
+QString calendarUid(const QString &database, qint16 department, qint32 agreementId);
 
 // The department's live agreements with a valid-to date, by id, each with its sequence; brings the
 // sequences up to date (inside the caller's transaction). Raises on a database error.
 QList<CalendarEvent> calendarEvents(platform::Connection &con, qint16 department);
 
-// The calendar as text, DTSTAMP stamp.
-QByteArray calendarText(const QList<CalendarEvent> &events, qint16 department, const QDateTime &stamp);
+// The calendar as text, DTSTAMP stamp, the UIDs naming database.
+QByteArray calendarText(const QList<CalendarEvent> &events, qint16 department, const QString &database,
+                        const QDateTime &stamp);
 
 // Writes the department's calendar to file through QSaveFile: whole or not at all, the sequences kept only
 // when the file was written. Returns the number of events. Raises a host::Failure when the file cannot be

