@@ -34,9 +34,11 @@ run() {
 }
 mkdir -p -m 700 "$work/run"
 
-# The libraries come from the install, found through the program's run path.
-ldd "$program" | grep -q "$root/.*/libplatform.so" || fail "libplatform.so is not found in the install"
-if ldd "$program" | grep -q "$build"; then fail "the installed program loads from the build tree"; fi
+# The libraries come from the install, found through the program's run path. (ldd's output is read whole:
+# with pipefail, grep -q leaving a pipe early fails the pipeline at random.)
+libraries=$(ldd "$program")
+grep -q "$root/.*/libplatform.so" <<<"$libraries" || fail "libplatform.so is not found in the install"
+if grep -qF "$build" <<<"$libraries"; then fail "the installed program loads from the build tree"; fi
 [[ $(run --version) == "agreement-register $version" ]] || fail "--version: $(run --version)"
 
 # The man page tells every command --help lists, with the same option descriptions.
