@@ -38,6 +38,8 @@ using platform::FlexGrid;
 
 namespace {
 
+using agrtest::jpeg;
+
 QWidget *focused()
 {
     return QApplication::focusWidget();
@@ -133,17 +135,6 @@ bool accessKey(QWidget *form, Qt::Key key, const std::function<bool()> &done)
     for (int press = 0; press < 4 && !done(); ++press)
         QTest::keyClick(form, key, Qt::AltModifier);
     return done();
-}
-
-QByteArray jpeg(QColor colour)
-{
-    QImage image(64, 48, QImage::Format_RGB32);
-    image.fill(colour);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "JPG");
-    return bytes;
 }
 
 } // namespace

@@ -36,19 +36,10 @@ using platform::FlexGrid;
 
 namespace {
 
+using agrtest::jpeg;
+
 const QDate &Today = agrtest::DemoToday;
 const QString &Caption = agrtest::FormCaption;
-
-QByteArray jpeg(QColor colour, int width = 64, int height = 48)
-{
-    QImage image(width, height, QImage::Format_RGB32);
-    image.fill(colour);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "JPG");
-    return bytes;
-}
 
 QByteArray sha(const QByteArray &bytes)
 {

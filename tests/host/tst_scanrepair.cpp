@@ -8,6 +8,7 @@
 #include "data/schema.h"
 #include "platform/database/connection.h"
 #include "support/testdb.h"
+#include "support/testsupport.h"
 
 #include <QBuffer>
 #include <QCoreApplication>
@@ -17,18 +18,9 @@
 
 namespace {
 
-namespace demo = agr::schema::demo;
+using agrtest::jpeg;
 
-QByteArray jpeg(QColor colour, int width, int height)
-{
-    QImage image(width, height, QImage::Format_RGB32);
-    image.fill(colour);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "JPG");
-    return bytes;
-}
+namespace demo = agr::schema::demo;
 
 struct Copy
 {

@@ -7,12 +7,27 @@
 #include "platform/runtime/errors.h"
 #include "support/testdb.h"
 
+#include <QBuffer>
+#include <QColor>
 #include <QDateTime>
+#include <QImage>
 #include <QProcess>
 #include <functional>
 #include <memory>
 
 namespace agrtest {
+
+// A small JPEG of one colour: a scanned page whose bytes tell it apart from another colour's.
+inline QByteArray jpeg(QColor colour, int width = 64, int height = 48)
+{
+    QImage image(width, height, QImage::Format_RGB32);
+    image.fill(colour);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "JPG");
+    return bytes;
+}
 
 // The number of the run-time error body raises, 0 when it raises none; the error itself into *raised.
 inline int errorOf(const std::function<void()> &body, platform::RuntimeError *raised = nullptr)

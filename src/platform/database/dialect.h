@@ -63,7 +63,7 @@ public:
     virtual bool tableExists(Connection &con, const QString &table) const = 0;
 
     // A copy of the whole database in file, consistent while other connections keep writing, and checked
-    // before it counts; the file appears only when whole (PendingFile). Raises with the reason (the
+    // before it counts; the file appears only when whole (ReplaceOnCommit). Raises with the reason (the
     // default: the engine has no backup).
     virtual void backup(Connection &con, const QString &file) const;
     // Makes the database hold what the copy in file (made by backup on this engine) holds, all or nothing,

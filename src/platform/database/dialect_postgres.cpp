@@ -3,8 +3,8 @@
 
 #include "platform/database/dialect.h"
 
-#include "platform/database/pendingfile.h"
 #include "platform/runtime/errors.h"
+#include "platform/runtime/savefile.h"
 
 #include <QFileInfo>
 #include <QLoggingCategory>
@@ -237,7 +237,7 @@ public:
     // (its table of contents) before it takes its name.
     void backup(Connection &con, const QString &file) const override
     {
-        PendingFile pending(file);
+        ReplaceOnCommit pending(file, ReplaceOnCommit::Access::OwnerOnly);
         runClient(con, "pg_dump",
                   {QStringLiteral("--format=custom"), QStringLiteral("--no-password"),
                    QStringLiteral("--file=") + pending.temporaryPath()});

@@ -4,8 +4,8 @@
 
 #include "platform/database/dialect.h"
 
-#include "platform/database/pendingfile.h"
 #include "platform/runtime/errors.h"
+#include "platform/runtime/savefile.h"
 
 #include <QDate>
 #include <QFile>
@@ -490,7 +490,7 @@ public:
     // collation, which its indexes need) and must pass the integrity check before it takes its name.
     void backup(Connection &con, const QString &file) const override
     {
-        PendingFile pending(file);
+        ReplaceOnCommit pending(file, ReplaceOnCommit::Access::OwnerOnly);
         {
             Connection copy;
             copy.setStatementLogEnabled(false);

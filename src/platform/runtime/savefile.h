@@ -17,14 +17,19 @@ constexpr int FileAccessError = 75;
 // returned normally and everything reached the disk. A write that raises leaves the old file as it was.
 void saveWhole(const QString &path, const std::function<void(QIODevice &file)> &write);
 
-// For writers that open a file by name themselves (a library writing a workbook, a database's backup): they
-// write to temporaryPath(), a new name in the target's folder; commit() puts that file in the target's
-// place in one rename. Until then the target is untouched, and a ReplaceOnCommit never committed removes
-// its file.
+// For writers that open a file by name themselves (a library writing a workbook, SQLite's backup, pg_dump):
+// they write to temporaryPath(), a new name in the target's folder; commit() flushes that file to the disk
+// and puts it in the target's place in one rename. Until then the target is untouched, and a
+// ReplaceOnCommit never committed removes its file.
 class ReplaceOnCommit
 {
 public:
-    explicit ReplaceOnCommit(const QString &target);
+    enum class Access
+    {
+        AsTarget, // the old file's permissions, or those a new file gets
+        OwnerOnly // a copy of a whole register is as private as the register
+    };
+    explicit ReplaceOnCommit(const QString &target, Access access = Access::AsTarget);
     ~ReplaceOnCommit();
     ReplaceOnCommit(const ReplaceOnCommit &) = delete;
     ReplaceOnCommit &operator=(const ReplaceOnCommit &) = delete;
@@ -35,6 +40,7 @@ public:
 private:
     QString m_target;
     QString m_temporary;
+    Access m_access;
     bool m_committed = false;
 };
 
