@@ -64,6 +64,50 @@ template <typename Body> void inTransaction(platform::Connection &con, Body body
     con.CommitTrans();
 }
 
+// The alerts still wanting something (open, acknowledged or snoozed) within the rules' reach.
+QString withinReach(qint16 department, const QDate &expiredFrom)
+{
+    return QStringLiteral(" where DepartmentID = ") + QString::number(department) +
+           QStringLiteral(" and State in ('open', 'acknowledged', 'snoozed') and ValidTo >= ") +
+           literal(expiredFrom);
+}
+
+// The insert that arms the alerts of values, rows of armedValues: one that was closed by a change now undone
+// is opened again; one another program armed at the same moment is left as it is and not returned.
+QString armStatement(const QStringList &values, const QString &returning)
+{
+    return QStringLiteral("insert into ") + QLatin1String(table::RenewalAlerts) +
+           QStringLiteral(
+               " (DepartmentID, AgreementID, ValidTo, AlertDays, DueDate, RaisedOn, State) values ") +
+           values.join(QStringLiteral(", ")) +
+           QStringLiteral(
+               " on conflict (DepartmentID, AgreementID, ValidTo, AlertDays) do update set State = "
+               "'open', RaisedOn = excluded.RaisedOn, DueDate = excluded.DueDate, StateBy = null, "
+               "StateAt = null, SnoozedUntil = null, EscalatedOn = null where ") +
+           QLatin1String(table::RenewalAlerts) + QStringLiteral(".State = 'closed' returning ") + returning;
+}
+
+// Numbers and dates only: nothing a clerk typed goes into the text.
+QString armedValues(qint16 department, const RenewalRow &row, const QDate &raisedOn)
+{
+    return QStringLiteral("(%1, %2, %3, %4, %5, %6, 'open')")
+        .arg(department)
+        .arg(row.agreementId)
+        .arg(literal(row.validTo))
+        .arg(row.alertDays, 0, 'g', 17)
+        .arg(literal(row.dueDate), literal(raisedOn));
+}
+
+// The department's alerts evaluated up to the processing date.
+QString dayNoted(qint16 department, const QDate &processDate)
+{
+    return QStringLiteral("insert into ") + QLatin1String(table::RenewalAlertRuns) +
+           QStringLiteral(" (DepartmentID, LastProcessDate) values (") + QString::number(department) +
+           QStringLiteral(", ") + literal(processDate) +
+           QStringLiteral(
+               ") on conflict (DepartmentID) do update set LastProcessDate = excluded.LastProcessDate");
+}
+
 platform::Recordset run(platform::Connection &con, const QString &sql, const QVariantList &values)
 {
     platform::Command command(con);
@@ -128,25 +172,35 @@ QList<RenewalRow> RenewalAlerts::evaluate()
     if (lastRun.isValid() && lastRun.addDays(1 - back) < expiredFrom)
         expiredFrom = lastRun.addDays(1 - back);
 
-    // Each listed agreement with its alert of the same valid-to date and alert days, if it has one.
-    platform::Recordset rs = m_con.Execute(alertStatement(m_department, m_date, expiredFrom));
+    const bool advance = !lastRun.isValid() || lastRun < m_date;
+
+    // Each listed agreement with its alert of the same valid-to date and alert days, if it has one; on a
+    // processing day's first run, the alerts within the statement's reach counted by the same statement.
+    platform::Recordset rs = m_con.Execute(alertStatement(
+        m_department, m_date, expiredFrom,
+        advance ? QStringLiteral("(select count(*) from ") + QLatin1String(table::RenewalAlerts) +
+                      withinReach(m_department, expiredFrom) + QLatin1Char(')')
+                : QString()));
+    const int inReach = advance && !rs.isEOF() ? rs.Fields(13).toLong() : -1;
     QList<RenewalRow> listed;
+    listed.reserve(rs.RecordCount());
     for (; !rs.isEOF(); rs.MoveNext()) {
-        const bool ours = !rs.Fields(8).isNull() && rs.Fields(12).toDouble() == rs.Fields(7).toDouble() &&
-                          rs.Fields(9).joinEmpty() != QLatin1String("closed");
-        if (!listed.isEmpty() && listed.last().agreementId == rs.Fields(0).toLong()) {
+        RenewalRow row = renewalRowOf(rs);
+        const platform::Field alert = rs.Fields(8);
+        const bool ours = !alert.isNull() && rs.Fields(12).toDouble() == row.alertDays;
+        if (!listed.isEmpty() && listed.last().agreementId == row.agreementId) {
             if (!ours)
                 continue;
             listed.removeLast();
         }
-        RenewalRow row = renewalRowOf(rs);
         if (ours) {
-            row.alertId = rs.Fields(8).toLong();
+            row.alertId = alert.toLong();
             row.state = stateOf(rs.Fields(9).joinEmpty());
             row.stateBy = rs.Fields(10).joinEmpty();
-            row.snoozedUntil = rs.Fields(11).isNull() ? QDate() : rs.Fields(11).toDate();
+            const platform::Field snoozedUntil = rs.Fields(11);
+            row.snoozedUntil = snoozedUntil.isNull() ? QDate() : snoozedUntil.toDate();
         }
-        listed.append(row);
+        listed.append(std::move(row));
     }
 
     QList<RenewalRow> rows;
@@ -159,7 +213,7 @@ QList<RenewalRow> RenewalAlerts::evaluate()
         row.dueDate = dueDateOf(row.validTo, row.alertDays);
         if (row.alertId == 0) { // none, or closed by a change that is now undone
             toArm = true;
-            rows.append(row);
+            rows.append(std::move(row));
             continue;
         }
         if (row.state != AlertState::Done)
@@ -167,32 +221,38 @@ QList<RenewalRow> RenewalAlerts::evaluate()
         if (listedToday && wantsAttention(row.state, row.snoozedUntil, m_date)) {
             if (row.state == AlertState::Snoozed) // its day has come
                 row.state = AlertState::Open;
-            rows.append(row);
+            rows.append(std::move(row));
         }
     }
 
-    const bool advance = !lastRun.isValid() || lastRun < m_date;
     // Cancelled, gone or moved out of the rules' reach: looked for once a processing day. A new date that the
     // rules list closes the old alert at once, when the new one is armed.
     const QList<std::pair<qint32, QString>> changed =
-        advance ? changedAlerts(expiredFrom, found) : QList<std::pair<qint32, QString>>();
+        advance ? changedAlerts(expiredFrom, found, inReach) : QList<std::pair<qint32, QString>>();
     if (!toArm && !advance && changed.isEmpty())
         return rows;
-    inTransaction(m_con, [&] {
-        close(changed);
-        QList<RenewalRow *> unarmed;
-        for (RenewalRow &row : rows)
-            if (row.alertId == 0)
-                unarmed << &row;
-        arm(unarmed);
-        // Numbers and a date only: one statement, not prepared first.
-        if (advance)
-            m_con.Execute(QStringLiteral("insert into ") + QLatin1String(table::RenewalAlertRuns) +
-                          QStringLiteral(" (DepartmentID, LastProcessDate) values (") +
-                          QString::number(m_department) + QStringLiteral(", ") + literal(m_date) +
-                          QStringLiteral(") on conflict (DepartmentID) do update set LastProcessDate = "
-                                         "excluded.LastProcessDate"));
-    });
+    QList<RenewalRow *> unarmed;
+    for (RenewalRow &row : rows)
+        if (row.alertId == 0)
+            unarmed << &row;
+    if (m_con.backend() == platform::Backend::PostgreSQL) {
+        // One statement is all or nothing by itself: a transaction is begun only to close changed alerts
+        // with it.
+        if (changed.isEmpty())
+            armTogether(unarmed, advance);
+        else
+            inTransaction(m_con, [&] {
+                close(changed);
+                armTogether(unarmed, advance);
+            });
+    } else {
+        inTransaction(m_con, [&] {
+            close(changed);
+            arm(unarmed);
+            if (advance)
+                m_con.Execute(dayNoted(m_department, m_date));
+        });
+    }
     // An alert another program armed at the same moment is theirs to report as raised; it is listed here
     // as it stands.
     for (RenewalRow &row : rows) {
@@ -224,32 +284,16 @@ QList<RenewalRow> RenewalAlerts::evaluate()
 void RenewalAlerts::arm(const QList<RenewalRow *> &unarmed)
 {
     constexpr qsizetype Batch = 500;
-    const QString raisedOn = literal(m_date);
     for (qsizetype first = 0; first < unarmed.size(); first += Batch) {
         QHash<qint32, RenewalRow *> byAgreement;
         QStringList values;
         for (qsizetype i = first; i < std::min(unarmed.size(), first + Batch); ++i) {
             RenewalRow *row = unarmed.at(i);
             byAgreement.insert(row->agreementId, row);
-            // Numbers and dates only: nothing a clerk typed goes into the text.
-            values << QStringLiteral("(%1, %2, %3, %4, %5, %6, 'open')")
-                          .arg(m_department)
-                          .arg(row->agreementId)
-                          .arg(literal(row->validTo))
-                          .arg(row->alertDays, 0, 'g', 17)
-                          .arg(literal(row->dueDate), raisedOn);
+            values << armedValues(m_department, *row, m_date);
         }
-        platform::Recordset armed = m_con.Execute(
-            QStringLiteral("insert into ") + QLatin1String(table::RenewalAlerts) +
-            QStringLiteral(
-                " (DepartmentID, AgreementID, ValidTo, AlertDays, DueDate, RaisedOn, State) values ") +
-            values.join(QStringLiteral(", ")) +
-            QStringLiteral(
-                " on conflict (DepartmentID, AgreementID, ValidTo, AlertDays) do update set State = "
-                "'open', RaisedOn = excluded.RaisedOn, DueDate = excluded.DueDate, StateBy = null, "
-                "StateAt = null, SnoozedUntil = null, EscalatedOn = null where ") +
-            QLatin1String(table::RenewalAlerts) +
-            QStringLiteral(".State = 'closed' returning AlertID, AgreementID"));
+        platform::Recordset armed =
+            m_con.Execute(armStatement(values, QStringLiteral("AlertID, AgreementID")));
         QStringList ids;
         QSet<qint32> armedIds;
         for (; !armed.isEOF(); armed.MoveNext()) {
@@ -297,6 +341,65 @@ void RenewalAlerts::arm(const QList<RenewalRow *> &unarmed)
     }
 }
 
+// On PostgreSQL, one statement does what arm does, and notes the processing day when noteDay: the alerts
+// armed, their history, the agreements' alerts for other dates closed with theirs. A day's first run then
+// costs one round trip for its writes rather than one for each.
+void RenewalAlerts::armTogether(const QList<RenewalRow *> &unarmed, bool noteDay)
+{
+    if (unarmed.isEmpty()) {
+        if (noteDay)
+            m_con.Execute(dayNoted(m_department, m_date));
+        return;
+    }
+    QHash<qint32, RenewalRow *> byAgreement;
+    QStringList values;
+    QStringList agreementIds;
+    for (RenewalRow *row : unarmed) {
+        byAgreement.insert(row->agreementId, row);
+        values << armedValues(m_department, *row, m_date);
+        agreementIds << QString::number(row->agreementId);
+    }
+    const QString alerts = QLatin1String(table::RenewalAlerts);
+    const QString history = QLatin1String(table::RenewalAlertHistory);
+    const QString department = QString::number(m_department);
+    const QString today = literal(m_date);
+    // The older alerts are the ones still wanting something when the statement began: an alert armed again
+    // was closed then, and one armed now did not exist. They are looked up by agreement id, so that the
+    // engine reads the few alerts of these agreements rather than every alert of the department.
+    QString sql =
+        QStringLiteral("with armed as (") +
+        armStatement(values, QStringLiteral("AlertID, AgreementID, ValidTo")) +
+        QStringLiteral("), raised as (insert into ") + history +
+        QStringLiteral(" (AlertID, DepartmentID, Action, LoginName, ActedAt, ProcessDate) select AlertID, ") +
+        department + QStringLiteral(", 'raised', ?, ?, ") + today +
+        QStringLiteral(" from armed), superseded as (update ") + alerts +
+        QStringLiteral(" set State = 'closed', StateBy = ?, StateAt = ? from armed where ") + alerts +
+        QStringLiteral(".DepartmentID = ") + department + QStringLiteral(" and ") + alerts +
+        QStringLiteral(".AgreementID in (") + agreementIds.join(QLatin1Char(',')) + QStringLiteral(") and ") +
+        alerts + QStringLiteral(".AgreementID = armed.AgreementID and ") + alerts +
+        QStringLiteral(".AlertID <> armed.AlertID and ") + alerts +
+        QStringLiteral(".State in ('open', 'acknowledged', 'snoozed') returning ") + alerts +
+        QStringLiteral(".AlertID, case when ") + alerts +
+        QStringLiteral(".ValidTo = armed.ValidTo then 'alert days changed' else 'valid-to date changed' end "
+                       "as Note), closed as (insert into ") +
+        history +
+        QStringLiteral(
+            " (AlertID, DepartmentID, Action, LoginName, ActedAt, ProcessDate, Note) select AlertID, ") +
+        department + QStringLiteral(", 'closed', ?, ?, ") + today + QStringLiteral(", Note from superseded)");
+    if (noteDay)
+        sql += QStringLiteral(", noted as (") + dayNoted(m_department, m_date) + QLatin1Char(')');
+    sql += QStringLiteral(" select AlertID, AgreementID from armed");
+    const QDateTime now = QDateTime::currentDateTime();
+    for (platform::Recordset armed = run(m_con, sql, {m_login, now, m_login, now, m_login, now});
+         !armed.isEOF(); armed.MoveNext()) {
+        RenewalRow *row = byAgreement.value(armed.Fields(1).toLong());
+        if (!row)
+            continue;
+        row->alertId = armed.Fields(0).toLong();
+        row->raised = true;
+    }
+}
+
 void RenewalAlerts::close(const QList<std::pair<qint32, QString>> &alerts)
 {
     // A statement for each reason and a few hundred alerts, not for each alert: a day's run may close many at
@@ -332,17 +435,18 @@ void RenewalAlerts::close(const QList<std::pair<qint32, QString>> &alerts)
 // the changed ones come back, almost always none. An alert whose valid-to date has left the reach stays as
 // it is: a new date for its agreement closes it when the new alert is armed, and escalation passes over it
 // once its agreement is cancelled or has other dates.
-QList<std::pair<qint32, QString>> RenewalAlerts::changedAlerts(const QDate &expiredFrom, int found)
+QList<std::pair<qint32, QString>> RenewalAlerts::changedAlerts(const QDate &expiredFrom, int found,
+                                                               int inReach)
 {
     // As many alerts within the reach as the rules' statement found with their agreement's dates: none
     // changed, and the comparison is not needed.
-    const QString reach =
-        QStringLiteral(" where DepartmentID = ") + QString::number(m_department) +
-        QStringLiteral(" and State in ('open', 'acknowledged', 'snoozed') and ValidTo >= ") +
-        literal(expiredFrom);
-    platform::Recordset count =
-        m_con.Execute(QStringLiteral("select count(*) from ") + QLatin1String(table::RenewalAlerts) + reach);
-    if (!count.isEOF() && count.Fields(0).toLong() == found)
+    const QString reach = withinReach(m_department, expiredFrom);
+    if (inReach < 0) {
+        platform::Recordset count = m_con.Execute(QStringLiteral("select count(*) from ") +
+                                                  QLatin1String(table::RenewalAlerts) + reach);
+        inReach = count.isEOF() ? -1 : count.Fields(0).toLong();
+    }
+    if (inReach == found)
         return {};
     platform::Recordset rs = m_con.Execute(
         QStringLiteral(

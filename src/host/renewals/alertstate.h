@@ -51,8 +51,10 @@ private:
     void record(qint32 alert, const QString &action, const QDate &until = QDate(),
                 const QString &note = QString());
     void arm(const QList<RenewalRow *> &unarmed);
-    // found: the alerts wanting something that the rules' statement found with their agreement's dates.
-    QList<std::pair<qint32, QString>> changedAlerts(const QDate &expiredFrom, int found);
+    void armTogether(const QList<RenewalRow *> &unarmed, bool noteDay); // PostgreSQL
+    // found: the alerts wanting something that the rules' statement found with their agreement's dates;
+    // inReach: those within its reach, as the statement counted them (-1: count them here).
+    QList<std::pair<qint32, QString>> changedAlerts(const QDate &expiredFrom, int found, int inReach);
     void close(const QList<std::pair<qint32, QString>> &alerts); // with why, in the history
 
     platform::Connection &m_con;

@@ -59,7 +59,9 @@ QString alertDaysExpression()
 
 namespace {
 
-QString selectRenewals(qint16 department, const QDate &processDate, const QDate &expiredFrom, bool withState)
+// withState: the alert's columns and then alongside, if any.
+QString selectRenewals(qint16 department, const QDate &processDate, const QDate &expiredFrom, bool withState,
+                       const QString &alongside = QString())
 {
     const QString today = literal(processDate);
     const QString daysLeft = QStringLiteral("datediff(day, ") + today + QStringLiteral(", agrValidTodate)");
@@ -70,9 +72,14 @@ QString selectRenewals(qint16 department, const QDate &processDate, const QDate 
     if (withState)
         // The alert days are compared by the caller: the join would have the engine work them out again
         // for every row (on PostgreSQL a tenth of the rules' own time).
-        sql += QStringLiteral(", AlertID, State, StateBy, SnoozedUntil, AlertDays from agreementregister "
-                              "left join aRenewalAlerts on DepartmentID = agrDepartmentid and AgreementID = "
-                              "agragreementid and ValidTo = agrValidTodate");
+        // Only the alerts within reach that still count are joined: the engine then reads none of the
+        // department's older ones, which pile up over the years.
+        sql += QStringLiteral(", AlertID, State, StateBy, SnoozedUntil, AlertDays") +
+               (alongside.isEmpty() ? QString() : QStringLiteral(", ") + alongside) +
+               QStringLiteral(" from agreementregister left join aRenewalAlerts on DepartmentID = "
+                              "agrDepartmentid and AgreementID = agragreementid and ValidTo = agrValidTodate "
+                              "and ValidTo >= ") +
+               literal(expiredFrom) + QStringLiteral(" and State <> 'closed'");
     else
         sql += QStringLiteral(" from agreementregister");
     return sql + QStringLiteral(" where agrDepartmentid = ") + QString::number(department) +
@@ -89,9 +96,10 @@ QString renewalStatement(qint16 department, const QDate &processDate, int backDa
     return selectRenewals(department, processDate, processDate.addDays(-backDays), false);
 }
 
-QString alertStatement(qint16 department, const QDate &processDate, const QDate &expiredFrom)
+QString alertStatement(qint16 department, const QDate &processDate, const QDate &expiredFrom,
+                       const QString &alongside)
 {
-    return selectRenewals(department, processDate, expiredFrom, true);
+    return selectRenewals(department, processDate, expiredFrom, true, alongside);
 }
 
 RenewalRow renewalRowOf(const platform::Recordset &rs)

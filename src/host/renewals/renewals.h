@@ -56,9 +56,11 @@ int backPeriod(platform::Connection &con);
 QString renewalStatement(qint16 department, const QDate &processDate, int backDays);
 // The same rules with the expired ones read from a valid-to date on (the back period's start, or earlier to
 // catch up days nobody ran), each row with the state and alert days of an alert of the same valid-to date
-// (AlertID, State, StateBy, SnoozedUntil, AlertDays): an agreement with alerts for other alert days has a
-// row for each, one after another; the one with the row's own alert days, if any, is its alert.
-QString alertStatement(qint16 department, const QDate &processDate, const QDate &expiredFrom);
+// that is not closed (AlertID, State, StateBy, SnoozedUntil, AlertDays): an agreement with alerts for other
+// alert days has a row for each, one after another; the one with the row's own alert days, if any, is its
+// alert. alongside, when given, is one more column: an expression of its own, the same for every row.
+QString alertStatement(qint16 department, const QDate &processDate, const QDate &expiredFrom,
+                       const QString &alongside = QString());
 // The alert days as the rules count them, on the register's column.
 QString alertDaysExpression();
 
