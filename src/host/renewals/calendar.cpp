@@ -36,6 +36,23 @@ QByteArray utf8(const QString &text)
     return text.toUtf8();
 }
 
+// "dd/mm/yyyy", as QDate::toString writes it, without the locale's machinery for each event.
+void appendShortDate(QByteArray &to, const QDate &date)
+{
+    const auto two = [&](int n) { to.append(char('0' + n / 10)).append(char('0' + n % 10)); };
+    two(date.day());
+    to.append('/');
+    two(date.month());
+    to.append('/');
+    const int year = date.year();
+    if (year >= 1000 && year <= 9999) {
+        two(year / 100);
+        two(year % 100);
+    } else {
+        to.append(date.toString(QStringLiteral("yyyy")).toLatin1());
+    }
+}
+
 // Whole days before the valid-to date, as the renewal rule counts them; none before is the day itself.
 int reminderDays(double alertDays)
 {
@@ -43,7 +60,8 @@ int reminderDays(double alertDays)
 }
 
 // One VEVENT with its VALARM, made once and given each agreement's values in turn: the events differ only
-// in their values, and making a component per event would cost as much again as writing it.
+// in their values, and making a component per event would cost as much again as writing it. The texts are
+// put together in buffers kept from one event to the next.
 class EventWriter
 {
 public:
@@ -72,47 +90,56 @@ public:
 
     icalcomponent *eventOf(const CalendarEvent &e)
     {
-        const QString validTo = e.validTo.toString(QStringLiteral("dd/MM/yyyy"));
-        // The UID as calendarUid makes it, without a text made for each event.
-        m_uidText.truncate(0);
-        m_uidText.append("agreement-")
+        const QByteArray number = e.number.toUtf8();
+        const QByteArray description = e.description.toUtf8();
+        const QByteArray remarks = e.alertRemarks.toUtf8();
+        m_validTo.truncate(0);
+        appendShortDate(m_validTo, e.validTo);
+        // The UID as calendarUid makes it.
+        m_text.truncate(0);
+        m_text.append("agreement-")
             .append(QByteArray::number(e.department))
             .append('-')
             .append(QByteArray::number(e.agreementId))
             .append(m_uidEnd);
-        icalproperty_set_uid(m_uid, m_uidText.constData());
+        icalproperty_set_uid(m_uid, m_text.constData());
         icalproperty_set_dtstart(m_start, dayOf(e.validTo));
         icalproperty_set_dtend(m_end, dayOf(e.validTo.addDays(1)));
         icalproperty_set_sequence(m_sequence, e.sequence);
-        icalproperty_set_summary(
-            m_summary, utf8(e.number + QStringLiteral(" ends") +
-                            (e.description.isEmpty() ? QString() : QStringLiteral(": ") + e.description))
-                           .constData());
-        QString description = QStringLiteral("Agreement ") + e.number;
+        m_text.truncate(0);
+        m_text.append(number).append(" ends");
+        if (!description.isEmpty())
+            m_text.append(": ").append(description);
+        icalproperty_set_summary(m_summary, m_text.constData());
+        m_text.truncate(0);
+        m_text.append("Agreement ").append(number);
         if (!e.with.isEmpty())
-            description += QStringLiteral(" with ") + e.with;
-        description += QStringLiteral(" is valid to ") + validTo + QLatin1Char('.');
-        if (!e.description.isEmpty())
-            description += QLatin1Char('\n') + e.description;
-        if (!e.alertRemarks.isEmpty())
-            description += QLatin1Char('\n') + e.alertRemarks;
-        icalproperty_set_description(m_description, utf8(description).constData());
+            m_text.append(" with ").append(e.with.toUtf8());
+        m_text.append(" is valid to ").append(m_validTo).append('.');
+        if (!description.isEmpty())
+            m_text.append('\n').append(description);
+        if (!remarks.isEmpty())
+            m_text.append('\n').append(remarks);
+        icalproperty_set_description(m_description, m_text.constData());
         icaltriggertype trigger{};
         trigger.time = icaltime_null_time();
         trigger.duration = icaldurationtype_from_int(-reminderDays(e.alertDays) * 86400);
         icalproperty_set_trigger(m_trigger, trigger);
-        const QString reminder =
-            e.alertRemarks.isEmpty()
-                ? QStringLiteral("Agreement %1 is due for renewal by %2").arg(e.number, validTo)
-                : e.alertRemarks;
-        icalproperty_set_description(m_reminder, utf8(reminder).constData());
+        if (remarks.isEmpty()) {
+            m_text.truncate(0);
+            m_text.append("Agreement ").append(number).append(" is due for renewal by ").append(m_validTo);
+            icalproperty_set_description(m_reminder, m_text.constData());
+        } else {
+            icalproperty_set_description(m_reminder, remarks.constData());
+        }
         return m_event.get();
     }
 
 private:
     Component m_event;
     const QByteArray m_uidEnd;
-    QByteArray m_uidText;
+    QByteArray m_text;
+    QByteArray m_validTo;
     icalproperty *m_uid;
     icalproperty *m_start;
     icalproperty *m_end;
@@ -188,14 +215,15 @@ QList<CalendarEvent> calendarEvents(platform::Connection &con, qint16 department
         if (!e.validTo.isValid())
             continue;
         e.alertDays = alertDaysOf(rs.Fields(6).Value());
-        if (rs.Fields(9).isNull()) {
+        const platform::Field sequence = rs.Fields(9);
+        if (sequence.isNull()) {
             // Seen for the first time: sequence 0. Numbers and dates only go into the text.
             fresh << QStringLiteral("(%1, %2, %3, %4, 0)")
                          .arg(department)
                          .arg(e.agreementId)
                          .arg(literal(e.validTo))
                          .arg(e.alertDays, 0, 'g', 17);
-        } else if (e.sequence = rs.Fields(9).toLong();
+        } else if (e.sequence = sequence.toLong();
                    rs.Fields(7).toLong() != 1 || rs.Fields(8).toDouble() != e.alertDays) {
             ++e.sequence;
             if (!bump) {
@@ -217,8 +245,8 @@ QList<CalendarEvent> calendarEvents(platform::Connection &con, qint16 department
     return events;
 }
 
-QByteArray calendarText(const QList<CalendarEvent> &events, qint16 department, const QString &database,
-                        const QDateTime &stamp)
+bool writeCalendarText(QIODevice &out, const QList<CalendarEvent> &events, qint16 department,
+                       const QString &database, const QDateTime &stamp)
 {
     Component calendar(icalcomponent_new(ICAL_VCALENDAR_COMPONENT));
     icalcomponent_add_property(calendar.get(), icalproperty_new_version("2.0"));
@@ -229,18 +257,29 @@ QByteArray calendarText(const QList<CalendarEvent> &events, qint16 department, c
         utf8(QStringLiteral("Agreements of department %1: valid-to dates").arg(department)).constData());
     icalproperty_set_x_name(name, "X-WR-CALNAME");
     icalcomponent_add_property(calendar.get(), name);
-    // The events are made and written one at a time, so that a large register never sits in memory twice.
     QByteArray whole;
     appendText(whole, calendar.get());
-    const QByteArray end = QByteArrayLiteral("END:VCALENDAR");
-    QByteArray text = whole.left(whole.lastIndexOf(end));
-    text.reserve(events.size() * 600);
+    const qsizetype end = whole.lastIndexOf(QByteArrayLiteral("END:VCALENDAR"));
+    // The events are made and handed on a megabyte at a time, so that a large register never sits in memory
+    // as text as well.
+    constexpr qsizetype Chunk = 1 << 20;
+    QByteArray text = whole.left(end);
+    text.reserve(Chunk + 4096);
+    const auto handOn = [&] {
+        const bool written = out.write(text) == text.size();
+        text.truncate(0);
+        return written;
+    };
     const icaltimetype when =
         icaltime_from_timet_with_zone(stamp.toSecsSinceEpoch(), 0, icaltimezone_get_utc_timezone());
     EventWriter writer(when, database);
-    for (const CalendarEvent &e : events)
+    for (const CalendarEvent &e : events) {
         appendText(text, writer.eventOf(e));
-    return text + whole.mid(whole.lastIndexOf(end));
+        if (text.size() >= Chunk && !handOn())
+            return false;
+    }
+    text.append(whole.mid(end));
+    return handOn();
 }
 
 int writeCalendar(platform::Connection &con, qint16 department, const QString &file)
@@ -252,10 +291,9 @@ int writeCalendar(platform::Connection &con, qint16 department, const QString &f
         const QString database = agr::schema::DatabaseIdentity(con);
         const QList<CalendarEvent> events = calendarEvents(con, department);
         QSaveFile out(file);
-        if (!out.open(QIODevice::WriteOnly))
-            throw Failure(QStringLiteral("calendar: cannot write %1: %2").arg(file, out.errorString()));
-        const QByteArray text = calendarText(events, department, database, QDateTime::currentDateTimeUtc());
-        if (out.write(text) != text.size() || !out.commit())
+        if (!out.open(QIODevice::WriteOnly) ||
+            !writeCalendarText(out, events, department, database, QDateTime::currentDateTimeUtc()) ||
+            !out.commit())
             throw Failure(QStringLiteral("calendar: cannot write %1: %2").arg(file, out.errorString()));
         con.CommitTrans();
         return int(events.size());

@@ -10,6 +10,8 @@
 #include <QList>
 #include <QString>
 
+class QIODevice;
+
 namespace platform {
 class Connection;
 }
@@ -38,9 +40,9 @@ QString calendarUid(const QString &database, qint16 department, qint32 agreement
 // sequences up to date (inside the caller's transaction). Raises on a database error.
 QList<CalendarEvent> calendarEvents(platform::Connection &con, qint16 department);
 
-// The calendar as text, DTSTAMP stamp, the UIDs naming database.
-QByteArray calendarText(const QList<CalendarEvent> &events, qint16 department, const QString &database,
-                        const QDateTime &stamp);
+// Writes the calendar's text to out, DTSTAMP stamp, the UIDs naming database; false when out refused some.
+bool writeCalendarText(QIODevice &out, const QList<CalendarEvent> &events, qint16 department,
+                       const QString &database, const QDateTime &stamp);
 
 // Writes the department's calendar to file through QSaveFile: whole or not at all, the sequences kept only
 // when the file was written. Returns the number of events. Raises a host::Failure when the file cannot be
