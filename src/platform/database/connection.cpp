@@ -352,7 +352,9 @@ struct Recordset::Data
 {
     bool open = false;
     QStringList names;
-    std::vector<QVariant> cells; // row after row
+    // Row after row. A QList, as it grows by moving its values' bytes (a large result is read without
+    // knowing how many rows come), where a vector would copy each value at every growth.
+    QList<QVariant> cells;
     int columns = 0;
     int rows = 0;
     int position = -1; // -1 BOF, rows EOF
@@ -395,13 +397,13 @@ struct Recordset::Data
             if (!declared.at(i).isEmpty())
                 converted.push_back(i);
         cells.clear();
-        cells.reserve(static_cast<size_t>(columns) * 64);
+        cells.reserve(qsizetype(columns) * 64);
         rows = 0;
         while (query.next()) {
             for (int i = 0; i < columns; ++i)
                 cells.push_back(query.value(i));
             for (int i : converted) {
-                QVariant &cell = cells[cells.size() - static_cast<size_t>(columns - i)];
+                QVariant &cell = cells[cells.size() - (columns - i)];
                 cell = dialect.readValue(cell, declared.at(i));
             }
             ++rows;
@@ -506,7 +508,7 @@ Field Recordset::Fields(int index) const
     if (isBOF() || isEOF())
         Raise(NoCurrentRecord, Source,
               QStringLiteral("Either BOF or EOF is True, or the current record has been deleted."));
-    return Field(name, d->cells[static_cast<size_t>(d->position) * d->columns + index]);
+    return Field(name, d->cells.at(qsizetype(d->position) * d->columns + index));
 }
 
 Field Recordset::Fields(const QString &name) const
@@ -529,7 +531,7 @@ void Recordset::AddNew()
     d->adding = true;
     d->pendingNames.clear();
     d->pendingValues.clear();
-    d->cells.resize(d->cells.size() + static_cast<size_t>(d->columns));
+    d->cells.resize(d->cells.size() + d->columns);
     ++d->rows;
     d->position = d->rows - 1;
 }
@@ -554,7 +556,7 @@ void Recordset::setValue(const QString &field, const QVariant &value)
         d->pendingValues.append(value);
     }
     if (index >= 0)
-        d->cells[static_cast<size_t>(d->position) * d->columns + index] = value;
+        d->cells[qsizetype(d->position) * d->columns + index] = value;
 }
 
 void Recordset::Update()
