@@ -13,6 +13,7 @@
 #include "platform/runtime/errors.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QMap>
 #include <QTemporaryDir>
 #include <QTest>
@@ -418,6 +419,33 @@ void tst_alertstate::calendarFile()
     QCOMPARE(otherUids.size(), demo::AgreementCount - 1);
     for (const QString &theirs : otherUids)
         QVERIFY2(!after.starts.contains(theirs), qPrintable(theirs));
+    // A register whose calendar is written in several pieces: every event whole, each once, the calendar
+    // closed after the last.
+    const QString filler = QString(300, QLatin1Char('x'));
+    for (int first = 10001; first <= 12500; first += 250) {
+        QStringList rows;
+        for (int id = first; id < first + 250; ++id)
+            rows << QStringLiteral("(%1, 1, 'AG/%1', 'Agreement %1 %2', '20270115', %3)")
+                        .arg(id)
+                        .arg(filler)
+                        .arg(id % 60);
+        other->Execute(
+            QStringLiteral("insert into agreementregister (agragreementid, agrDepartmentid, "
+                           "agragreementNo, agragreementdesc, agrValidTodate, alertnoofdays) values ") +
+            rows.join(QLatin1Char(',')));
+    }
+    QCOMPARE(host::writeCalendar(*other, 1, otherFile), demo::AgreementCount - 1 + 2500);
+    QVERIFY(QFileInfo(otherFile).size() > 2 * (1 << 20));
+    const Parsed large = parseCalendar(otherFile);
+    QVERIFY(large.restrictionsHold);
+    QCOMPARE(large.errors, 0);
+    QCOMPARE(large.starts.size(), demo::AgreementCount - 1 + 2500);
+    const QString otherDatabase = agr::schema::DatabaseIdentity(*other);
+    for (int id : {10001, 11250, 12500}) {
+        const QString event = host::calendarUid(otherDatabase, 1, id);
+        QCOMPARE(large.starts.value(event), QDate(2027, 1, 15));
+        QCOMPARE(large.triggerDays.value(event), id % 60);
+    }
 
     // Failures: a folder that is not there, and a database error, leave no file and the old one whole.
     QVERIFY_THROWS_EXCEPTION(host::Failure, host::writeCalendar(*con, 1, folder.filePath("no/renewals.ics")));
