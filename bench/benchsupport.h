@@ -31,21 +31,25 @@ inline double ms(const QElapsedTimer &timer)
 }
 
 // Drops the triggers that keep the full-text index, so that a write costs what it costs without it; the
-// index itself stays (CreateSearchIndex makes the triggers again and fills it anew).
-inline void dropSearchIndexTriggers(platform::Connection &con)
+// index itself stays (CreateSearchIndex makes the triggers again and fills it anew). Returns the statements
+// that make the triggers again as they were, without filling the index.
+inline QStringList dropSearchIndexTriggers(platform::Connection &con)
 {
     const bool pg = con.backend() == platform::Backend::PostgreSQL;
     platform::Recordset rs = con.Execute(
-        pg ? QStringLiteral(
-                 "select tgname, tgrelid::regclass::text from pg_trigger where tgname like 'agr_ix_%'")
-           : QStringLiteral("select name, tbl_name from sqlite_master where type = 'trigger' and name like "
-                            "'agr_ix_%'"));
-    QStringList drops;
-    for (; !rs.isEOF(); rs.MoveNext())
+        pg ? QStringLiteral("select tgname, tgrelid::regclass::text, pg_get_triggerdef(oid) from pg_trigger "
+                            "where tgname like 'agr_ix_%'")
+           : QStringLiteral("select name, tbl_name, sql from sqlite_master where type = 'trigger' and name "
+                            "like 'agr_ix_%'"));
+    QStringList drops, creates;
+    for (; !rs.isEOF(); rs.MoveNext()) {
         drops << QStringLiteral("drop trigger ") + rs.Fields(0).text() +
                      (pg ? QStringLiteral(" on ") + rs.Fields(1).text() : QString());
+        creates << rs.Fields(2).text();
+    }
     for (const QString &drop : std::as_const(drops))
         con.Execute(drop);
+    return creates;
 }
 
 inline double median(std::vector<double> values)
