@@ -121,19 +121,25 @@ QString queueScan(const QString &row)
            QStringLiteral(".agsAgreementID, ") + row + QStringLiteral(".agsDetailID)");
 }
 
-// The agreement keys of a table: its department and agreement id columns.
+// The agreement keys of a table: its department and agreement id columns; indexed: the columns an update
+// of which can change the agreement's index rows (others, a signing date say, leave them as they are).
 struct KeySource
 {
     const char *table;
     const char *department;
     const char *agreement;
+    QString indexed;
 };
 
 QList<KeySource> keySources()
 {
-    QList<KeySource> out = {{"agreementregister", "agrDepartmentid", "agragreementid"}};
-    for (const DetailSource &s : DetailSources)
-        out.append({s.table, s.department, s.agreement});
+    QList<KeySource> out = {{"agreementregister", "agrDepartmentid", "agragreementid", headerColumns()}};
+    for (const DetailSource &s : DetailSources) {
+        QStringList indexed = {L(s.department), L(s.agreement), L(s.detail)};
+        for (const char *column : s.columns)
+            indexed << L(column);
+        out.append({s.table, s.department, s.agreement, indexed.join(QStringLiteral(", "))});
+    }
     return out;
 }
 
@@ -234,11 +240,9 @@ void sqliteInstall(platform::Connection &con)
                    L(k.agreement) + QLatin1Char(')');
         };
         const QString name = triggerName(k.table);
-        const bool header = name == triggerName("agreementregister");
         trigger(name + QStringLiteral("_i"), QStringLiteral("insert on ") + L(k.table), {mark("new")});
         trigger(name + QStringLiteral("_u"),
-                (header ? QStringLiteral("update of ") + headerColumns() : QStringLiteral("update")) +
-                    QStringLiteral(" on ") + L(k.table),
+                QStringLiteral("update of ") + k.indexed + QStringLiteral(" on ") + L(k.table),
                 {mark("old"), mark("new")});
         trigger(name + QStringLiteral("_d"), QStringLiteral("delete on ") + L(k.table), {mark("old")});
     }
@@ -312,17 +316,18 @@ void postgresInstall(platform::Connection &con)
             QStringLiteral("() returns trigger language plpgsql ") +
             (owner ? QStringLiteral("security definer set search_path from current ") : QString()) +
             QStringLiteral("as $f$ begin ");
+        auto run = [&](const QStringList &statements) {
+            for (const QString &statement : statements)
+                body += statement + QStringLiteral("; ");
+        };
         // An insert, the save's case, evaluates as little as it can.
         body += QStringLiteral("if tg_op = 'INSERT' then ");
-        for (const QString &statement : onNew)
-            body += statement + QStringLiteral("; ");
+        run(onNew);
         body += QStringLiteral("return null; end if; ");
-        if (!onOld.isEmpty())
-            body += onOld.join(QStringLiteral("; ")) + QStringLiteral("; ");
-        if (!onNew.isEmpty())
-            body += QStringLiteral("if tg_op = 'UPDATE' then ") + onNew.join(QStringLiteral("; ")) +
-                    QStringLiteral("; end if; ");
-        statements << body + QStringLiteral("return null; end $f$");
+        run(onOld);
+        body += QStringLiteral("if tg_op = 'UPDATE' then ");
+        run(onNew);
+        statements << body + QStringLiteral("end if; return null; end $f$");
     };
     auto trigger = [&](const QString &name, const QString &function, const QString &events,
                        const QString &table) {
@@ -358,16 +363,12 @@ void postgresInstall(platform::Connection &con)
                    QStringLiteral(", true); end if");
         };
         const QString name = triggerName(k.table);
-        const bool header = name == triggerName("agreementregister");
         function(name, {mark("old")}, {mark("new")}, false);
         // Made by earlier versions: one trigger per event, each with a WHEN.
         for (const char *event : {"_i", "_u", "_d"})
             statements << QStringLiteral("drop trigger if exists ") + name + L(event) +
                               QStringLiteral(" on ") + L(k.table);
-        trigger(name, name,
-                header
-                    ? QStringLiteral("insert or update of ") + headerColumns() + QStringLiteral(" or delete")
-                    : QStringLiteral("insert or update or delete"),
+        trigger(name, name, QStringLiteral("insert or update of ") + k.indexed + QStringLiteral(" or delete"),
                 L(k.table));
     }
     // The marks of the transaction are forgotten, so that what it writes after the search is named again;
