@@ -108,6 +108,8 @@ private Q_SLOTS:
     void commonWordsWhileTyping();
     void windowOverTheList_data() { agrtest::addBackends(); }
     void windowOverTheList();
+    void sampleThenWeighed_data() { agrtest::addBackends(); }
+    void sampleThenWeighed();
 };
 
 // A word written in each indexed place is found there, in any case and without its accents.
@@ -480,6 +482,82 @@ void tst_search::windowOverTheList()
     QVERIFY2(window.lblStatus->text().startsWith(QLatin1String("The search failed: ")),
              qPrintable(window.lblStatus->text()));
     QVERIFY(window.hits().isEmpty());
+}
+
+// A sample shown while typing is followed, once the clerk pauses, by the weighed answer to the same text:
+// find's hits, best first. A newer text overtakes the weighing, and Enter chooses from what is shown.
+void tst_search::sampleThenWeighed()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, true, true);
+    if (!con)
+        return;
+    // The sample takes the first texts; the agreement that says it most is the last of them.
+    for (int agreement = 1; agreement <= 4; ++agreement)
+        con->Execute(QStringLiteral("insert into AgreementContents values (%1, 1, 20, '%2')")
+                         .arg(agreement)
+                         .arg(agreement == 4 ? QStringLiteral("Kinkajou kinkajou kinkajous kinkajou")
+                                             : QStringLiteral("Kinkajou%1 clause").arg(agreement)));
+    const host::SearchQuery typed = host::parseSearch(QStringLiteral("kinkaj"), true);
+    const QStringList best = keys(host::findAgreements(*con, typed, {1}));
+    QCOMPARE(best.value(0), QStringLiteral("1/4"));
+
+    host::SearchThread searches(con->url(), {1}, 3, 0);
+    QList<host::SearchAnswer> answers;
+    connect(&searches, &host::SearchThread::answered, this,
+            [&](const host::SearchAnswer &answer) { answers << answer; });
+    const quint64 ticket = searches.ask(typed);
+    QTRY_COMPARE(answers.size(), 2);
+    QCOMPARE(answers.at(0).ticket, ticket);
+    QVERIFY(answers.at(0).sample);
+    QVERIFY(keys(answers.at(0).result) != best);
+    QCOMPARE(answers.at(1).ticket, ticket);
+    QVERIFY(!answers.at(1).sample);
+    QCOMPARE(keys(answers.at(1).result), best);
+    // A word rarer than what is weighed while typing is answered once.
+    answers.clear();
+    searches.ask(host::parseSearch(QStringLiteral("kinkajou2"), true));
+    QTRY_COMPARE(answers.size(), 1);
+    QVERIFY(!answers.at(0).sample);
+    QCOMPARE(keys(answers.at(0).result), QStringList{QStringLiteral("1/2")});
+
+    // The window shows the weighed hits in place of the sample.
+    {
+        host::SearchWindow window(searches, {});
+        window.txtFind->setText(QStringLiteral("kinkaj"));
+        QTRY_COMPARE(keys(SearchResult{window.hits()}), best);
+        QVERIFY(!window.searching());
+    }
+
+    // Without a pause the sample stays: Enter chooses from it at once, and a weighed answer to a text
+    // typed over is never shown.
+    host::SearchThread typing(con->url(), {1}, 3, 3600 * 1000);
+    QList<host::SearchAnswer> told;
+    connect(&typing, &host::SearchThread::answered, this,
+            [&](const host::SearchAnswer &answer) { told << answer; });
+    QString chosen;
+    host::SearchWindow window(typing, [&](const host::SearchHit &hit, QString &) {
+        chosen = QStringLiteral("%1/%2").arg(hit.departmentId).arg(hit.agreementId);
+        return true;
+    });
+    window.txtFind->setText(QStringLiteral("kinkaj"));
+    QTRY_VERIFY(!window.searching());
+    QCOMPARE(told.size(), 1);
+    QVERIFY(told.at(0).sample);
+    const QStringList sample = keys(SearchResult{window.hits()});
+    QCOMPARE(sample, keys(told.at(0).result));
+    window.txtFind->setText(QStringLiteral("kinkajou kin"));
+    host::SearchAnswer overtaken = told.at(0);
+    overtaken.sample = false;
+    overtaken.result.hits = host::findAgreements(*con, typed, {1}).hits;
+    Q_EMIT typing.answered(overtaken);
+    QCOMPARE(keys(SearchResult{window.hits()}), sample);
+    QTRY_VERIFY(!window.searching());
+    QCOMPARE(told.size(), 3);
+    QVERIFY(told.at(2).sample);
+    QCOMPARE(keys(SearchResult{window.hits()}), keys(told.at(2).result));
+    QTest::keyClick(window.txtFind, Qt::Key_Return);
+    QCOMPARE(chosen, keys(told.at(2).result).value(0));
 }
 
 QTEST_MAIN(tst_search)
