@@ -408,6 +408,38 @@ void tst_search::commonWordsWhileTyping()
         host::findAgreements(*con, host::parseSearch(QStringLiteral("kinkajou4"), true), {1, 2}, 50, 3);
     QVERIFY(!weighed.partial);
     QCOMPARE(keys(weighed), QStringList{QStringLiteral("1/2")});
+
+    // A prefix of many words and a word of many rows, at the window's own measure (PostgreSQL answers
+    // them from the rows kept with the index's words): only agreements of the departments asked that hold
+    // the term still, whatever the rows of the words were when they were kept.
+    platform::Command insert(*con);
+    insert.setCommandText(QStringLiteral("insert into AgreementContents values (?, ?, ?, ?)"));
+    insert.ParametersRefresh();
+    for (int line = 1; line <= 2 * agr::schema::SampleRows; ++line)
+        insert.Execute({line % 3 + 1, line % 2 + 1, 100 + line, QStringLiteral("Okapi%1 dugong").arg(line)});
+    const SearchResult first = host::findAgreements(*con, host::parseSearch(QStringLiteral("okap"), true),
+                                                    {1}, 50, host::RowsPerTermWhileTyping);
+    QVERIFY(!first.hits.isEmpty());
+    QCOMPARE(first.partial, con->backend() == platform::Backend::PostgreSQL);
+    // Made anew, the words keep their first rows; then a third of those rows change.
+    agr::schema::RebuildSearchIndex(*con);
+    con->Execute(
+        QStringLiteral("update AgreementContents set agcContentdesc = 'Zebu' where agcAgreementid = 2 "
+                       "and agcDetailid > 100"));
+    const QStringList holding = {QStringLiteral("1/1"), QStringLiteral("1/3")};
+    for (const QString &text :
+         {QStringLiteral("okap"), QStringLiteral("dugong "), QStringLiteral("okapi1")}) {
+        const host::SearchQuery query = host::parseSearch(text, true);
+        const SearchResult sample = host::findAgreements(*con, query, {1}, 50, host::RowsPerTermWhileTyping);
+        QVERIFY2(!sample.hits.isEmpty(), qPrintable(text));
+        for (const QString &key : keys(sample))
+            QVERIFY2(holding.contains(key), qPrintable(text + QLatin1Char(' ') + key));
+        if (con->backend() == platform::Backend::PostgreSQL && text != QLatin1String("okapi1"))
+            QVERIFY2(sample.partial, qPrintable(text));
+        QStringList weighed = keys(host::findAgreements(*con, query, {1}, 50, host::RowsPerTerm));
+        weighed.sort();
+        QCOMPARE(weighed, holding);
+    }
 }
 
 // Ctrl+Shift+F in the list opens the window; hits follow the typing; Enter selects the agreement in the
