@@ -288,6 +288,17 @@ void tst_search::departmentsApart()
     QCOMPARE(keys(find(clerk, QStringLiteral("hyena"), {})), QStringList{QStringLiteral("1/3")});
     QVERIFY(find(clerk, QStringLiteral("jackal"), {}).hits.isEmpty());
     QCOMPARE(keys(find(*con, QStringLiteral("jackal"))), QStringList{QStringLiteral("2/1")});
+    // While typing, the words of another department are not the clerk's either: its many words make the
+    // prefix a sample for the owner, not for the clerk.
+    for (int line = 1; line <= agr::schema::SampledPrefixWords + 6; ++line)
+        con->Execute(
+            QStringLiteral("insert into AgreementContents values (1, 2, %1, 'Jackal%1')").arg(100 + line));
+    clerk.Execute(QStringLiteral("insert into AgreementContents values (3, 1, 2, 'Jackalope')"));
+    const host::SearchQuery typed = host::parseSearch(QStringLiteral("jack"), true);
+    QVERIFY(host::findAgreements(*con, typed, {}, 50, host::RowsPerTermWhileTyping).partial);
+    const SearchResult clerks = host::findAgreements(clerk, typed, {}, 50, host::RowsPerTermWhileTyping);
+    QVERIFY(!clerks.partial);
+    QCOMPARE(keys(clerks), QStringList{QStringLiteral("1/3")});
 }
 
 // A typed page is found by a word printed on it; a file that is no picture is indexed as empty; the same
