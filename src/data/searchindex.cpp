@@ -428,7 +428,8 @@ void postgresInstall(platform::Connection &con)
     // way, but those rows are stored last. keys (while typing): the last word of each term, a prefix
     // with "*"; a term of more than SampledPrefixWords words, or whose words were held by SampleRows rows,
     // is answered by the rows kept for its first words, unweighed, after a row without RowID; their text
-    // is matched row by row (ts_match_vq), as the GIN index would gather every row of the term first.
+    // is matched row by row (ts_match_vq), as the GIN index would gather every row of the term first,
+    // read in the order of their RowIDs (an array the btree sorts), near each other on disk.
     statements << QStringLiteral("drop function if exists agr_search_terms(text, integer, smallint[])")
                << QStringLiteral(
                       "create or replace function agr_search_terms(queries text, per_term integer, "
@@ -449,9 +450,9 @@ void postgresInstall(platform::Connection &con)
                       "any(departments)); end if; if cardinality(found) > %1 or held >= %2 then return "
                       "query select n, null::integer, null::smallint, null::integer, null::real; return "
                       "query select n, x.RowID, x.DepartmentID, x.AgreementID, 0::real from agrSearchRows x "
-                      "where x.RowID in (select unnest(w.Rows) from agrSearchWords w where w.Word collate "
-                      "\"C\" = any(found[1:%1]) and (departments is null or w.DepartmentID = "
-                      "any(departments)) limit %2) and ts_match_vq(x.Words, q) and (departments is null or "
+                      "where x.RowID = any(array(select unnest(w.Rows) from agrSearchWords w where w.Word "
+                      "collate \"C\" = any(found[1:%1]) and (departments is null or w.DepartmentID = "
+                      "any(departments)) limit %2)) and ts_match_vq(x.Words, q) and (departments is null or "
                       "x.DepartmentID = any(departments)); continue; end if; end if; return query select n, "
                       "x.RowID, x.DepartmentID, x.AgreementID, ts_rank(x.Words, q) from agrSearchRows x "
                       "where x.Words @@ q and (departments is null or x.DepartmentID = any(departments)) "
