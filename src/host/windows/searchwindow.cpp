@@ -127,7 +127,7 @@ void SearchWindow::showAnswer(const SearchAnswer &answer)
     else if (m_hits.isEmpty())
         lblStatus->setText(QStringLiteral("No agreement of the department holds that."));
     else if (answer.sample)
-        lblStatus->setText(QStringLiteral("%1 of %2 agreements found first (%3 ms); the best first follow")
+        lblStatus->setText(QStringLiteral("%1 of %2 agreements found first (%3 ms); best first in a moment")
                                .arg(m_hits.size())
                                .arg(answer.result.total)
                                .arg(answer.ms));
