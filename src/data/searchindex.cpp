@@ -479,10 +479,11 @@ void fill(platform::Connection &con)
     const bool pg = con.backend() == Backend::PostgreSQL;
     // The GIN index is built once over all rows: kept while millions are inserted it costs several times
     // as much.
-    if (pg)
+    // The words are listed once, after the rows are in (agr_search_words waits for it).
+    if (pg) {
         con.Execute(QStringLiteral("drop index if exists ix_agrsearchrows_words"));
-    if (pg)
         con.Execute(QStringLiteral("select set_config('agr.search_filling', 'on', true)"));
+    }
     con.Execute(QStringLiteral("delete from agrSearchRows"));
     con.Execute(QStringLiteral("delete from agrSearchDirty"));
     con.Execute(QStringLiteral("delete from agrScanUnread"));
