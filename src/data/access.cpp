@@ -91,6 +91,28 @@ void createPolicy(platform::Connection &con, const QString &table, const char *p
                     table + rule);
 }
 
+// Exactly ClerkGrants' privileges, with the sequences behind the identity columns it may insert into.
+void grantClerk(platform::Connection &con, const QString &role)
+{
+    for (const TableGrant &grant : ClerkGrants()) {
+        const QString table = QLatin1String(grant.table);
+        con.Execute(QStringLiteral("grant ") + QLatin1String(grant.privileges) + QStringLiteral(" on ") +
+                    table + QStringLiteral(" to ") + role);
+        if (!QLatin1String(grant.privileges).contains(QLatin1String("INSERT")))
+            continue;
+        // The numbers of an identity column come from its sequence.
+        platform::Recordset sequences = con.Execute(
+            QStringLiteral(
+                "select pg_get_serial_sequence(table_name, column_name) from "
+                "information_schema.columns where table_schema = current_schema() and table_name = "
+                "lower(") +
+            quoted(table) + QStringLiteral(") and column_default like 'nextval(%'"));
+        for (; !sequences.isEOF(); sequences.MoveNext())
+            con.Execute(QStringLiteral("grant usage on sequence ") + sequences.Fields(0).text() +
+                        QStringLiteral(" to ") + role);
+    }
+}
+
 } // namespace
 
 const QList<TableGrant> &ClerkGrants()
@@ -231,6 +253,16 @@ void SecureSchema(platform::Connection &con)
     for (const char *mapping : {table::LoginUsers, table::LoginDepartments})
         createPolicy(con, QLatin1String(mapping), OwnLoginPolicy,
                      QStringLiteral(" for select using (LoginName = session_user)"));
+    // Clerks made before a table was added get their privileges on it with the upgrade that adds it.
+    QStringList clerks;
+    platform::Recordset rs =
+        con.Execute(QStringLiteral("select distinct LoginName from ") + QLatin1String(table::LoginUsers) +
+                    QStringLiteral(" where LoginName <> current_user and LoginName in "
+                                   "(select rolname from pg_roles where not rolsuper)"));
+    for (; !rs.isEOF(); rs.MoveNext())
+        clerks << rs.Fields(0).text();
+    for (const QString &clerk : std::as_const(clerks))
+        grantClerk(con, identifier(clerk));
 }
 
 void CreateClerk(platform::Connection &con, const QString &login, int userId, const QList<int> &departments)
@@ -259,23 +291,7 @@ void CreateClerk(platform::Connection &con, const QString &login, int userId, co
                 role);
     con.Execute(QStringLiteral("revoke all on all sequences in schema ") + schema + QStringLiteral(" from ") +
                 role);
-    for (const TableGrant &grant : ClerkGrants()) {
-        const QString table = QLatin1String(grant.table);
-        con.Execute(QStringLiteral("grant ") + QLatin1String(grant.privileges) + QStringLiteral(" on ") +
-                    table + QStringLiteral(" to ") + role);
-        if (!QLatin1String(grant.privileges).contains(QLatin1String("INSERT")))
-            continue;
-        // The numbers of an identity column come from its sequence.
-        platform::Recordset sequences = con.Execute(
-            QStringLiteral(
-                "select pg_get_serial_sequence(table_name, column_name) from "
-                "information_schema.columns where table_schema = current_schema() and table_name = "
-                "lower(") +
-            quoted(table) + QStringLiteral(") and column_default like 'nextval(%'"));
-        for (; !sequences.isEOF(); sequences.MoveNext())
-            con.Execute(QStringLiteral("grant usage on sequence ") + sequences.Fields(0).text() +
-                        QStringLiteral(" to ") + role);
-    }
+    grantClerk(con, role);
     MapLogin(con, login, userId, departments);
 }
 

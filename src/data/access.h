@@ -24,8 +24,9 @@ QList<int> departmentsOfLogin(platform::Connection &con, const QString &login);
 void MapLogin(platform::Connection &con, const QString &login, int userId, const QList<int> &departments);
 
 // PostgreSQL: row-level security on the register's header and detail tables, each row visible and
-// writable only for a login mapped to its department; the tables' owner is not bound. Idempotent; nothing
-// on the other engines.
+// writable only for a login mapped to its department; the tables' owner is not bound. Every login mapped in
+// aLoginUsers gets ClerkGrants again, so that a clerk made before a table existed may use it. Idempotent;
+// nothing on the other engines.
 void SecureSchema(platform::Connection &con);
 
 // PostgreSQL: creates the login when it does not exist (without a password: the site's authentication

@@ -2,7 +2,9 @@
 // row; the program refuses a database whose schema is newer than its own, before it changes anything.
 
 #include "support/testdb.h"
+#include "support/testsupport.h"
 
+#include "data/access.h"
 #include "data/schema.h"
 #include "platform/database/dialect.h"
 
@@ -47,6 +49,8 @@ private Q_SLOTS:
     void olderDatabase();
     void newerDatabaseRefused_data() { agrtest::addBackends(); }
     void newerDatabaseRefused();
+    void clerkOfAnOlderDatabase_data() { agrtest::addBackends(); }
+    void clerkOfAnOlderDatabase();
 
 private:
     Run run(const QStringList &arguments);
@@ -189,6 +193,46 @@ void tst_Upgrade::newerDatabaseRefused()
     // init-db itself changed nothing: the newer version is still the one recorded.
     QCOMPARE(agr::schema::StoredSchemaVersion(*con), newer);
     QCOMPARE(agrtest::countRows(*con, QStringLiteral("aSchemaVersion")), agr::schema::SchemaVersion() + 1);
+}
+
+// A clerk's login made before the renewal tables existed: the init-db that adds them lets the clerk use
+// them, and gives nothing beyond a clerk's privileges.
+void tst_Upgrade::clerkOfAnOlderDatabase()
+{
+    AGR_FETCH_URL();
+    if (!url.startsWith(QLatin1String("postgresql")))
+        QSKIP("database logins are PostgreSQL's");
+    const QString db = agrtest::hostDemoDatabase(url, agrtest::DemoToday);
+    if (db.isEmpty())
+        return;
+    const QString clerkUrl = agrtest::withLogin(db, QLatin1String(agr::schema::DemoClerkLogin));
+    const QStringList later = {QStringLiteral("aRenewalSnoozes"), QStringLiteral("aDatabaseIdentity")};
+    {
+        platform::Connection owner;
+        owner.Open(db);
+        for (const QString &table : later)
+            owner.Execute(QStringLiteral("revoke all on %1 from %2")
+                              .arg(table, QLatin1String(agr::schema::DemoClerkLogin)));
+    }
+    auto readAll = [&](const QString &table) {
+        platform::Connection clerk;
+        clerk.Open(clerkUrl);
+        return agrtest::errorOf([&] { agrtest::countRows(clerk, table); }) == 0;
+    };
+    for (const QString &table : later)
+        QVERIFY2(!readAll(table), qPrintable(table));
+
+    const Run upgraded = run({QStringLiteral("init-db"), QStringLiteral("--database"), db});
+    QVERIFY2(upgraded.status == 0, qPrintable(upgraded.err.join(QLatin1Char('\n'))));
+    for (const QString &table : later)
+        QVERIFY2(readAll(table), qPrintable(table));
+    // Still a clerk: no delete of an agreement, no update of the identity.
+    platform::Connection clerk;
+    clerk.Open(clerkUrl);
+    QVERIFY(agrtest::errorOf([&] { clerk.Execute(QStringLiteral("delete from agreementregister")); }) != 0);
+    QVERIFY(agrtest::errorOf([&] {
+                clerk.Execute(QStringLiteral("update aDatabaseIdentity set DatabaseID = 'x'"));
+            }) != 0);
 }
 
 QTEST_MAIN(tst_Upgrade)
