@@ -72,9 +72,12 @@ void fillGrid(FlexGrid *grid, const std::function<QStringList(int)> &row)
     grid->setRow(1);
 }
 
-// The same inserts as a save of a new agreement, straight through Command.
-double rawInserts(platform::Connection &con, qint32 id)
+// The same inserts as a save of a new agreement, straight through Command; cpu (when given) takes the
+// processor time.
+double rawInserts(platform::Connection &con, qint32 id, bench::CpuTime *cpu = nullptr,
+                  double *cpuMs = nullptr)
 {
+    const double cpuStart = cpu ? cpu->now() : 0;
     QElapsedTimer timer;
     timer.start();
     con.BeginTrans();
@@ -161,6 +164,8 @@ double rawInserts(platform::Connection &con, qint32 id)
                        "agcContentdesc) values (?,?,?,?)"),
         [](int i) { return textRow(i, "Content"); }, 0);
     con.CommitTrans();
+    if (cpu)
+        *cpuMs = cpu->now() - cpuStart;
     return ms(timer);
 }
 
@@ -211,8 +216,10 @@ double rawSelects(platform::Connection &con, qint32 id, int *detailRows)
     return ms(timer);
 }
 
-// A new agreement with DetailRows rows in each detail grid, saved with OK: the save's time.
-double saveNew(const QString &label, agr::FrmMaster *list)
+// A new agreement with DetailRows rows in each detail grid, saved with OK: the save's time; cpu (when
+// given) takes the processor time.
+double saveNew(const QString &label, agr::FrmMaster *list, bench::CpuTime *cpu = nullptr,
+               double *cpuMs = nullptr)
 {
     list->cmdnew_Click();
     agr::FrmAgreementreg *form = agr::frmAgreementregIfLoaded();
@@ -224,10 +231,13 @@ double saveNew(const QString &label, agr::FrmMaster *list)
     fillGrid(form->mfgfinance, [](int i) { return textRow(i, "Finance"); });
     fillGrid(form->mfgcontent, [](int i) { return textRow(i, "Content"); });
 
+    const double cpuStart = cpu ? cpu->now() : 0;
     QElapsedTimer timer;
     timer.start();
     form->cmdOK_Click();
     const double took = ms(timer);
+    if (cpu)
+        *cpuMs = cpu->now() - cpuStart;
     if (agr::frmAgreementregIfLoaded())
         line(label + QStringLiteral(": the save did not complete"));
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -235,34 +245,59 @@ double saveNew(const QString &label, agr::FrmMaster *list)
 }
 
 // What keeping the full-text index adds to a save: saves with the index's triggers and without them, in
-// turns, so that a database growing under both is measured alike.
+// turns (with, without, without, with, ...), so that a database growing under both and the load of the
+// machine are met alike. Between them only the triggers are dropped and made again. Besides the time on
+// the clock, the processor time of the program and of the server.
 void indexCost(const QString &label, platform::Connection &con, agr::FrmMaster *list)
 {
-    constexpr int Pairs = 15;
-    std::vector<double> with, without, rawWith, rawWithout;
-    // After the triggers are made or dropped one save goes unmeasured: the first one after a change of
-    // them reloads the table's triggers and compiles their functions, as a session does once.
+    constexpr int Pairs = 30;
+    struct Figures
+    {
+        std::vector<double> save, saveCpu, raw, rawCpu;
+    } with, without;
+    bench::CpuTime cpu(con);
+    QStringList triggers; // the statements that make them again
+    bool kept = true;
+    const auto keep = [&](bool index) {
+        if (index == kept)
+            return;
+        if (index) {
+            for (const QString &statement : std::as_const(triggers))
+                con.Execute(statement);
+        } else {
+            triggers = bench::dropSearchIndexTriggers(con);
+        }
+        kept = index;
+        // The first save after a change of the triggers reloads the table's triggers and compiles their
+        // functions, as a session does once: it goes unmeasured.
+        saveNew(label, list);
+    };
     for (int p = 0; p < Pairs; ++p) {
-        saveNew(label, list);
-        with.push_back(saveNew(label, list));
-        rawWith.push_back(rawInserts(con, -100 - 2 * p));
-        bench::dropSearchIndexTriggers(con);
-        saveNew(label, list);
-        without.push_back(saveNew(label, list));
-        rawWithout.push_back(rawInserts(con, -101 - 2 * p));
-        agr::schema::CreateSearchIndex(con);
+        for (const bool index : {p % 2 == 0, p % 2 != 0}) {
+            keep(index);
+            Figures &f = index ? with : without;
+            double took = 0;
+            f.save.push_back(saveNew(label, list, &cpu, &took));
+            f.saveCpu.push_back(took);
+            f.raw.push_back(rawInserts(con, -100 - 2 * p - int(index), &cpu, &took));
+            f.rawCpu.push_back(took);
+        }
     }
-    const double w = median(with), wo = median(without), rw = median(rawWith), rwo = median(rawWithout);
-    line(QStringLiteral("%1: save with 5 x %2 detail rows with the full-text index %3 ms, without it %4 ms: "
-                        "+%5% (goal <= 10%); the raw inserts %6 ms and %7 ms: +%8%")
+    keep(true);
+    const auto compare = [](const std::vector<double> &a, const std::vector<double> &b) {
+        return QStringLiteral("%1 ms and %2 ms: +%3%")
+            .arg(median(a), 0, 'f', 1)
+            .arg(median(b), 0, 'f', 1)
+            .arg((median(a) / median(b) - 1) * 100, 0, 'f', 1);
+    };
+    line(QStringLiteral("%1: save with 5 x %2 detail rows with the full-text index and without it (goal <= "
+                        "10%): %3; processor time %4; the raw inserts %5, processor time %6")
              .arg(label)
              .arg(DetailRows)
-             .arg(w, 0, 'f', 1)
-             .arg(wo, 0, 'f', 1)
-             .arg((w / wo - 1) * 100, 0, 'f', 1)
-             .arg(rw, 0, 'f', 1)
-             .arg(rwo, 0, 'f', 1)
-             .arg((rw / rwo - 1) * 100, 0, 'f', 1));
+             .arg(compare(with.save, without.save))
+             .arg(cpu.readable() ? compare(with.saveCpu, without.saveCpu) : QStringLiteral("not readable"))
+             .arg(compare(with.raw, without.raw))
+             .arg(cpu.readable() ? compare(with.rawCpu, without.rawCpu) : QStringLiteral("not readable")));
 }
 
 void runBackend(const QString &label, platform::Connection &con)

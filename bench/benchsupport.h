@@ -10,10 +10,12 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QTemporaryDir>
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 #include <functional>
 #include <vector>
 
@@ -30,22 +32,60 @@ inline double ms(const QElapsedTimer &timer)
     return double(timer.nsecsElapsed()) / 1e6;
 }
 
+// The processor time spent so far, in milliseconds, by this process and, on PostgreSQL, by the server
+// process that serves the connection (read from its /proc entry, so only when it runs on this machine).
+// Other programs' load stretches it far less than the time on the clock.
+class CpuTime
+{
+public:
+    explicit CpuTime(platform::Connection &con)
+    {
+        if (con.backend() == platform::Backend::PostgreSQL) {
+            m_server.setFileName(
+                QStringLiteral("/proc/%1/schedstat")
+                    .arg(con.Execute(QStringLiteral("select pg_backend_pid()")).Fields(0).toLong()));
+            m_readable = m_server.open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+        }
+    }
+    bool readable() const { return m_readable; }
+    double now()
+    {
+        timespec own{};
+        clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &own);
+        double total = double(own.tv_sec) * 1e3 + double(own.tv_nsec) / 1e6;
+        if (m_server.isOpen()) {
+            m_server.seek(0);
+            // The first field: nanoseconds on a processor.
+            total += m_server.readAll().split(' ').value(0).toDouble() / 1e6;
+        }
+        return total;
+    }
+
+private:
+    QFile m_server;
+    bool m_readable = true;
+};
+
 // Drops the triggers that keep the full-text index, so that a write costs what it costs without it; the
-// index itself stays (CreateSearchIndex makes the triggers again and fills it anew).
-inline void dropSearchIndexTriggers(platform::Connection &con)
+// index itself stays (CreateSearchIndex makes the triggers again and fills it anew). Returns the statements
+// that make the triggers again as they were, without filling the index.
+inline QStringList dropSearchIndexTriggers(platform::Connection &con)
 {
     const bool pg = con.backend() == platform::Backend::PostgreSQL;
     platform::Recordset rs = con.Execute(
-        pg ? QStringLiteral(
-                 "select tgname, tgrelid::regclass::text from pg_trigger where tgname like 'agr_ix_%'")
-           : QStringLiteral("select name, tbl_name from sqlite_master where type = 'trigger' and name like "
-                            "'agr_ix_%'"));
-    QStringList drops;
-    for (; !rs.isEOF(); rs.MoveNext())
+        pg ? QStringLiteral("select tgname, tgrelid::regclass::text, pg_get_triggerdef(oid) from pg_trigger "
+                            "where tgname like 'agr_ix_%'")
+           : QStringLiteral("select name, tbl_name, sql from sqlite_master where type = 'trigger' and name "
+                            "like 'agr_ix_%'"));
+    QStringList drops, creates;
+    for (; !rs.isEOF(); rs.MoveNext()) {
         drops << QStringLiteral("drop trigger ") + rs.Fields(0).text() +
                      (pg ? QStringLiteral(" on ") + rs.Fields(1).text() : QString());
+        creates << rs.Fields(2).text();
+    }
     for (const QString &drop : std::as_const(drops))
         con.Execute(drop);
+    return creates;
 }
 
 inline double median(std::vector<double> values)

@@ -204,6 +204,18 @@ void tst_search::plainSqlKeepsItRight()
     con->Execute(
         QStringLiteral("delete from AgreementContents where agcAgreementid=1 and agcDepartmentid=1"));
     QVERIFY(find(*con, QStringLiteral("receipt")).hits.isEmpty());
+    // Any indexed column of a detail row, its keys included: a witness's address, then the row moved to
+    // another agreement.
+    con->Execute(QStringLiteral("insert into AgreementWitnessDetails (agwAgreementid, agwDepartmentid, "
+                                "agwDetailid, agwSignedBy, agwPostion, agwWitenessAddress) values (4, 1, 1, "
+                                "'S. Iyer', 'Clerk', '12 Lemur Street')"));
+    con->Execute(QStringLiteral("update AgreementWitnessDetails set agwWitenessAddress='3 Serval Road' where "
+                                "agwAgreementid=4 and agwDepartmentid=1"));
+    QCOMPARE(keys(find(*con, QStringLiteral("serval"))), QStringList{QStringLiteral("1/4")});
+    QVERIFY(find(*con, QStringLiteral("lemur")).hits.isEmpty());
+    con->Execute(QStringLiteral(
+        "update AgreementWitnessDetails set agwAgreementid=2 where agwAgreementid=4 and agwDepartmentid=1"));
+    QCOMPARE(keys(find(*con, QStringLiteral("serval"))), QStringList{QStringLiteral("1/2")});
 
     // One transaction writing an agreement before and after a search, and another agreement between: every
     // row written is found once it is committed.
