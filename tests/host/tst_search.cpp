@@ -102,6 +102,7 @@ private Q_SLOTS:
     void departmentsApart();
     void scannedPages_data() { agrtest::addBackends(); }
     void scannedPages();
+    void pagesDecodedToGrey();
     void hostileText_data() { agrtest::addBackends(); }
     void hostileText();
     void commonWordsWhileTyping_data() { agrtest::addBackends(); }
@@ -357,6 +358,47 @@ void tst_search::scannedPages()
     counts = host::readUnreadScans(*con, reader, {2});
     QCOMPARE(counts.skipped, 1);
     QCOMPARE(agrtest::countRows(*con, QStringLiteral("agrScanUnread")), 1);
+}
+
+// The grey the engine reads: a colour JPEG's luminance, close to the grey of its colours, with its
+// resolution; a grey JPEG as it is; anything else as Qt reads it, and no picture as none.
+void tst_search::pagesDecodedToGrey()
+{
+    const QByteArray colour = typedPage({QStringLiteral("Penalty clause: Zanzibar")});
+    const QImage grey = host::PageReader::decodeGrey(colour);
+    const QImage qtGrey = QImage::fromData(colour).convertToFormat(QImage::Format_Grayscale8);
+    QCOMPARE(grey.format(), QImage::Format_Grayscale8);
+    QCOMPARE(grey.size(), qtGrey.size());
+    QCOMPARE(grey.dotsPerMeterX(), 11811);
+    QCOMPARE(grey.dotsPerMeterY(), 11811);
+    int furthest = 0;
+    qint64 dark = 0;
+    for (int y = 0; y < grey.height(); ++y) {
+        const uchar *ours = grey.constScanLine(y);
+        const uchar *theirs = qtGrey.constScanLine(y);
+        for (int x = 0; x < grey.width(); ++x) {
+            furthest = std::max(furthest, std::abs(int(ours[x]) - int(theirs[x])));
+            dark += ours[x] < 128 ? 1 : 0;
+        }
+    }
+    QVERIFY2(furthest <= 8, qPrintable(QString::number(furthest)));
+    QVERIFY(dark > 1000); // the type is there
+
+    QImage greyPage = QImage::fromData(colour).convertToFormat(QImage::Format_Grayscale8);
+    QByteArray greyJpeg;
+    QBuffer buffer(&greyJpeg);
+    buffer.open(QIODevice::WriteOnly);
+    greyPage.save(&buffer, "JPG", 90);
+    QCOMPARE(host::PageReader::decodeGrey(greyJpeg), QImage::fromData(greyJpeg));
+
+    QByteArray png;
+    QBuffer pngBuffer(&png);
+    pngBuffer.open(QIODevice::WriteOnly);
+    greyPage.save(&pngBuffer, "PNG");
+    QCOMPARE(host::PageReader::decodeGrey(png), greyPage);
+
+    QVERIFY(host::PageReader::decodeGrey(QByteArray("\xFF\xD8\xFF\xE0 not the rest of a JPEG")).isNull());
+    QVERIFY(host::PageReader::decodeGrey(colour.left(600)).width() <= grey.width()); // cut short: no crash
 }
 
 // What a clerk types is answered or refused with a reason; it never reaches the engine as syntax.
