@@ -39,7 +39,7 @@ SearchWindow::SearchWindow(SearchThread &searches, Select select, QWidget *paren
     mfgHits->setObjectName(QStringLiteral("mfgHits"));
     mfgHits->setCols(4);
     mfgHits->setFixedCols(0);
-    mfgHits->setRows(2);
+    mfgHits->setRows(1);
     mfgHits->setFormatString(QStringLiteral("<Agreement No|<Description|<Where|<Found"));
     mfgHits->setColWidth(col(FindCol::Number), 1400);
     mfgHits->setColWidth(col(FindCol::Description), 3600);
@@ -101,9 +101,8 @@ void SearchWindow::showAnswer(const SearchAnswer &answer)
     m_answered = true;
     m_slow->stop();
     m_hits = answer.result.hits;
-    mfgHits->setRows(std::max(2, int(m_hits.size()) + 1));
-    for (int c = 0; c < mfgHits->Cols(); ++c)
-        mfgHits->setTextMatrix(1, c, QString());
+    // No hits leave the heading alone, rather than a blank row that looks chosen.
+    mfgHits->setRows(int(m_hits.size()) + 1);
     int keep = 1;
     for (int i = 0; i < m_hits.size(); ++i) {
         const SearchHit &hit = m_hits.at(i);
@@ -117,9 +116,11 @@ void SearchWindow::showAnswer(const SearchAnswer &answer)
         if (chosen && hit.departmentId == chosen->departmentId && hit.agreementId == chosen->agreementId)
             keep = i + 1;
     }
-    mfgHits->setRow(keep);
-    mfgHits->setCol(0);
-    mfgHits->setColSel(mfgHits->Cols() - 1);
+    if (!m_hits.isEmpty()) {
+        mfgHits->setRow(keep);
+        mfgHits->setCol(0);
+        mfgHits->setColSel(mfgHits->Cols() - 1);
+    }
     if (keep > 1)
         mfgHits->ensureRowVisible(keep);
     if (!answer.failure.isEmpty())
