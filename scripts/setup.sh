@@ -8,8 +8,9 @@ packages=(g++ cmake ninja-build pkg-config qt6-base-dev libqt6sql6-sqlite libqt6
           qt6-svg-dev
           # Fonts for what DejaVu lacks, so that Tamil, Chinese and emoji are shown and printed, not dropped.
           fonts-lohit-taml fonts-wqy-microhei fonts-symbola
-          # Text of the scanned pages: the engine and its English and Tamil data.
-          libtesseract-dev tesseract-ocr-eng tesseract-ocr-tam)
+          # Text of the scanned pages: the engine and its English and Tamil data, and libjpeg, which decodes
+          # a JPEG scan's grey alone.
+          libtesseract-dev tesseract-ocr-eng tesseract-ocr-tam libjpeg-dev)
 if [[ ${1:-} == --tests ]]; then
     packages+=(postgresql poppler-utils unixodbc odbc-postgresql libsqliteodbc python3-openpyxl
                clang libfuzzer-14-dev libclang-rt-14-dev

@@ -47,6 +47,7 @@ constexpr DepartmentTable DepartmentTables[] = {
     {table::RenewalSnoozes, "DepartmentID", "LoginName = session_user"},
     {table::RenewalCalendar, "DepartmentID"},
     {table::SearchRows, "DepartmentID"},
+    {table::SearchWords, "DepartmentID"},
 };
 
 constexpr char DepartmentPolicy[] = "agr_departments";
@@ -143,6 +144,7 @@ const QList<TableGrant> &ClerkGrants()
         // The full-text index: its triggers write it as its owner; the program reading scanned pages in
         // the clerk's session stores their text and index rows, and takes what it read off the queue.
         {table::SearchRows, "SELECT, INSERT, DELETE"},
+        {table::SearchWords, Read},
         {table::ScanText, "SELECT, INSERT"},
         {table::ScanUnread, "SELECT, DELETE"},
         // The masters, and the login's own mapping.

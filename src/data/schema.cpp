@@ -248,6 +248,8 @@ const std::vector<Table> &tables()
           {"Body", Text}},
          nullptr,
          {"DepartmentID, AgreementID, Place"}},
+        // The index's words on PostgreSQL (SQLite's FTS5 lists its own): a typed prefix is looked up here.
+        {table::SearchWords, {{"DepartmentID", SmallInt, "NOT NULL"}, {"Word", Text, "NOT NULL"}}},
         {table::ScanText,
          {{"Sha256", Text, "NOT NULL PRIMARY KEY"},
           {"Body", Text},

@@ -288,7 +288,14 @@ bool postgresInstalled(platform::Connection &con)
                                    "'agr_search_terms')"))
             .Fields(0)
             .toLong();
-    return triggers == names.size() && words == 1 && functions == 4;
+    const int vocabulary =
+        con.Execute(QStringLiteral("select (select count(*) from pg_proc where proname = 'agr_search_terms' "
+                                   "and pronargs = 4) + (select count(*) from pg_indexes "
+                                   "where schemaname = current_schema() and indexname = "
+                                   "'ix_agrsearchwords_word')"))
+            .Fields(0)
+            .toLong();
+    return triggers == names.size() && words == 1 && functions == 4 && vocabulary == 2;
 }
 
 void postgresInstall(platform::Connection &con)
@@ -394,22 +401,68 @@ void postgresInstall(platform::Connection &con)
         sync += statement + QStringLiteral("; ");
     sync += QStringLiteral("end loop; ");
     statements << sync + QStringLiteral("end $f$");
+    // The words of the index with the RowIDs of their first rows (at most SampleRows), for the window:
+    // GIN gathers every row of every word a term matches before it gives the first, a fifth of a second
+    // for a word of every content line or a prefix of 20,000 words at 100,000 agreements, while the rows
+    // kept here give a sample at once. A new word comes with the rows that brought it (a statement
+    // trigger, not one per row; adding rows to known words made the first search after 50 saves several
+    // times slower); words and rows stay when those rows go, and a row no longer held only finds nothing.
+    // The fill takes them anew.
+    statements << QStringLiteral("alter table agrSearchWords add column if not exists Rows integer[]")
+               << QStringLiteral("create unique index if not exists ix_agrsearchwords_word on agrSearchWords "
+                                 "(Word collate \"C\", DepartmentID)")
+               << QStringLiteral(
+                      "create or replace function agr_search_words() returns trigger language plpgsql "
+                      "security definer set search_path from current as $f$ begin if "
+                      "current_setting('agr.search_filling', true) = 'on' then return null; end if; insert "
+                      "into agrSearchWords (DepartmentID, Word, Rows) select a.DepartmentID, w.Word, "
+                      "(array_agg(a.RowID))[1:%1] from agr_added a cross join "
+                      "unnest(tsvector_to_array(a.Words)) w(Word) where a.DepartmentID is not null and not "
+                      "exists (select 1 from agrSearchWords o where o.Word collate \"C\" = w.Word and "
+                      "o.DepartmentID = a.DepartmentID) group by a.DepartmentID, w.Word on conflict do "
+                      "nothing; return null; end $f$")
+                      .arg(SampleRows)
+               << QStringLiteral("drop trigger if exists agr_search_words on agrSearchRows")
+               << QStringLiteral("create trigger agr_search_words after insert on agrSearchRows referencing "
+                                 "new table as agr_added for each statement execute function "
+                                 "agr_search_words()");
     // Every term of a search in one statement, after the index is brought up to date; as the caller, so
-    // that row-level security keeps the clerk to the departments. Planned afresh for each call: a plan
-    // kept for any terms and departments reads the GIN index far worse than one made for the words asked.
-    statements << QStringLiteral(
-        "create or replace function agr_search_terms(queries text, per_term integer, departments "
-        "smallint[]) "
-        "returns table (term_no integer, row_id integer, department_id smallint, agreement_id integer, "
-        "score "
-        "real) language plpgsql set plan_cache_mode = force_custom_plan as $f$ begin perform "
-        "agr_search_sync(); return query select "
-        "t.n::integer, "
-        "r.RowID, r.DepartmentID, r.AgreementID, r.s from unnest(string_to_array(queries, E'\\t')) with "
-        "ordinality t(q, n) cross join lateral (select x.RowID, x.DepartmentID, x.AgreementID, "
-        "ts_rank(x.Words, to_tsquery('simple', t.q)) as s from agrSearchRows x where x.Words @@ "
-        "to_tsquery('simple', t.q) and (departments is null or x.DepartmentID = any(departments)) limit "
-        "per_term) r; end $f$");
+    // that row-level security keeps the clerk to the departments. Planned afresh for each call, for the
+    // words asked, and never as a scan of every row: a word of every content line looks cheap to find that
+    // way, but those rows are stored last. keys (while typing): the last word of each term, a prefix
+    // with "*"; a term of more than SampledPrefixWords words, or whose words were held by SampleRows rows,
+    // is answered by the rows kept for its first words, unweighed, after a row without RowID; their text
+    // is matched row by row (ts_match_vq), as the GIN index would gather every row of the term first,
+    // read in the order of their RowIDs (an array the btree sorts), near each other on disk.
+    statements << QStringLiteral("drop function if exists agr_search_terms(text, integer, smallint[])")
+               << QStringLiteral(
+                      "create or replace function agr_search_terms(queries text, per_term integer, "
+                      "departments smallint[], keys text) returns table (term_no integer, row_id integer, "
+                      "department_id smallint, agreement_id integer, score real) language plpgsql set "
+                      "plan_cache_mode = force_custom_plan set enable_seqscan = off as $f$ declare qs "
+                      "text[] := string_to_array(queries, E'\\t'); ks text[] := string_to_array(keys, "
+                      "E'\\t'); n integer; q tsquery; k text; found text[]; held bigint; begin perform "
+                      "agr_search_sync(); for n in 1 .. coalesce(array_length(qs, 1), 0) loop q := "
+                      "to_tsquery('simple', qs[n]); k := coalesce(ks[n], ''); if k <> '' then if right(k, "
+                      "1) = '*' then k := left(k, -1); select array_agg(v.Word), coalesce(sum(v.Held), 0) "
+                      "into found, held from (select w.Word, cardinality(w.Rows) as Held from "
+                      "agrSearchWords w where w.Word collate \"C\" >= k and w.Word collate \"C\" < k || "
+                      "chr(1114111) and (departments is null or w.DepartmentID = any(departments)) order by "
+                      "w.Word collate \"C\" limit %1 + 1) v; else select array_agg(w.Word), "
+                      "coalesce(sum(cardinality(w.Rows)), 0) into found, held from agrSearchWords w where "
+                      "w.Word collate \"C\" = k and (departments is null or w.DepartmentID = "
+                      "any(departments)); end if; if cardinality(found) > %1 or held >= %2 then return "
+                      "query select n, null::integer, null::smallint, null::integer, null::real; return "
+                      "query select n, x.RowID, x.DepartmentID, x.AgreementID, 0::real from agrSearchRows x "
+                      "where x.RowID = any(array(select unnest(w.Rows) from agrSearchWords w where w.Word "
+                      "collate \"C\" = any(found[1:%1]) and (departments is null or w.DepartmentID = "
+                      "any(departments)) limit %2)) and ts_match_vq(x.Words, q) and (departments is null or "
+                      "x.DepartmentID = any(departments)); continue; end if; end if; return query select n, "
+                      "x.RowID, x.DepartmentID, x.AgreementID, ts_rank(x.Words, q) from agrSearchRows x "
+                      "where x.Words @@ q and (departments is null or x.DepartmentID = any(departments)) "
+                      "limit per_term; end loop; end $f$")
+                      .arg(SampledPrefixWords)
+                      .arg(SampleRows);
 
     const QString scans = triggerName(ScanTable);
     function(scans,
@@ -426,8 +479,11 @@ void fill(platform::Connection &con)
     const bool pg = con.backend() == Backend::PostgreSQL;
     // The GIN index is built once over all rows: kept while millions are inserted it costs several times
     // as much.
-    if (pg)
+    // The words are listed once, after the rows are in (agr_search_words waits for it).
+    if (pg) {
         con.Execute(QStringLiteral("drop index if exists ix_agrsearchrows_words"));
+        con.Execute(QStringLiteral("select set_config('agr.search_filling', 'on', true)"));
+    }
     con.Execute(QStringLiteral("delete from agrSearchRows"));
     con.Execute(QStringLiteral("delete from agrSearchDirty"));
     con.Execute(QStringLiteral("delete from agrScanUnread"));
@@ -441,6 +497,15 @@ void fill(platform::Connection &con)
     if (pg) {
         con.Execute(QStringLiteral("set local maintenance_work_mem = '256MB'"));
         con.Execute(QStringLiteral("create index ix_agrsearchrows_words on agrSearchRows using gin (Words)"));
+        con.Execute(QStringLiteral("set local work_mem = '256MB'"));
+        con.Execute(QStringLiteral("delete from agrSearchWords"));
+        con.Execute(
+            QStringLiteral("insert into agrSearchWords (DepartmentID, Word, Rows) select DepartmentID, "
+                           "w, (array_agg(RowID))[1:%1] from agrSearchRows cross join "
+                           "unnest(tsvector_to_array(Words)) w where DepartmentID is not null group by "
+                           "DepartmentID, w")
+                .arg(SampleRows));
+        con.Execute(QStringLiteral("select set_config('agr.search_filling', 'off', true)"));
     } else {
         con.Execute(QStringLiteral("delete from agrSearchPending"));
         con.Execute(QStringLiteral("insert into agrSearchFts (agrSearchFts) values ('rebuild')"));
@@ -572,19 +637,21 @@ SearchTermsQuery SearchTermsOf(platform::Connection &con, const QList<SearchTerm
         ids << QString::number(d);
     if (con.backend() == Backend::PostgreSQL) {
         QStringList queries;
+        QStringList keys;
         for (const SearchTerm &term : terms) {
+            keys << term.words.last() + (term.prefix ? QStringLiteral("*") : QString());
             QStringList words;
             for (const QString &word : term.words)
                 words << QLatin1Char('\'') + word + QLatin1Char('\'');
             queries << words.join(QStringLiteral(" <-> ")) + (term.prefix ? QStringLiteral(":*") : QString());
         }
         out.statement = QStringLiteral("select term_no, row_id, department_id, agreement_id, score from "
-                                       "agr_search_terms(?, %1, %2)")
+                                       "agr_search_terms(?, %1, %2, ?)")
                             .arg(rowsPerTerm)
                             .arg(ids.isEmpty() ? QStringLiteral("null")
                                                : QStringLiteral("'{") + ids.join(QLatin1Char(',')) +
                                                      QStringLiteral("}'::smallint[]"));
-        out.values = {queries.join(QLatin1Char('\t'))};
+        out.values = {queries.join(QLatin1Char('\t')), quick ? keys.join(QLatin1Char('\t')) : QString()};
         return out;
     }
     const QString within = ids.isEmpty() ? QString()

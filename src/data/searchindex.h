@@ -22,6 +22,7 @@ inline constexpr char ScanText[] = "agrScanText";       // Sha256, Body, Confide
 inline constexpr char ScanUnread[] = "agrScanUnread";   // QueueID, AgreementID, DetailID
 inline constexpr char SearchFts[] = "agrSearchFts";     // SQLite only: the FTS5 index of SearchRows
 inline constexpr char SearchDirty[] = "agrSearchDirty"; // DepartmentID, AgreementID: index rows to remake
+inline constexpr char SearchWords[] = "agrSearchWords"; // DepartmentID, Word (PostgreSQL: and Rows)
 } // namespace table
 
 // Where a row of agrSearchRows comes from ("description", "content", "signatory", "scan", ...).
@@ -57,13 +58,17 @@ struct SearchTerm
 // departments given (none: all), with the values of its markers. On PostgreSQL the statement brings the
 // index up to date first. quick (while the clerk types): on SQLite a term of one word (or prefix) found
 // in more than rowsPerTerm texts is taken by its first rowsPerTerm texts in the order of the index's words,
-// unweighed (score 0).
+// unweighed (score 0); on PostgreSQL a term of more than SampledPrefixWords words (a prefix), or whose
+// words were held by SampleRows rows or more, is taken by the newest rows agrSearchWords keeps for its
+// first words, unweighed, and the statement gives a row without RowID for each term so taken.
 struct SearchTermsQuery
 {
     QString statement;
     QVariantList values;
     QList<bool> unweighed; // per term
 };
+constexpr int SampledPrefixWords = 64;
+constexpr int SampleRows = 256;
 SearchTermsQuery SearchTermsOf(platform::Connection &con, const QList<SearchTerm> &terms,
                                const QList<int> &departments, int rowsPerTerm, bool quick);
 

@@ -102,12 +102,15 @@ private Q_SLOTS:
     void departmentsApart();
     void scannedPages_data() { agrtest::addBackends(); }
     void scannedPages();
+    void pagesDecodedToGrey();
     void hostileText_data() { agrtest::addBackends(); }
     void hostileText();
     void commonWordsWhileTyping_data() { agrtest::addBackends(); }
     void commonWordsWhileTyping();
     void windowOverTheList_data() { agrtest::addBackends(); }
     void windowOverTheList();
+    void sampleThenWeighed_data() { agrtest::addBackends(); }
+    void sampleThenWeighed();
 };
 
 // A word written in each indexed place is found there, in any case and without its accents.
@@ -298,6 +301,17 @@ void tst_search::departmentsApart()
     QCOMPARE(keys(find(clerk, QStringLiteral("hyena"), {})), QStringList{QStringLiteral("1/3")});
     QVERIFY(find(clerk, QStringLiteral("jackal"), {}).hits.isEmpty());
     QCOMPARE(keys(find(*con, QStringLiteral("jackal"))), QStringList{QStringLiteral("2/1")});
+    // While typing, the words of another department are not the clerk's either: its many words make the
+    // prefix a sample for the owner, not for the clerk.
+    for (int line = 1; line <= agr::schema::SampledPrefixWords + 6; ++line)
+        con->Execute(
+            QStringLiteral("insert into AgreementContents values (1, 2, %1, 'Jackal%1')").arg(100 + line));
+    clerk.Execute(QStringLiteral("insert into AgreementContents values (3, 1, 2, 'Jackalope')"));
+    const host::SearchQuery typed = host::parseSearch(QStringLiteral("jack"), true);
+    QVERIFY(host::findAgreements(*con, typed, {}, 50, host::RowsPerTermWhileTyping).partial);
+    const SearchResult clerks = host::findAgreements(clerk, typed, {}, 50, host::RowsPerTermWhileTyping);
+    QVERIFY(!clerks.partial);
+    QCOMPARE(keys(clerks), QStringList{QStringLiteral("1/3")});
 }
 
 // A typed page is found by a word printed on it; a file that is no picture is indexed as empty; the same
@@ -344,6 +358,47 @@ void tst_search::scannedPages()
     counts = host::readUnreadScans(*con, reader, {2});
     QCOMPARE(counts.skipped, 1);
     QCOMPARE(agrtest::countRows(*con, QStringLiteral("agrScanUnread")), 1);
+}
+
+// The grey the engine reads: a colour JPEG's luminance, close to the grey of its colours, with its
+// resolution; a grey JPEG as it is; anything else as Qt reads it, and no picture as none.
+void tst_search::pagesDecodedToGrey()
+{
+    const QByteArray colour = typedPage({QStringLiteral("Penalty clause: Zanzibar")});
+    const QImage grey = host::PageReader::decodeGrey(colour);
+    const QImage qtGrey = QImage::fromData(colour).convertToFormat(QImage::Format_Grayscale8);
+    QCOMPARE(grey.format(), QImage::Format_Grayscale8);
+    QCOMPARE(grey.size(), qtGrey.size());
+    QCOMPARE(grey.dotsPerMeterX(), 11811);
+    QCOMPARE(grey.dotsPerMeterY(), 11811);
+    int furthest = 0;
+    qint64 dark = 0;
+    for (int y = 0; y < grey.height(); ++y) {
+        const uchar *ours = grey.constScanLine(y);
+        const uchar *theirs = qtGrey.constScanLine(y);
+        for (int x = 0; x < grey.width(); ++x) {
+            furthest = std::max(furthest, std::abs(int(ours[x]) - int(theirs[x])));
+            dark += ours[x] < 128 ? 1 : 0;
+        }
+    }
+    QVERIFY2(furthest <= 8, qPrintable(QString::number(furthest)));
+    QVERIFY(dark > 1000); // the type is there
+
+    QImage greyPage = QImage::fromData(colour).convertToFormat(QImage::Format_Grayscale8);
+    QByteArray greyJpeg;
+    QBuffer buffer(&greyJpeg);
+    buffer.open(QIODevice::WriteOnly);
+    greyPage.save(&buffer, "JPG", 90);
+    QCOMPARE(host::PageReader::decodeGrey(greyJpeg), QImage::fromData(greyJpeg));
+
+    QByteArray png;
+    QBuffer pngBuffer(&png);
+    pngBuffer.open(QIODevice::WriteOnly);
+    greyPage.save(&pngBuffer, "PNG");
+    QCOMPARE(host::PageReader::decodeGrey(png), greyPage);
+
+    QVERIFY(host::PageReader::decodeGrey(QByteArray("\xFF\xD8\xFF\xE0 not the rest of a JPEG")).isNull());
+    QVERIFY(host::PageReader::decodeGrey(colour.left(600)).width() <= grey.width()); // cut short: no crash
 }
 
 // What a clerk types is answered or refused with a reason; it never reaches the engine as syntax.
@@ -418,6 +473,38 @@ void tst_search::commonWordsWhileTyping()
         host::findAgreements(*con, host::parseSearch(QStringLiteral("kinkajou4"), true), {1, 2}, 50, 3);
     QVERIFY(!weighed.partial);
     QCOMPARE(keys(weighed), QStringList{QStringLiteral("1/2")});
+
+    // A prefix of many words and a word of many rows, at the window's own measure (PostgreSQL answers
+    // them from the rows kept with the index's words): only agreements of the departments asked that hold
+    // the term still, whatever the rows of the words were when they were kept.
+    platform::Command insert(*con);
+    insert.setCommandText(QStringLiteral("insert into AgreementContents values (?, ?, ?, ?)"));
+    insert.ParametersRefresh();
+    for (int line = 1; line <= 2 * agr::schema::SampleRows; ++line)
+        insert.Execute({line % 3 + 1, line % 2 + 1, 100 + line, QStringLiteral("Okapi%1 dugong").arg(line)});
+    const SearchResult first = host::findAgreements(*con, host::parseSearch(QStringLiteral("okap"), true),
+                                                    {1}, 50, host::RowsPerTermWhileTyping);
+    QVERIFY(!first.hits.isEmpty());
+    QCOMPARE(first.partial, con->backend() == platform::Backend::PostgreSQL);
+    // Made anew, the words keep their first rows; then a third of those rows change.
+    agr::schema::RebuildSearchIndex(*con);
+    con->Execute(
+        QStringLiteral("update AgreementContents set agcContentdesc = 'Zebu' where agcAgreementid = 2 "
+                       "and agcDetailid > 100"));
+    const QStringList holding = {QStringLiteral("1/1"), QStringLiteral("1/3")};
+    for (const QString &text :
+         {QStringLiteral("okap"), QStringLiteral("dugong "), QStringLiteral("okapi1")}) {
+        const host::SearchQuery query = host::parseSearch(text, true);
+        const SearchResult sample = host::findAgreements(*con, query, {1}, 50, host::RowsPerTermWhileTyping);
+        QVERIFY2(!sample.hits.isEmpty(), qPrintable(text));
+        for (const QString &key : keys(sample))
+            QVERIFY2(holding.contains(key), qPrintable(text + QLatin1Char(' ') + key));
+        if (con->backend() == platform::Backend::PostgreSQL && text != QLatin1String("okapi1"))
+            QVERIFY2(sample.partial, qPrintable(text));
+        QStringList weighed = keys(host::findAgreements(*con, query, {1}, 50, host::RowsPerTerm));
+        weighed.sort();
+        QCOMPARE(weighed, holding);
+    }
 }
 
 // Ctrl+Shift+F in the list opens the window; hits follow the typing; Enter selects the agreement in the
@@ -452,6 +539,11 @@ void tst_search::windowOverTheList()
     platform::setModalHandler([&](QWidget *form) {
         auto *window = qobject_cast<host::SearchWindow *>(form);
         QVERIFY(window);
+        // Nothing found shows the heading alone, not a blank row that looks chosen.
+        window->txtFind->setText(QStringLiteral("aardwolf"));
+        QTRY_VERIFY(!window->searching());
+        QCOMPARE(window->mfgHits->Rows(), 1);
+        window->txtFind->clear();
         QTest::keyClicks(window->txtFind, QStringLiteral("mongoo"));
         QTRY_VERIFY(!window->searching());
         seen << window->mfgHits->TextMatrix(1, int(host::FindCol::Number)) + QLatin1Char(' ') +
@@ -492,6 +584,82 @@ void tst_search::windowOverTheList()
     QVERIFY2(window.lblStatus->text().startsWith(QLatin1String("The search failed: ")),
              qPrintable(window.lblStatus->text()));
     QVERIFY(window.hits().isEmpty());
+}
+
+// A sample shown while typing is followed, once the clerk pauses, by the weighed answer to the same text:
+// find's hits, best first. A newer text overtakes the weighing, and Enter chooses from what is shown.
+void tst_search::sampleThenWeighed()
+{
+    AGR_FETCH_URL();
+    auto con = agrtest::openFresh(url, true, true);
+    if (!con)
+        return;
+    // The sample takes the first texts; the agreement that says it most is the last of them.
+    for (int agreement = 1; agreement <= 4; ++agreement)
+        con->Execute(QStringLiteral("insert into AgreementContents values (%1, 1, 20, '%2')")
+                         .arg(agreement)
+                         .arg(agreement == 4 ? QStringLiteral("Kinkajou kinkajou kinkajous kinkajou")
+                                             : QStringLiteral("Kinkajou%1 clause").arg(agreement)));
+    const host::SearchQuery typed = host::parseSearch(QStringLiteral("kinkaj"), true);
+    const QStringList best = keys(host::findAgreements(*con, typed, {1}));
+    QCOMPARE(best.value(0), QStringLiteral("1/4"));
+
+    host::SearchThread searches(con->url(), {1}, 3, 0);
+    QList<host::SearchAnswer> answers;
+    connect(&searches, &host::SearchThread::answered, this,
+            [&](const host::SearchAnswer &answer) { answers << answer; });
+    const quint64 ticket = searches.ask(typed);
+    QTRY_COMPARE(answers.size(), 2);
+    QCOMPARE(answers.at(0).ticket, ticket);
+    QVERIFY(answers.at(0).sample);
+    QVERIFY(keys(answers.at(0).result) != best);
+    QCOMPARE(answers.at(1).ticket, ticket);
+    QVERIFY(!answers.at(1).sample);
+    QCOMPARE(keys(answers.at(1).result), best);
+    // A word rarer than what is weighed while typing is answered once.
+    answers.clear();
+    searches.ask(host::parseSearch(QStringLiteral("kinkajou2"), true));
+    QTRY_COMPARE(answers.size(), 1);
+    QVERIFY(!answers.at(0).sample);
+    QCOMPARE(keys(answers.at(0).result), QStringList{QStringLiteral("1/2")});
+
+    // The window shows the weighed hits in place of the sample.
+    {
+        host::SearchWindow window(searches, {});
+        window.txtFind->setText(QStringLiteral("kinkaj"));
+        QTRY_COMPARE(keys(SearchResult{window.hits()}), best);
+        QVERIFY(!window.searching());
+    }
+
+    // Without a pause the sample stays: Enter chooses from it at once, and a weighed answer to a text
+    // typed over is never shown.
+    host::SearchThread typing(con->url(), {1}, 3, 3600 * 1000);
+    QList<host::SearchAnswer> told;
+    connect(&typing, &host::SearchThread::answered, this,
+            [&](const host::SearchAnswer &answer) { told << answer; });
+    QString chosen;
+    host::SearchWindow window(typing, [&](const host::SearchHit &hit, QString &) {
+        chosen = QStringLiteral("%1/%2").arg(hit.departmentId).arg(hit.agreementId);
+        return true;
+    });
+    window.txtFind->setText(QStringLiteral("kinkaj"));
+    QTRY_VERIFY(!window.searching());
+    QCOMPARE(told.size(), 1);
+    QVERIFY(told.at(0).sample);
+    const QStringList sample = keys(SearchResult{window.hits()});
+    QCOMPARE(sample, keys(told.at(0).result));
+    window.txtFind->setText(QStringLiteral("kinkajou kin"));
+    host::SearchAnswer overtaken = told.at(0);
+    overtaken.sample = false;
+    overtaken.result.hits = host::findAgreements(*con, typed, {1}).hits;
+    Q_EMIT typing.answered(overtaken);
+    QCOMPARE(keys(SearchResult{window.hits()}), sample);
+    QTRY_VERIFY(!window.searching());
+    QCOMPARE(told.size(), 3);
+    QVERIFY(told.at(2).sample);
+    QCOMPARE(keys(SearchResult{window.hits()}), keys(told.at(2).result));
+    QTest::keyClick(window.txtFind, Qt::Key_Return);
+    QCOMPARE(chosen, keys(told.at(2).result).value(0));
 }
 
 QTEST_MAIN(tst_search)

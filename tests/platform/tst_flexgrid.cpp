@@ -60,6 +60,7 @@ class tst_FlexGrid : public QObject
 private Q_SLOTS:
     void sortCodes();
     void sortMovesColoursAndKeepsEqualRowsInOrder();
+    void sortAgreesWithAPlainSortOfManyTexts();
     void sortAgainSeesEveryChange();
     void sortedRowsStayWhole();
     void preparedSortGivesTheSameOrder();
@@ -173,6 +174,82 @@ void tst_FlexGrid::sortMovesColoursAndKeepsEqualRowsInOrder()
     QCOMPARE(column(grid, 0), (QStringList{"a", "a", "b", "b"}));
     QCOMPARE(column(grid, 1), (QStringList{"2", "4", "1", "9"}));
     QCOMPARE(grid.cellBackColorAt(3, 2), platform::vbRed);
+}
+
+void tst_FlexGrid::sortAgreesWithAPlainSortOfManyTexts()
+{
+    // Many texts, sharing long prefixes or none, short and long, repeated, with units beyond Latin and a
+    // null unit: each text sort gives the order of a plain stable sort of the same texts, on one key column
+    // and on two, whether the rows came in order or scrambled. Column 3 holds each row's number.
+    QStringList texts;
+    const QStringList prefixes{"",
+                               "AG/",
+                               "AG/1000",
+                               "Agreement number ",
+                               "a",
+                               QString(QChar(0x4E2D)),
+                               QString("x") + QChar(0) + "y"};
+    const QString units = QStringLiteral("0189Aaz/ \u00e9\u00c9") + QChar(0xFFFF);
+    quint32 seed = 7;
+    auto next = [&seed](quint32 below) {
+        seed = seed * 1103515245u + 12345u;
+        return (seed >> 16) % below;
+    };
+    for (int i = 0; i < 3000; ++i) {
+        QString text = prefixes.at(int(next(quint32(prefixes.size()))));
+        const int length = int(next(6));
+        for (int u = 0; u < length; ++u)
+            text += units.at(int(next(quint32(units.size()))));
+        texts << text;
+    }
+    QStringList sortedTexts = texts;
+    std::sort(sortedTexts.begin(), sortedTexts.end());
+    const QStringList scrambled = texts;
+    for (const QStringList &input : {sortedTexts, scrambled}) {
+        FlexGrid grid;
+        grid.setCols(4);
+        grid.setRows(int(input.size()) + 1);
+        for (int r = 1; r <= input.size(); ++r) {
+            grid.setTextMatrix(r, 1, input.at(r - 1));
+            grid.setTextMatrix(r, 2, input.at(r - 1).right(1));
+            grid.setTextMatrix(r, 3, QString::number(r));
+        }
+        struct Row
+        {
+            QString key;
+            QString second;
+            int number;
+        };
+        std::vector<Row> rows;
+        for (int r = 1; r <= input.size(); ++r)
+            rows.push_back({input.at(r - 1), input.at(r - 1).right(1), r});
+        auto expect = [&](auto before) {
+            std::vector<Row> sorted = rows;
+            std::stable_sort(sorted.begin(), sorted.end(), before);
+            QStringList numbers;
+            for (const Row &row : sorted)
+                numbers << QString::number(row.number);
+            return numbers;
+        };
+        // From the rows' first order each time: equal keys keep it.
+        auto sortFromStart = [&](int col, int colSel, int code) {
+            sortOn(grid, 3, FlexGrid::SortNumericAscending);
+            grid.setCol(col);
+            grid.setColSel(colSel);
+            grid.setSort(code);
+            return column(grid, 3);
+        };
+        QCOMPARE(sortFromStart(1, 1, FlexGrid::SortStringAscending),
+                 expect([](const Row &a, const Row &b) { return a.key < b.key; }));
+        QCOMPARE(sortFromStart(1, 1, FlexGrid::SortStringDescending),
+                 expect([](const Row &a, const Row &b) { return b.key < a.key; }));
+        QCOMPARE(
+            sortFromStart(1, 1, FlexGrid::SortStringNoCaseAscending),
+            expect([](const Row &a, const Row &b) { return a.key.toCaseFolded() < b.key.toCaseFolded(); }));
+        QCOMPARE(sortFromStart(1, 2, FlexGrid::SortStringAscending), expect([](const Row &a, const Row &b) {
+                     return a.key != b.key ? a.key < b.key : a.second < b.second;
+                 }));
+    }
 }
 
 void tst_FlexGrid::sortAgainSeesEveryChange()

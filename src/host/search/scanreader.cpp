@@ -10,9 +10,14 @@
 #include <QLoggingCategory>
 #include <QSet>
 
+#include <QBuffer>
+#include <QImageReader>
+
+#include <jpeglib.h>
 #include <tesseract/baseapi.h>
 
 #include <algorithm>
+#include <csetjmp>
 #include <string>
 #include <vector>
 
@@ -28,6 +33,69 @@ QString scanCondition(const QVariant &detail)
 {
     return detail.isNull() ? QStringLiteral(" is null")
                            : QStringLiteral(" = ") + QString::number(detail.toLongLong());
+}
+
+struct JpegFailure
+{
+    jpeg_error_mgr manager;
+    std::jmp_buf jump;
+};
+
+// libjpeg reports a broken picture through this hook, which must not return.
+[[noreturn]] void jpegFailed(j_common_ptr info)
+{
+    std::longjmp(reinterpret_cast<JpegFailure *>(info->err)->jump, 1);
+}
+
+void jpegSilent(j_common_ptr) {}
+
+// A JPEG's grey is its luminance, which libjpeg hands out without decoding or converting the colour planes:
+// about half the work of decoding a colour scan to RGB and turning that to grey, and no RGB copy of the
+// page in memory. False when libjpeg cannot give grey (CMYK) or the data is broken; *image is then to be
+// dropped. No C++ object of this frame changes between setjmp and a longjmp.
+bool readJpegLuminance(const QByteArray &bytes, QImage *image)
+{
+    jpeg_decompress_struct info{};
+    JpegFailure failure{};
+    info.err = jpeg_std_error(&failure.manager);
+    failure.manager.error_exit = jpegFailed;
+    failure.manager.output_message = jpegSilent;
+    if (setjmp(failure.jump) != 0) {
+        jpeg_destroy_decompress(&info);
+        return false;
+    }
+    jpeg_create_decompress(&info);
+    jpeg_mem_src(&info, reinterpret_cast<const unsigned char *>(bytes.constData()),
+                 static_cast<unsigned long>(bytes.size()));
+    if (jpeg_read_header(&info, TRUE) != JPEG_HEADER_OK ||
+        (info.jpeg_color_space != JCS_YCbCr && info.jpeg_color_space != JCS_GRAYSCALE)) {
+        jpeg_destroy_decompress(&info);
+        return false;
+    }
+    info.out_color_space = JCS_GRAYSCALE;
+    jpeg_start_decompress(&info);
+    if (info.output_components != 1) {
+        jpeg_destroy_decompress(&info);
+        return false;
+    }
+    *image = QImage(int(info.output_width), int(info.output_height), QImage::Format_Grayscale8);
+    if (image->isNull()) {
+        jpeg_destroy_decompress(&info);
+        return false;
+    }
+    while (info.output_scanline < info.output_height) {
+        JSAMPROW row = image->scanLine(int(info.output_scanline));
+        jpeg_read_scanlines(&info, &row, 1);
+    }
+    // JFIF density: unit 1 dots per inch, 2 dots per centimetre, 0 none.
+    const double perMetre = info.density_unit == 1 ? 1 / 0.0254 : (info.density_unit == 2 ? 100 : 0);
+    if (perMetre > 0 && info.X_density > 0 && info.Y_density > 0) {
+        image->setDotsPerMeterX(qRound(info.X_density * perMetre));
+        image->setDotsPerMeterY(qRound(info.Y_density * perMetre));
+    }
+    jpeg_finish_decompress(&info);
+    jpeg_destroy_decompress(&info);
+    return true;
 }
 
 } // namespace
@@ -73,11 +141,10 @@ PageText PageReader::read(const QByteArray &bytes)
     PageText page;
     if (!m_failure.isEmpty())
         platform::Raise(platform::err::DatabaseError, QStringLiteral("index"), m_failure);
-    QImage image = QImage::fromData(bytes);
+    const QImage image = decodeGrey(bytes);
     if (image.isNull())
         return page;
     page.picture = true;
-    image = image.convertToFormat(QImage::Format_Grayscale8);
     m_api->SetImage(image.constBits(), image.width(), image.height(), 1, int(image.bytesPerLine()));
     const int dpi = qRound(image.dotsPerMeterX() * 0.0254);
     m_api->SetSourceResolution(dpi >= 70 && dpi <= 2400 ? dpi : AssumedDpi);
@@ -88,6 +155,21 @@ PageText PageReader::read(const QByteArray &bytes)
     }
     m_api->Clear();
     return page;
+}
+
+QImage PageReader::decodeGrey(const QByteArray &bytes)
+{
+    QBuffer buffer;
+    buffer.setData(bytes);
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader header(&buffer);
+    // A picture to be turned upright (a photo's EXIF orientation) goes the general way, which turns it.
+    if (header.format() == "jpeg" && header.transformation() == QImageIOHandler::TransformationNone) {
+        QImage image;
+        if (readJpegLuminance(bytes, &image))
+            return image;
+    }
+    return QImage::fromData(bytes).convertToFormat(QImage::Format_Grayscale8);
 }
 
 QString pageKey(const QByteArray &bytes)

@@ -6,6 +6,7 @@
 // shown (ScanReadingThread); `agreement-register index` reads what is left.
 
 #include <QByteArray>
+#include <QImage>
 #include <QList>
 #include <QMutex>
 #include <QString>
@@ -48,6 +49,9 @@ public:
     const QString &failure() const { return m_failure; }
 
     PageText read(const QByteArray &bytes);
+    // The picture in bytes as the engine reads it: one grey byte a pixel, its resolution kept; null when the
+    // bytes are no picture.
+    static QImage decodeGrey(const QByteArray &bytes);
 
 private:
     QString m_languages;

@@ -198,6 +198,11 @@ SearchResult findAgreements(platform::Connection &con, const SearchQuery &query,
         const qsizetype term = rs.Fields(0).toLong() - 1;
         if (term < 0 || term >= byTerm.size())
             continue;
+        // A term answered by a sample of its rows says so in a row of its own.
+        if (rs.Fields(1).isNull()) {
+            result.partial = true;
+            continue;
+        }
         ++rowsOfTerm[term];
         Weighed &w = byTerm[term][keyOf(rs.Fields(2).toLong(), rs.Fields(3).toLong())];
         const double score = rs.Fields(4).toDouble();

@@ -12,6 +12,8 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <optional>
+
 namespace host {
 
 namespace {
@@ -37,7 +39,7 @@ SearchWindow::SearchWindow(SearchThread &searches, Select select, QWidget *paren
     mfgHits->setObjectName(QStringLiteral("mfgHits"));
     mfgHits->setCols(4);
     mfgHits->setFixedCols(0);
-    mfgHits->setRows(2);
+    mfgHits->setRows(1);
     mfgHits->setFormatString(QStringLiteral("<Agreement No|<Description|<Where|<Found"));
     mfgHits->setColWidth(col(FindCol::Number), 1400);
     mfgHits->setColWidth(col(FindCol::Description), 3600);
@@ -74,6 +76,7 @@ void SearchWindow::refresh()
     const QString text = txtFind->text();
     m_chooseWhenAnswered = false;
     m_wanted = 0;
+    m_answered = false;
     m_slow->stop();
     const SearchQuery query = parseSearch(text, true);
     if (text.trimmed().isEmpty() || !query.refusal.isEmpty()) {
@@ -89,12 +92,18 @@ void SearchWindow::showAnswer(const SearchAnswer &answer)
 {
     if (answer.ticket != m_wanted)
         return;
-    m_wanted = 0;
+    // The weighed answer replacing a sample keeps the agreement the clerk has chosen, where it is among
+    // its hits.
+    const int row = mfgHits->Row();
+    const std::optional<SearchHit> chosen = m_answered && row >= 1 && row <= m_hits.size()
+                                                ? std::optional<SearchHit>(m_hits.at(row - 1))
+                                                : std::nullopt;
+    m_answered = true;
     m_slow->stop();
     m_hits = answer.result.hits;
-    mfgHits->setRows(std::max(2, int(m_hits.size()) + 1));
-    for (int c = 0; c < mfgHits->Cols(); ++c)
-        mfgHits->setTextMatrix(1, c, QString());
+    // No hits leave the heading alone, rather than a blank row that looks chosen.
+    mfgHits->setRows(int(m_hits.size()) + 1);
+    int keep = 1;
     for (int i = 0; i < m_hits.size(); ++i) {
         const SearchHit &hit = m_hits.at(i);
         const SearchMatch match = hit.matches.value(0);
@@ -104,14 +113,25 @@ void SearchWindow::showAnswer(const SearchAnswer &answer)
                                    (hit.cancelled ? QStringLiteral(" (cancelled)") : QString()));
         mfgHits->setTextMatrix(i + 1, col(FindCol::Where), placeCaption(match));
         mfgHits->setTextMatrix(i + 1, col(FindCol::Excerpt), match.excerpt);
+        if (chosen && hit.departmentId == chosen->departmentId && hit.agreementId == chosen->agreementId)
+            keep = i + 1;
     }
-    mfgHits->setRow(1);
-    mfgHits->setCol(0);
-    mfgHits->setColSel(mfgHits->Cols() - 1);
+    if (!m_hits.isEmpty()) {
+        mfgHits->setRow(keep);
+        mfgHits->setCol(0);
+        mfgHits->setColSel(mfgHits->Cols() - 1);
+    }
+    if (keep > 1)
+        mfgHits->ensureRowVisible(keep);
     if (!answer.failure.isEmpty())
         lblStatus->setText(QStringLiteral("The search failed: ") + answer.failure);
     else if (m_hits.isEmpty())
         lblStatus->setText(QStringLiteral("No agreement of the department holds that."));
+    else if (answer.sample)
+        lblStatus->setText(QStringLiteral("%1 of %2 agreements found first (%3 ms); best first in a moment")
+                               .arg(m_hits.size())
+                               .arg(answer.result.total)
+                               .arg(answer.ms));
     else
         lblStatus->setText(
             QStringLiteral("%1 of %2 agreements, best first (%3 ms)%4")

@@ -3,8 +3,9 @@
 // it shows the department's agreements that hold what the clerk types, after every keystroke, and Enter
 // selects the chosen agreement in the list, where Edit opens it as usual. The searches run on a thread of
 // their own: a keystroke never waits for the database, the hits shown stay until the newest answer comes,
-// and Enter pressed before it comes waits for it. The module's forms know nothing of it: the host watches
-// the list's keys from outside.
+// and Enter pressed before it comes waits for it. A quick sample shown while the clerk types is replaced by
+// the weighed hits, best first, when the clerk pauses; Enter chooses from what is shown. The module's forms
+// know nothing of it: the host watches the list's keys from outside.
 
 #include "host/search/searchthread.h"
 
@@ -46,8 +47,8 @@ public:
     platform::FlexGrid *mfgHits; // row 0 the captions, then one row per hit, best first
 
     const QList<SearchHit> &hits() const { return m_hits; }
-    // True from a change of txtFind until the answer for its text is shown.
-    bool searching() const { return m_wanted != 0; }
+    // True from a change of txtFind until the (first) answer for its text is shown.
+    bool searching() const { return m_wanted != 0 && !m_answered; }
     // Asks for what txtFind holds; called after every change of its text.
     void refresh();
     // Selects the current hit in the list and closes, or says why not; while searching, once the answer
@@ -60,7 +61,8 @@ private:
     SearchThread &m_searches;
     Select m_select;
     QList<SearchHit> m_hits;
-    quint64 m_wanted = 0; // the ticket of the question for txtFind's text, until it is answered
+    quint64 m_wanted = 0; // the ticket of the question for txtFind's text; answers to others are dropped
+    bool m_answered = false;
     bool m_chooseWhenAnswered = false;
     QTimer *m_slow; // tells "Searching..." when an answer is late
 };

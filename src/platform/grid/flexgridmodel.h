@@ -9,7 +9,6 @@
 #include <QColor>
 #include <QHash>
 #include <QString>
-#include <functional>
 #include <future>
 #include <memory>
 #include <vector>
@@ -33,6 +32,15 @@ public:
         int rowSel = 1;
         int colSel = 1;
     };
+
+    // The first eight UTF-16 units of a text packed into two numbers that order as the texts do, a shorter
+    // text padded with zeros.
+    struct Head
+    {
+        quint64 high = 0;
+        quint64 low = 0;
+    };
+    static Head headOf(QStringView text);
 
     int rows() const { return m_rows; }
     int cols() const { return m_cols; }
@@ -115,7 +123,18 @@ private:
     void settleRows();
     // Key cell i % k of stored row i / k, for the columns firstCol..lastCol (k of them), as the cells now
     // lie.
-    std::function<const QString &(size_t)> rowKeys(int firstCol, int lastCol) const;
+    struct RowKeys
+    {
+        const QString *cells;
+        size_t cols;
+        size_t first;
+        size_t k;
+        const QString &operator()(size_t at) const
+        {
+            return k == 1 ? cells[at * cols + first] : cells[at / k * cols + first + at % k];
+        }
+    };
+    RowKeys rowKeys(int firstCol, int lastCol) const;
     void waitForReaders(); // before any change to the cells
     const std::vector<int> &ranking(int kind, int firstCol, int lastCol);
     void forgetRankings(int col = -1); // -1: all of them
@@ -129,7 +148,10 @@ private:
     int m_cols = 0;
     int m_fixedRows = 0;
     int m_fixedCols = 0;
-    std::vector<QString> m_cells;         // by stored row
+    std::vector<QString> m_cells; // by stored row
+    // Each cell's head, by column and then stored row, kept as the cells are written: a case-sensitive sort
+    // reads these numbers, lying side by side, instead of every text wherever it was allocated.
+    std::vector<std::vector<Head>> m_heads;
     std::vector<int> m_storedRows;        // the stored row shown at each grid row; empty while they are equal
     QHash<quint64, quint32> m_backColors; // by stored row
     std::vector<int> m_widths;            // twips, -1 for the default
