@@ -247,7 +247,8 @@ const std::vector<Table> &tables()
           {"Label", Text},
           {"Body", Text}},
          nullptr,
-         {"DepartmentID, AgreementID, Place"}},
+         // The second: a scanned copy's rows are found by its agreement alone, as the copies are.
+         {"DepartmentID, AgreementID, Place", "AgreementID, Place"}},
         // The index's words on PostgreSQL (SQLite's FTS5 lists its own): a typed prefix is looked up here.
         {table::SearchWords, {{"DepartmentID", SmallInt, "NOT NULL"}, {"Word", Text, "NOT NULL"}}},
         {table::ScanText,
