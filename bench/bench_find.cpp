@@ -236,8 +236,8 @@ void readingScans(platform::Connection &con)
         raw.Clear();
     };
     int copy = 0;
-    auto storedAndIndexed = [&] {
-        // Each round other bytes, so that the page is read and not found by its hash.
+    // Each time other bytes, so that the page is read and not found by its hash.
+    auto storeCopy = [&] {
         QByteArray bytes = jpeg;
         bytes.append(char(++copy));
         platform::Command insert(con);
@@ -247,6 +247,9 @@ void readingScans(platform::Connection &con)
                            "(1, 1, 1, ?, 'A4', ?)"));
         insert.ParametersRefresh();
         insert.Execute({copy, bytes});
+    };
+    auto storedAndIndexed = [&] {
+        storeCopy();
         host::readUnreadScans(con, reader, {});
     };
     const int rounds = qEnvironmentVariableIntValue("AGR_BENCH_FIND_SCAN_ROUNDS") > 0
@@ -296,17 +299,7 @@ void readingScans(platform::Connection &con)
     const double viaRgb =
         medianMs(5, [&] { return QImage::fromData(jpeg).convertToFormat(QImage::Format_Grayscale8); });
     const double hash = medianMs(5, [&] { host::pageKey(jpeg); });
-    const double stored = medianMs(5, [&] {
-        QByteArray bytes = jpeg;
-        bytes.append(char(++copy));
-        platform::Command insert(con);
-        insert.setCommandText(
-            QStringLiteral("insert into AgreementScanCopyDetails (agsCompanyID, agsAgreementID, "
-                           "agsDepartmentID, agsDetailID, agsAgreementName, agsDocuments) values "
-                           "(1, 1, 1, ?, 'A4', ?)"));
-        insert.ParametersRefresh();
-        insert.Execute({copy, bytes});
-    });
+    const double stored = medianMs(5, storeCopy);
     const double blobRead = medianMs(5, [&] {
         con.Execute(QStringLiteral("select agsDocuments from AgreementScanCopyDetails where agsDetailID = ") +
                     QString::number(copy))

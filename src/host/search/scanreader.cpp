@@ -4,14 +4,13 @@
 #include "platform/database/connection.h"
 #include "platform/runtime/errors.h"
 
+#include <QBuffer>
 #include <QCryptographicHash>
 #include <QDateTime>
 #include <QImage>
+#include <QImageReader>
 #include <QLoggingCategory>
 #include <QSet>
-
-#include <QBuffer>
-#include <QImageReader>
 
 #include <jpeglib.h>
 #include <tesseract/baseapi.h>
