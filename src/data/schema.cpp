@@ -249,7 +249,7 @@ const std::vector<Table> &tables()
          nullptr,
          // The second: a scanned copy's rows are found by its agreement alone, as the copies are.
          {"DepartmentID, AgreementID, Place", "AgreementID, Place"}},
-        // The index's words on PostgreSQL (SQLite's FTS5 lists its own): a typed prefix is looked up here.
+        // The index's words (on SQLite under department 0, for all): a typed prefix is looked up here.
         {table::SearchWords, {{"DepartmentID", SmallInt, "NOT NULL"}, {"Word", Text, "NOT NULL"}}},
         {table::ScanText,
          {{"Sha256", Text, "NOT NULL PRIMARY KEY"},

@@ -22,7 +22,8 @@ inline constexpr char ScanText[] = "agrScanText";       // Sha256, Body, Confide
 inline constexpr char ScanUnread[] = "agrScanUnread";   // QueueID, AgreementID, DetailID
 inline constexpr char SearchFts[] = "agrSearchFts";     // SQLite only: the FTS5 index of SearchRows
 inline constexpr char SearchDirty[] = "agrSearchDirty"; // DepartmentID, AgreementID: index rows to remake
-inline constexpr char SearchWords[] = "agrSearchWords"; // DepartmentID, Word (PostgreSQL: and Rows)
+inline constexpr char SearchWords[] = "agrSearchWords"; // DepartmentID, Word (PostgreSQL: and Rows;
+                                                        // SQLite: department 0 for the words of all)
 } // namespace table
 
 // Where a row of agrSearchRows comes from ("description", "content", "signatory", "scan", ...).
@@ -53,19 +54,32 @@ struct SearchTerm
     bool prefix = false;
 };
 
+// A row of the index that holds a term: the term's number (1 for the first) and where the row belongs.
+struct SearchTermRow
+{
+    int term = 0;
+    qint64 rowId = 0;
+    qint16 departmentId = 0;
+    qint32 agreementId = 0;
+};
+
 // A select giving the term's number (1 for the first), RowID, DepartmentID, AgreementID and a score (higher
 // is better) of the index rows that hold each of the terms, at most rowsPerTerm of each, within the
 // departments given (none: all), with the values of its markers. On PostgreSQL the statement brings the
-// index up to date first. quick (while the clerk types): on SQLite a term of one word (or prefix) found
-// in more than rowsPerTerm texts is taken by its first rowsPerTerm texts in the order of the index's words,
-// unweighed (score 0); on PostgreSQL a term of more than SampledPrefixWords words (a prefix), or whose
-// words were held by SampleRows rows or more, is taken by the newest rows agrSearchWords keeps for its
-// first words, unweighed, and the statement gives a row without RowID for each term so taken.
+// index up to date first. quick (while the clerk types): on SQLite a word, or a prefix of up to three
+// letters, found in more than rowsPerTerm texts is taken by its first rowsPerTerm texts, unweighed (score
+// 0); a longer prefix begun by more than SampledPrefixWords of the words agrSearchWords lists, or whose
+// words are held by SampleRows texts or more (or more than rowsPerTerm), is taken by the first rowsPerTerm
+// texts of its first SampledPrefixWords words, unweighed, read already and given in rows, not in the
+// select. On PostgreSQL a term of more than SampledPrefixWords words (a prefix), or whose words were held
+// by SampleRows rows or more, is taken by the newest rows agrSearchWords keeps for its first words,
+// unweighed, and the statement gives a row without RowID for each term so taken.
 struct SearchTermsQuery
 {
-    QString statement;
+    QString statement; // empty when every term's rows are in rows
     QVariantList values;
     QList<bool> unweighed; // per term
+    QList<SearchTermRow> rows;
 };
 constexpr int SampledPrefixWords = 64;
 constexpr int SampleRows = 256;

@@ -186,28 +186,37 @@ SearchResult findAgreements(platform::Connection &con, const SearchQuery &query,
         platform::Trap([&] { agr::schema::SyncSearchIndex(con); }, {});
     const agr::schema::SearchTermsQuery terms = agr::schema::SearchTermsOf(
         con, query.terms, departments, rowsPerTerm, rowsPerTerm <= RowsPerTermWhileTyping);
-    platform::Command command(con);
-    command.setCommandText(terms.statement);
-    command.ParametersRefresh();
-    platform::Recordset rs = command.Execute(terms.values);
     result.partial = terms.unweighed.contains(true);
     // The rows of each term, in the order of the terms.
     QList<QHash<Key, Weighed>> byTerm(query.terms.size());
     QList<int> rowsOfTerm(query.terms.size(), 0);
-    for (; !rs.isEOF(); rs.MoveNext()) {
-        const qsizetype term = rs.Fields(0).toLong() - 1;
+    for (const agr::schema::SearchTermRow &row : terms.rows) {
+        const qsizetype term = row.term - 1;
         if (term < 0 || term >= byTerm.size())
             continue;
-        // A term answered by a sample of its rows says so in a row of its own.
-        if (rs.Fields(1).isNull()) {
-            result.partial = true;
-            continue;
-        }
         ++rowsOfTerm[term];
-        Weighed &w = byTerm[term][keyOf(rs.Fields(2).toLong(), rs.Fields(3).toLong())];
-        const double score = rs.Fields(4).toDouble();
-        w.score += score;
-        w.rows.append({score, rs.Fields(1).Value().toLongLong()});
+        byTerm[term][keyOf(row.departmentId, row.agreementId)].rows.append({0.0, row.rowId});
+    }
+    // Terms sampled already came in rows; the others come from the statement.
+    if (!terms.statement.isEmpty()) {
+        platform::Command command(con);
+        command.setCommandText(terms.statement);
+        command.ParametersRefresh();
+        for (platform::Recordset rs = command.Execute(terms.values); !rs.isEOF(); rs.MoveNext()) {
+            const qsizetype term = rs.Fields(0).toLong() - 1;
+            if (term < 0 || term >= byTerm.size())
+                continue;
+            // A term answered by a sample of its rows says so in a row of its own.
+            if (rs.Fields(1).isNull()) {
+                result.partial = true;
+                continue;
+            }
+            ++rowsOfTerm[term];
+            Weighed &w = byTerm[term][keyOf(rs.Fields(2).toLong(), rs.Fields(3).toLong())];
+            const double score = rs.Fields(4).toDouble();
+            w.score += score;
+            w.rows.append({score, rs.Fields(1).Value().toLongLong()});
+        }
     }
     for (int rows : std::as_const(rowsOfTerm))
         if (rows >= rowsPerTerm)

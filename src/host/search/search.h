@@ -61,7 +61,8 @@ struct SearchResult
 // term, best first. Raises what the database raises. A term found in more than rowsPerTerm texts is
 // weighed on that many (the result is then partial); the search window weighs fewer, so that a keystroke
 // answers within a frame. With rowsPerTerm at most RowsPerTermWhileTyping a word or prefix found in more
-// texts than that is taken by its first texts, unweighed (SearchTermsOf's quick).
+// texts than that (a prefix of more than three letters: in many) is taken by its first texts, unweighed
+// (SearchTermsOf's quick).
 constexpr int RowsPerTerm = 50000;
 constexpr int RowsPerTermWhileTyping = 2000;
 SearchResult findAgreements(platform::Connection &con, const SearchQuery &query,
