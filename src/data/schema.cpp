@@ -363,13 +363,13 @@ void createIndexes(platform::Connection &con, const Table &table)
 }
 
 // SQLite keeps a table's definition as written: a detail table made before its keys took the engine's
-// form for watched rows is made again with it, rows, order and indexes kept. Its triggers go with the old
-// table; the search index finds them missing and makes itself again.
+// form for watched rows is made again with it, rows, order, indexes and the search index's triggers kept.
 void remakeWatchedTables(platform::Connection &con)
 {
     if (con.backend() != platform::Backend::SQLite)
         return;
     const QString wanted = con.dialect().notNullOfWatchedRows();
+    bool remade = false;
     for (const Table &table : tables()) {
         const bool watched = std::any_of(table.columns.cbegin(), table.columns.cend(),
                                          [](const Column &c) { return c.extra == WatchedKey; });
@@ -381,23 +381,26 @@ void remakeWatchedTables(platform::Connection &con)
             name.toLower() + QLatin1Char('\''));
         if (stored.isEOF() || stored.Fields(0).text().contains(wanted, Qt::CaseInsensitive))
             continue;
-        const QString remade = name + QStringLiteral("_remade");
+        const QString newTable = name + QStringLiteral("_remade");
         Table copy = table;
-        const QByteArray remadeName = remade.toLatin1();
+        const QByteArray remadeName = newTable.toLatin1();
         copy.name = remadeName.constData();
         QStringList columns;
         for (const Column &c : table.columns)
             columns << QLatin1String(c.name);
-        con.Execute(QStringLiteral("drop table if exists ") + remade);
+        con.Execute(QStringLiteral("drop table if exists ") + newTable);
         con.Execute(createStatement(copy, con.dialect()));
-        con.Execute(QStringLiteral("insert into ") + remade + QStringLiteral(" (") +
+        con.Execute(QStringLiteral("insert into ") + newTable + QStringLiteral(" (") +
                     columns.join(QLatin1Char(',')) + QStringLiteral(") select ") +
                     columns.join(QLatin1Char(',')) + QStringLiteral(" from ") + name +
                     QStringLiteral(" order by rowid"));
         con.Execute(QStringLiteral("drop table ") + name);
-        con.Execute(QStringLiteral("alter table ") + remade + QStringLiteral(" rename to ") + name);
+        con.Execute(QStringLiteral("alter table ") + newTable + QStringLiteral(" rename to ") + name);
         createIndexes(con, table);
+        remade = true;
     }
+    if (remade)
+        RemakeSearchTriggers(con);
 }
 
 bool columnExists(platform::Connection &con, const char *table, const char *column)

@@ -1,6 +1,7 @@
 #include "searchindex.h"
 
 #include "platform/database/connection.h"
+#include "platform/database/dialect.h"
 #include "platform/runtime/errors.h"
 
 namespace agr::schema {
@@ -627,6 +628,12 @@ void SyncSearchIndex(platform::Connection &con)
         con.Execute(QStringLiteral("delete from agrSearchPending"));
     };
     inTransaction(con, apply);
+}
+
+void RemakeSearchTriggers(platform::Connection &con)
+{
+    if (con.backend() == Backend::SQLite && con.dialect().tableExists(con, L(table::SearchFts)))
+        sqliteInstall(con);
 }
 
 void RebuildSearchIndex(platform::Connection &con)
