@@ -299,10 +299,15 @@ bool postgresInstalled(platform::Connection &con)
     return triggers == names.size() && words == 1 && functions == 4 && vocabulary == 2;
 }
 
-// Whether the triggers of the register's tables are the deferred ones of this version (earlier versions
-// marked each row as it was written).
-bool postgresTriggersDeferred(platform::Connection &con)
+// Whether the index's triggers and functions are this version's: earlier versions marked each row as it
+// was written, and left the samples of common words to go stale.
+bool postgresCurrent(platform::Connection &con)
 {
+    if (con.Execute(QStringLiteral("select count(*) from pg_proc where proname = 'agr_search_remake' and "
+                                   "prosrc like '%renewed%'"))
+            .Fields(0)
+            .toLong() != 1)
+        return false;
     QStringList names;
     for (const KeySource &k : keySources())
         names << QLatin1Char('\'') + triggerName(k.table) + QLatin1Char('\'');
@@ -413,20 +418,41 @@ void postgresInstall(platform::Connection &con)
                                      "agr_search_remake(); end $f$");
     QString sync = QStringLiteral(
         "create or replace function agr_search_remake() returns void language plpgsql "
-        "security definer set search_path from current as $f$ declare kd smallint; ka integer; "
+        "security definer set search_path from current as $f$ declare kd smallint; ka integer; renewed "
+        "text[]; "
         "begin if not exists (select 1 from agrSearchDirty) then return; end if; "
         "perform pg_advisory_xact_lock(hashtext('agrSearchDirty')); "
         "for kd, ka in with q as (delete from agrSearchDirty returning DepartmentID, "
         "AgreementID) select distinct DepartmentID, AgreementID from q loop ");
-    // One agreement at a time, so that each statement reads the tables by their index.
+    // One agreement at a time, so that each statement reads the tables by their index. The rows of a
+    // common word kept for the window's samples (agrSearchWords, below) lose the agreement's rows as they
+    // go, and take its new rows after the others: without it the samples of the words of the agreements
+    // saved first would empty as those are saved again.
     const QString keys = QStringLiteral("(select kd as DepartmentID, ka as AgreementID) k");
-    for (const QString &statement :
-         remakeRows(Backend::PostgreSQL, keys,
-                    QStringLiteral("delete from agrSearchRows where DepartmentID = kd and AgreementID = ka "
-                                   "and Place <> '") +
-                        L(place::Scan) + QLatin1Char('\'')))
+    auto ownRows = [](const QString &alias) -> QString {
+        return alias + QStringLiteral("DepartmentID = kd and ") + alias +
+               QStringLiteral("AgreementID = ka and ") + alias + QStringLiteral("Place <> '") +
+               L(place::Scan) + QLatin1Char('\'');
+    };
+    for (const QString &statement : remakeRows(
+             Backend::PostgreSQL, keys,
+             QStringLiteral("with gone as (delete from agrSearchRows where ") + ownRows(QString()) +
+                 QStringLiteral(" returning RowID, Words), ids as (select array_agg(RowID) as ids from "
+                                "gone), p as (update agrSearchWords w set Rows = array(select r from "
+                                "unnest(w.Rows) r where r <> all(ids.ids)), Common = true from ids where "
+                                "w.DepartmentID = kd and w.Word collate \"C\" in (select "
+                                "unnest(tsvector_to_array(Words)) from gone) and (cardinality(w.Rows) "
+                                ">= %1 or w.Common) and w.Rows && ids.ids returning w.Word) select "
+                                "array_agg(Word) "
+                                "into renewed from p")
+                     .arg(SampleRows)))
         sync += statement + QStringLiteral("; ");
-    sync += QStringLiteral("end loop; ");
+    sync += QStringLiteral("if renewed is not null then update agrSearchWords w set Rows = (w.Rows || "
+                           "array(select x.RowID from agrSearchRows x where ") +
+            ownRows(QStringLiteral("x.")) +
+            QStringLiteral(" and tsvector_to_array(x.Words) @> array[w.Word] order by x.RowID))[1:%1] where "
+                           "w.DepartmentID = kd and w.Word collate \"C\" = any(renewed); end if; end loop; ")
+                .arg(SampleRows);
     statements << sync + QStringLiteral("end $f$");
     // The words of the index with the RowIDs of their first rows (at most SampleRows), for the window:
     // GIN gathers every row of every word a term matches before it gives the first, a fifth of a second
@@ -436,6 +462,7 @@ void postgresInstall(platform::Connection &con)
     // times slower); words and rows stay when those rows go, and a row no longer held only finds nothing.
     // The fill takes them anew.
     statements << QStringLiteral("alter table agrSearchWords add column if not exists Rows integer[]")
+               << QStringLiteral("alter table agrSearchWords add column if not exists Common boolean")
                << QStringLiteral("create unique index if not exists ix_agrsearchwords_word on agrSearchWords "
                                  "(Word collate \"C\", DepartmentID)")
                << QStringLiteral(
@@ -468,17 +495,21 @@ void postgresInstall(platform::Connection &con)
                       "department_id smallint, agreement_id integer, score real) language plpgsql set "
                       "plan_cache_mode = force_custom_plan set enable_seqscan = off as $f$ declare qs "
                       "text[] := string_to_array(queries, E'\\t'); ks text[] := string_to_array(keys, "
-                      "E'\\t'); n integer; q tsquery; k text; found text[]; held bigint; begin perform "
+                      "E'\\t'); n integer; q tsquery; k text; found text[]; held bigint; common boolean; "
+                      "begin perform "
                       "agr_search_sync(); for n in 1 .. coalesce(array_length(qs, 1), 0) loop q := "
                       "to_tsquery('simple', qs[n]); k := coalesce(ks[n], ''); if k <> '' then if right(k, "
-                      "1) = '*' then k := left(k, -1); select array_agg(v.Word), coalesce(sum(v.Held), 0) "
-                      "into found, held from (select w.Word, cardinality(w.Rows) as Held from "
+                      "1) = '*' then k := left(k, -1); select array_agg(v.Word), coalesce(sum(v.Held), 0), "
+                      "coalesce(bool_or(v.Common), false) into found, held, common from (select w.Word, "
+                      "cardinality(w.Rows) as Held, w.Common from "
                       "agrSearchWords w where w.Word collate \"C\" >= k and w.Word collate \"C\" < k || "
                       "chr(1114111) and (departments is null or w.DepartmentID = any(departments)) order by "
                       "w.Word collate \"C\" limit %1 + 1) v; else select array_agg(w.Word), "
-                      "coalesce(sum(cardinality(w.Rows)), 0) into found, held from agrSearchWords w where "
+                      "coalesce(sum(cardinality(w.Rows)), 0), coalesce(bool_or(w.Common), false) into found, "
+                      "held, common from agrSearchWords w where "
                       "w.Word collate \"C\" = k and (departments is null or w.DepartmentID = "
-                      "any(departments)); end if; if cardinality(found) > %1 or held >= %2 then return "
+                      "any(departments)); end if; if cardinality(found) > %1 or held >= %2 or common then "
+                      "return "
                       "query select n, null::integer, null::smallint, null::integer, null::real; return "
                       "query select n, x.RowID, x.DepartmentID, x.AgreementID, 0::real from agrSearchRows x "
                       "where x.RowID = any(array(select unnest(w.Rows) from agrSearchWords w where w.Word "
@@ -584,8 +615,8 @@ void CreateSearchIndex(platform::Connection &con)
                 fill(con);
             });
             settle(con);
-        } else if (!postgresTriggersDeferred(con)) {
-            // An index of an earlier version: its rows are right, its triggers are made again.
+        } else if (!postgresCurrent(con)) {
+            // An index of an earlier version: its rows are right, its triggers and functions are made again.
             inTransaction(con, [&] { postgresInstall(con); });
         }
         break;

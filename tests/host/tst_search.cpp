@@ -508,6 +508,18 @@ void tst_search::commonWordsWhileTyping()
         weighed.sort();
         QCOMPARE(weighed, holding);
     }
+    // Every agreement holding the word saved again, its lines written anew: the sample has rows still.
+    for (int agreement : {1, 3})
+        con->Execute(
+            QStringLiteral("update AgreementContents set agcContentdesc = agcContentdesc || ' again' "
+                           "where agcAgreementid = %1 and agcDepartmentid = 1")
+                .arg(agreement));
+    const SearchResult again = host::findAgreements(*con, host::parseSearch(QStringLiteral("dugong "), true),
+                                                    {1}, 50, host::RowsPerTermWhileTyping);
+    QCOMPARE(again.partial, con->backend() == platform::Backend::PostgreSQL);
+    QStringList sampled = keys(again);
+    sampled.sort();
+    QCOMPARE(sampled, holding);
 }
 
 // Ctrl+Shift+F in the list opens the window; hits follow the typing; Enter selects the agreement in the
