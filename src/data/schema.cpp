@@ -28,6 +28,10 @@ struct Column
     const char *extra = ""; // NOT NULL, DEFAULT ...
 };
 
+// The keys of the detail lines: NOT NULL in the engine's form for tables that the search index's row
+// triggers watch and that a save writes a line per statement (Dialect::notNullOfWatchedRows).
+const char WatchedKey[] = "NOT NULL";
+
 struct Table
 {
     const char *name;
@@ -90,15 +94,15 @@ const std::vector<Table> &tables()
          // The list reads from a date on; what is due for renewal is found from a valid-to date on.
          {"agrDepartmentid, agragreementdate", "agrDepartmentid, agrValidTodate"}},
         {"AgreementDetails",
-         {{"agdAgreementid", Integer, "NOT NULL"},
-          {"agdDepartmentid", SmallInt, "NOT NULL"},
+         {{"agdAgreementid", Integer, WatchedKey},
+          {"agdDepartmentid", SmallInt, WatchedKey},
           {"agdDetailid", Integer},
           {"agdDetails", Text}},
          nullptr,
          {"agdDepartmentid, agdAgreementid"}},
         {"AgreementSignedDetails",
-         {{"agsagreementid", Integer, "NOT NULL"},
-          {"agsDepartmentid", SmallInt, "NOT NULL"},
+         {{"agsagreementid", Integer, WatchedKey},
+          {"agsDepartmentid", SmallInt, WatchedKey},
           {"agsDetailid", Integer},
           {"agsSignedBy", Text},
           {"agsPosition", Text},
@@ -107,8 +111,8 @@ const std::vector<Table> &tables()
          nullptr,
          {"agsDepartmentid, agsagreementid"}},
         {"AgreementWitnessDetails",
-         {{"agwAgreementid", Integer, "NOT NULL"},
-          {"agwDepartmentid", SmallInt, "NOT NULL"},
+         {{"agwAgreementid", Integer, WatchedKey},
+          {"agwDepartmentid", SmallInt, WatchedKey},
           {"agwDetailid", Integer},
           {"agwSignedBy", Text},
           {"agwPostion", Text},
@@ -118,15 +122,15 @@ const std::vector<Table> &tables()
          nullptr,
          {"agwDepartmentid, agwAgreementid"}},
         {"AgreementFinancialDetails",
-         {{"agfAgreementid", Integer, "NOT NULL"},
-          {"agfDepartmentid", SmallInt, "NOT NULL"},
+         {{"agfAgreementid", Integer, WatchedKey},
+          {"agfDepartmentid", SmallInt, WatchedKey},
           {"agffinanceDetailid", Integer},
           {"agffinanceDetail", Text}},
          nullptr,
          {"agfDepartmentid, agfAgreementid"}},
         {"AgreementContents",
-         {{"agcAgreementid", Integer, "NOT NULL"},
-          {"agcDepartmentid", SmallInt, "NOT NULL"},
+         {{"agcAgreementid", Integer, WatchedKey},
+          {"agcDepartmentid", SmallInt, WatchedKey},
           {"agcDetailid", Integer},
           {"agcContentdesc", Text}},
          nullptr,
@@ -334,7 +338,9 @@ QString createStatement(const Table &table, const platform::Dialect &dialect)
     QStringList parts;
     for (const Column &column : table.columns) {
         QString part = dialect.columnDefinition(QLatin1String(column.name), column.type);
-        if (*column.extra)
+        if (column.extra == WatchedKey)
+            part += QLatin1Char(' ') % dialect.notNullOfWatchedRows();
+        else if (*column.extra)
             part += QLatin1Char(' ') % QLatin1String(column.extra);
         parts << part;
     }
@@ -342,6 +348,59 @@ QString createStatement(const Table &table, const platform::Dialect &dialect)
         parts << QLatin1String(table.constraint);
     return QStringLiteral("CREATE TABLE ") % QLatin1String(table.name) % QStringLiteral(" (") %
            parts.join(QStringLiteral(", ")) % QLatin1Char(')');
+}
+
+void createIndexes(platform::Connection &con, const Table &table)
+{
+    const QString name = QString::fromLatin1(table.name).toLower();
+    int n = 0;
+    for (const char *columns : table.indexes) {
+        con.Execute(QStringLiteral("CREATE INDEX IF NOT EXISTS ix_%1_%2 ON %1 (%3)")
+                        .arg(name)
+                        .arg(++n)
+                        .arg(QLatin1String(columns)));
+    }
+}
+
+// SQLite keeps a table's definition as written: a detail table made before its keys took the engine's
+// form for watched rows is made again with it, rows, order, indexes and the search index's triggers kept.
+void remakeWatchedTables(platform::Connection &con)
+{
+    if (con.backend() != platform::Backend::SQLite)
+        return;
+    const QString wanted = con.dialect().notNullOfWatchedRows();
+    bool remade = false;
+    for (const Table &table : tables()) {
+        const bool watched = std::any_of(table.columns.cbegin(), table.columns.cend(),
+                                         [](const Column &c) { return c.extra == WatchedKey; });
+        if (!watched)
+            continue;
+        const QString name = QLatin1String(table.name);
+        platform::Recordset stored = con.Execute(
+            QStringLiteral("select sql from sqlite_master where type = 'table' and lower(name) = '") +
+            name.toLower() + QLatin1Char('\''));
+        if (stored.isEOF() || stored.Fields(0).text().contains(wanted, Qt::CaseInsensitive))
+            continue;
+        const QString newTable = name + QStringLiteral("_remade");
+        Table copy = table;
+        const QByteArray remadeName = newTable.toLatin1();
+        copy.name = remadeName.constData();
+        QStringList columns;
+        for (const Column &c : table.columns)
+            columns << QLatin1String(c.name);
+        con.Execute(QStringLiteral("drop table if exists ") + newTable);
+        con.Execute(createStatement(copy, con.dialect()));
+        con.Execute(QStringLiteral("insert into ") + newTable + QStringLiteral(" (") +
+                    columns.join(QLatin1Char(',')) + QStringLiteral(") select ") +
+                    columns.join(QLatin1Char(',')) + QStringLiteral(" from ") + name +
+                    QStringLiteral(" order by rowid"));
+        con.Execute(QStringLiteral("drop table ") + name);
+        con.Execute(QStringLiteral("alter table ") + newTable + QStringLiteral(" rename to ") + name);
+        createIndexes(con, table);
+        remade = true;
+    }
+    if (remade)
+        RemakeSearchTriggers(con);
 }
 
 bool columnExists(platform::Connection &con, const char *table, const char *column)
@@ -370,6 +429,7 @@ const std::vector<SchemaStep> &SchemaSteps()
         {1, "the activity log's chain of hashes; the schema's version is stored", addActivityLogHashes},
         {2, "the database's own id, which names it in the calendar's UIDs",
          [](platform::Connection &con) { DatabaseIdentity(con); }},
+        {3, "the detail lines' keys in the form that keeps a save's inserts cheap", remakeWatchedTables},
     };
     return steps;
 }
@@ -441,13 +501,7 @@ CreateReport CreateSchema(platform::Connection &con)
         else
             con.Execute(createStatement(table, dialect));
         // An older database gets the indexes added since it was made.
-        int n = 0;
-        for (const char *columns : table.indexes) {
-            con.Execute(QStringLiteral("CREATE INDEX IF NOT EXISTS ix_%1_%2 ON %1 (%3)")
-                            .arg(name.toLower())
-                            .arg(++n)
-                            .arg(QLatin1String(columns)));
-        }
+        createIndexes(con, table);
         if (!existed)
             report.created << name;
     }

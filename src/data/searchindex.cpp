@@ -1,6 +1,7 @@
 #include "searchindex.h"
 
 #include "platform/database/connection.h"
+#include "platform/database/dialect.h"
 #include "platform/runtime/errors.h"
 
 #include <algorithm>
@@ -305,9 +306,31 @@ bool postgresInstalled(platform::Connection &con)
     return triggers == names.size() && words == 1 && functions == 4 && vocabulary == 2;
 }
 
+// Whether the index's triggers and functions are this version's: earlier versions marked each row as it
+// was written, and left the samples of common words to go stale.
+bool postgresCurrent(platform::Connection &con)
+{
+    if (con.Execute(QStringLiteral("select count(*) from pg_proc where proname = 'agr_search_remake' and "
+                                   "prosrc like '%renewed%'"))
+            .Fields(0)
+            .toLong() != 1)
+        return false;
+    QStringList names;
+    for (const KeySource &k : keySources())
+        names << QLatin1Char('\'') + triggerName(k.table) + QLatin1Char('\'');
+    return con.Execute(
+                  QStringLiteral("select count(*) from pg_trigger where tginitdeferred and tgname in (") +
+                  names.join(QLatin1Char(',')) + QLatin1Char(')'))
+               .Fields(0)
+               .toLong() == names.size();
+}
+
 void postgresInstall(platform::Connection &con)
 {
     QStringList statements;
+    const QString schema =
+        con.Execute(QStringLiteral("select quote_ident(current_schema())")).Fields(0).text();
+    QStringList watched; // the deferred triggers, by their schema's name
     // Lower case, accents of Latin letters dropped, punctuation a blank: the parser then splits "AG/12" into
     // "ag" and "12" as the queries do, instead of keeping it as a path.
     statements << QStringLiteral(
@@ -344,18 +367,22 @@ void postgresInstall(platform::Connection &con)
         statements << body + QStringLiteral("end if; return null; end $f$");
     };
     auto trigger = [&](const QString &name, const QString &function, const QString &events,
-                       const QString &table) {
+                       const QString &table, bool deferred = false) {
         statements << QStringLiteral("drop trigger if exists ") + name + QStringLiteral(" on ") + table
-                   << QStringLiteral("create trigger ") + name + QStringLiteral(" after ") + events +
-                          QStringLiteral(" on ") + table + QStringLiteral(" for each row execute function ") +
-                          function + QStringLiteral("()");
+                   << (deferred ? QStringLiteral("create constraint trigger ")
+                                : QStringLiteral("create trigger ")) +
+                          name + QStringLiteral(" after ") + events + QStringLiteral(" on ") + table +
+                          (deferred ? QStringLiteral(" deferrable initially deferred") : QString()) +
+                          QStringLiteral(" for each row execute function ") + function + QStringLiteral("()");
     };
 
     // A save writes hundreds of detail rows of one agreement, each with its own statement: the first names
     // the agreement in agrSearchDirty and in a setting of the transaction, the others find it there; the
-    // agreement's index rows are made again before the next search (agr_search_sync). The test is made
-    // inside the function, not in a WHEN: a WHEN is compiled again for every statement, at about a
-    // microsecond and a half for each function it calls, more than the whole call of the trigger function.
+    // agreement's index rows are made again before the next search (agr_search_sync). The triggers are
+    // deferred to the commit: a trigger fired at the end of each one-row statement is set up again for
+    // each, at several times the cost of the call, while the commit fires the whole queue at once. The
+    // test is made inside the function, not in a WHEN: a WHEN is compiled again for every statement, at
+    // about a microsecond and a half for each function it calls.
     // The queue has no key: a search that empties it takes exactly the rows it saw, so a name written
     // meanwhile stays. The trigger functions run as the caller: a function with settings of its own would
     // undo the setting on its way out.
@@ -383,30 +410,56 @@ void postgresInstall(platform::Connection &con)
             statements << QStringLiteral("drop trigger if exists ") + name + L(event) +
                               QStringLiteral(" on ") + L(k.table);
         trigger(name, name, QStringLiteral("insert or update of ") + k.indexed + QStringLiteral(" or delete"),
-                L(k.table));
+                L(k.table), true);
+        watched << schema + QLatin1Char('.') + name;
     }
-    // The marks of the transaction are forgotten, so that what it writes after the search is named again;
-    // then the index rows of the queued agreements are made again, as the index's owner: a clerk's search
-    // brings every department's rows up to date, and reads only its own.
-    statements << QStringLiteral(
-        "create or replace function agr_search_sync() returns void language plpgsql as $f$ begin perform "
-        "set_config('agr.search_dirty', '', true); perform agr_search_remake(); end $f$");
+    // What the transaction wrote before is named first (its deferred marks are fired now); the marks of
+    // the transaction are forgotten, so that what it writes after the search is named again; then the
+    // index rows of the queued agreements are made again, as the index's owner: a clerk's search brings
+    // every department's rows up to date, and reads only its own.
+    statements << QStringLiteral("create or replace function agr_search_sync() returns void language plpgsql "
+                                 "as $f$ begin set constraints ") +
+                      watched.join(QLatin1Char(',')) + QStringLiteral(" immediate; set constraints ") +
+                      watched.join(QLatin1Char(',')) +
+                      QStringLiteral(" deferred; perform set_config('agr.search_dirty', '', true); perform "
+                                     "agr_search_remake(); end $f$");
     QString sync = QStringLiteral(
         "create or replace function agr_search_remake() returns void language plpgsql "
-        "security definer set search_path from current as $f$ declare kd smallint; ka integer; "
+        "security definer set search_path from current as $f$ declare kd smallint; ka integer; renewed "
+        "text[]; "
         "begin if not exists (select 1 from agrSearchDirty) then return; end if; "
         "perform pg_advisory_xact_lock(hashtext('agrSearchDirty')); "
         "for kd, ka in with q as (delete from agrSearchDirty returning DepartmentID, "
         "AgreementID) select distinct DepartmentID, AgreementID from q loop ");
-    // One agreement at a time, so that each statement reads the tables by their index.
+    // One agreement at a time, so that each statement reads the tables by their index. The rows of a
+    // common word kept for the window's samples (agrSearchWords, below) lose the agreement's rows as they
+    // go, and take its new rows after the others: without it the samples of the words of the agreements
+    // saved first would empty as those are saved again.
     const QString keys = QStringLiteral("(select kd as DepartmentID, ka as AgreementID) k");
-    for (const QString &statement :
-         remakeRows(Backend::PostgreSQL, keys,
-                    QStringLiteral("delete from agrSearchRows where DepartmentID = kd and AgreementID = ka "
-                                   "and Place <> '") +
-                        L(place::Scan) + QLatin1Char('\'')))
+    auto ownRows = [](const QString &alias) -> QString {
+        return alias + QStringLiteral("DepartmentID = kd and ") + alias +
+               QStringLiteral("AgreementID = ka and ") + alias + QStringLiteral("Place <> '") +
+               L(place::Scan) + QLatin1Char('\'');
+    };
+    for (const QString &statement : remakeRows(
+             Backend::PostgreSQL, keys,
+             QStringLiteral("with gone as (delete from agrSearchRows where ") + ownRows(QString()) +
+                 QStringLiteral(" returning RowID, Words), ids as (select array_agg(RowID) as ids from "
+                                "gone), p as (update agrSearchWords w set Rows = array(select r from "
+                                "unnest(w.Rows) r where r <> all(ids.ids)), Common = true from ids where "
+                                "w.DepartmentID = kd and w.Word collate \"C\" in (select "
+                                "unnest(tsvector_to_array(Words)) from gone) and (cardinality(w.Rows) "
+                                ">= %1 or w.Common) and w.Rows && ids.ids returning w.Word) select "
+                                "array_agg(Word) "
+                                "into renewed from p")
+                     .arg(SampleRows)))
         sync += statement + QStringLiteral("; ");
-    sync += QStringLiteral("end loop; ");
+    sync += QStringLiteral("if renewed is not null then update agrSearchWords w set Rows = (w.Rows || "
+                           "array(select x.RowID from agrSearchRows x where ") +
+            ownRows(QStringLiteral("x.")) +
+            QStringLiteral(" and tsvector_to_array(x.Words) @> array[w.Word] order by x.RowID))[1:%1] where "
+                           "w.DepartmentID = kd and w.Word collate \"C\" = any(renewed); end if; end loop; ")
+                .arg(SampleRows);
     statements << sync + QStringLiteral("end $f$");
     // The words of the index with the RowIDs of their first rows (at most SampleRows), for the window:
     // GIN gathers every row of every word a term matches before it gives the first, a fifth of a second
@@ -416,6 +469,7 @@ void postgresInstall(platform::Connection &con)
     // times slower); words and rows stay when those rows go, and a row no longer held only finds nothing.
     // The fill takes them anew.
     statements << QStringLiteral("alter table agrSearchWords add column if not exists Rows integer[]")
+               << QStringLiteral("alter table agrSearchWords add column if not exists Common boolean")
                << QStringLiteral("create unique index if not exists ix_agrsearchwords_word on agrSearchWords "
                                  "(Word collate \"C\", DepartmentID)")
                << QStringLiteral(
@@ -448,17 +502,21 @@ void postgresInstall(platform::Connection &con)
                       "department_id smallint, agreement_id integer, score real) language plpgsql set "
                       "plan_cache_mode = force_custom_plan set enable_seqscan = off as $f$ declare qs "
                       "text[] := string_to_array(queries, E'\\t'); ks text[] := string_to_array(keys, "
-                      "E'\\t'); n integer; q tsquery; k text; found text[]; held bigint; begin perform "
+                      "E'\\t'); n integer; q tsquery; k text; found text[]; held bigint; common boolean; "
+                      "begin perform "
                       "agr_search_sync(); for n in 1 .. coalesce(array_length(qs, 1), 0) loop q := "
                       "to_tsquery('simple', qs[n]); k := coalesce(ks[n], ''); if k <> '' then if right(k, "
-                      "1) = '*' then k := left(k, -1); select array_agg(v.Word), coalesce(sum(v.Held), 0) "
-                      "into found, held from (select w.Word, cardinality(w.Rows) as Held from "
+                      "1) = '*' then k := left(k, -1); select array_agg(v.Word), coalesce(sum(v.Held), 0), "
+                      "coalesce(bool_or(v.Common), false) into found, held, common from (select w.Word, "
+                      "cardinality(w.Rows) as Held, w.Common from "
                       "agrSearchWords w where w.Word collate \"C\" >= k and w.Word collate \"C\" < k || "
                       "chr(1114111) and (departments is null or w.DepartmentID = any(departments)) order by "
                       "w.Word collate \"C\" limit %1 + 1) v; else select array_agg(w.Word), "
-                      "coalesce(sum(cardinality(w.Rows)), 0) into found, held from agrSearchWords w where "
+                      "coalesce(sum(cardinality(w.Rows)), 0), coalesce(bool_or(w.Common), false) into found, "
+                      "held, common from agrSearchWords w where "
                       "w.Word collate \"C\" = k and (departments is null or w.DepartmentID = "
-                      "any(departments)); end if; if cardinality(found) > %1 or held >= %2 then return "
+                      "any(departments)); end if; if cardinality(found) > %1 or held >= %2 or common then "
+                      "return "
                       "query select n, null::integer, null::smallint, null::integer, null::real; return "
                       "query select n, x.RowID, x.DepartmentID, x.AgreementID, 0::real from agrSearchRows x "
                       "where x.RowID = any(array(select unnest(w.Rows) from agrSearchWords w where w.Word "
@@ -594,6 +652,9 @@ void CreateSearchIndex(platform::Connection &con)
                 fill(con);
             });
             settle(con);
+        } else if (!postgresCurrent(con)) {
+            // An index of an earlier version: its rows are right, its triggers and functions are made again.
+            inTransaction(con, [&] { postgresInstall(con); });
         }
         break;
     case Backend::ODBC:
@@ -647,6 +708,12 @@ void SyncSearchIndex(platform::Connection &con)
         con.Execute(QStringLiteral("delete from agrSearchPending"));
     };
     inTransaction(con, apply);
+}
+
+void RemakeSearchTriggers(platform::Connection &con)
+{
+    if (con.backend() == Backend::SQLite && con.dialect().tableExists(con, L(table::SearchFts)))
+        sqliteInstall(con);
 }
 
 void RebuildSearchIndex(platform::Connection &con)

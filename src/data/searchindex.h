@@ -38,6 +38,9 @@ void CreateSearchIndex(platform::Connection &con);
 // Empties the index and fills it again from the tables; every scanned copy is queued again (its page text,
 // kept by the hash of its bytes, is not read again).
 void RebuildSearchIndex(platform::Connection &con);
+// After tables the index watches were made again (their triggers went with them): the triggers as they
+// were, where the index exists, so that it need not be filled again.
+void RemakeSearchTriggers(platform::Connection &con);
 // Brings the index up to date: the index rows of the agreements the triggers named since are made again
 // from the tables, and (SQLite) the full-text table takes the changed rows in one statement (FTS5 written
 // row by row inside triggers costs a segment per statement). Called before every search (on PostgreSQL by

@@ -267,6 +267,11 @@ bool Dialect::countsAny(Connection &con, const QString &countSql, const QString 
     return q.value(0).toInt() > 0;
 }
 
+QString Dialect::notNullOfWatchedRows() const
+{
+    return QStringLiteral("NOT NULL");
+}
+
 QString Dialect::columnDefinition(const QString &name, ColumnType type) const
 {
     return name + QLatin1Char(' ') + columnType(type);

@@ -59,6 +59,11 @@ public:
     // A whole column for CREATE TABLE: its name, its type and the checks the engine needs to refuse what
     // the suite's server refuses (by default the name and the type).
     virtual QString columnDefinition(const QString &name, ColumnType type) const;
+    // NOT NULL for a column of a table written a row per statement and watched by row triggers: on SQLite
+    // a NOT NULL that undoes the whole statement makes every insert of such a table keep a statement
+    // journal, while one that stops the statement where it stands needs none. A one-row statement fails
+    // the same either way. By default plain NOT NULL.
+    virtual QString notNullOfWatchedRows() const;
     // How a table's identity-free "does it exist" check is written.
     virtual bool tableExists(Connection &con, const QString &table) const = 0;
 

@@ -574,6 +574,10 @@ public:
         return definition;
     }
 
+    // FAIL ends the statement at the row without undoing the rows before it, so that SQLite needs no
+    // statement journal for each insert into a table with triggers.
+    QString notNullOfWatchedRows() const override { return QStringLiteral("NOT NULL ON CONFLICT FAIL"); }
+
     bool tableExists(Connection &con, const QString &table) const override
     {
         return countsAny(
