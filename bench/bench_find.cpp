@@ -339,10 +339,8 @@ int main(int argc, char **argv)
             const QString keptFile = qEnvironmentVariable("AGR_BENCH_FIND_REGISTER");
             const bool typingOnly = qEnvironmentVariableIntValue("AGR_BENCH_FIND_TYPING_ONLY") != 0;
             platform::Connection keptRegister;
-            if (label == QLatin1String("sqlite") && !keptFile.isEmpty()) {
+            if (label == QLatin1String("sqlite") && !keptFile.isEmpty())
                 keptRegister.Open(QStringLiteral("sqlite:") + keptFile);
-                keptRegister.setStatementLogEnabled(false);
-            }
             platform::Connection &con = keptRegister.isOpen() ? keptRegister : backendCon;
             con.setStatementLogEnabled(false);
             agr::schema::CreateSchema(con);
