@@ -423,9 +423,12 @@ void postgresInstall(platform::Connection &con)
                       watched.join(QLatin1Char(',')) +
                       QStringLiteral(" deferred; perform set_config('agr.search_dirty', '', true); perform "
                                      "agr_search_remake(); end $f$");
+    // Without JIT: the queue's statement looks costly to the planner, and compiling it took a tenth of a
+    // second of the first search after a save.
     QString sync = QStringLiteral(
         "create or replace function agr_search_remake() returns void language plpgsql "
-        "security definer set search_path from current as $f$ declare kd smallint; ka integer; renewed "
+        "security definer set search_path from current set jit = off as $f$ declare kd smallint; ka "
+        "integer; renewed "
         "text[]; "
         "begin if not exists (select 1 from agrSearchDirty) then return; end if; "
         "perform pg_advisory_xact_lock(hashtext('agrSearchDirty')); "
@@ -441,25 +444,31 @@ void postgresInstall(platform::Connection &con)
                QStringLiteral("AgreementID = ka and ") + alias + QStringLiteral("Place <> '") +
                L(place::Scan) + QLatin1Char('\'');
     };
+    // A sample keeps the rows not in the agreement's old ones, looked up in a hashed set (NOT IN is not
+    // turned into a join, which compared every row with every old one).
+    const QString kept =
+        QStringLiteral("array(select r from unnest(w.Rows) r where r not in (select RowID from gone))");
     for (const QString &statement : remakeRows(
              Backend::PostgreSQL, keys,
              QStringLiteral("with gone as (delete from agrSearchRows where ") + ownRows(QString()) +
-                 QStringLiteral(" returning RowID, Words), ids as (select array_agg(RowID) as ids from "
-                                "gone), p as (update agrSearchWords w set Rows = array(select r from "
-                                "unnest(w.Rows) r where r <> all(ids.ids)), Common = true from ids where "
-                                "w.DepartmentID = kd and w.Word collate \"C\" in (select "
-                                "unnest(tsvector_to_array(Words)) from gone) and (cardinality(w.Rows) "
-                                ">= %1 or w.Common) and w.Rows && ids.ids returning w.Word) select "
-                                "array_agg(Word) "
-                                "into renewed from p")
-                     .arg(SampleRows)))
+                 QStringLiteral(" returning RowID, Words), p as (update agrSearchWords w set Rows = ") +
+                 kept +
+                 QStringLiteral(", Common = true where w.DepartmentID = kd and w.Word collate \"C\" = "
+                                "any(array(select distinct unnest(tsvector_to_array(Words)) from gone)) and "
+                                "(cardinality(w.Rows) >= %1 or w.Common) and cardinality(")
+                     .arg(SampleRows) +
+                 kept +
+                 QStringLiteral(") < cardinality(w.Rows) returning w.Word) select array_agg(Word) into "
+                                "renewed from p")))
         sync += statement + QStringLiteral("; ");
     sync += QStringLiteral("if renewed is not null then update agrSearchWords w set Rows = (w.Rows || "
-                           "array(select x.RowID from agrSearchRows x where ") +
+                           "n.Ids)[1:%1] from (select u.Word, array_agg(x.RowID order by x.RowID) as Ids "
+                           "from agrSearchRows x cross join unnest(tsvector_to_array(x.Words)) u(Word) "
+                           "where ")
+                .arg(SampleRows) +
             ownRows(QStringLiteral("x.")) +
-            QStringLiteral(" and tsvector_to_array(x.Words) @> array[w.Word] order by x.RowID))[1:%1] where "
-                           "w.DepartmentID = kd and w.Word collate \"C\" = any(renewed); end if; end loop; ")
-                .arg(SampleRows);
+            QStringLiteral(" and u.Word = any(renewed) group by u.Word) n where w.DepartmentID = kd and "
+                           "w.Word collate \"C\" = n.Word; end if; end loop; ");
     statements << sync + QStringLiteral("end $f$");
     // The words of the index with the RowIDs of their first rows (at most SampleRows), for the window:
     // GIN gathers every row of every word a term matches before it gives the first, a fifth of a second

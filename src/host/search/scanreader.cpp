@@ -13,6 +13,7 @@
 #include <QSet>
 
 #include <jpeglib.h>
+#include <omp.h>
 #include <tesseract/baseapi.h>
 
 #include <algorithm>
@@ -144,6 +145,11 @@ PageText PageReader::read(const QByteArray &bytes)
     if (image.isNull())
         return page;
     page.picture = true;
+    // Tesseract asks OpenMP for a fixed team of threads that spin while they wait for work: on a machine
+    // busy with anything else a page then took four to five times as long, and its spinning took cores
+    // from the clerk's window. Dynamic teams get only the cores the load leaves free. It holds for the
+    // parallel work started from this thread.
+    omp_set_dynamic(1);
     m_api->SetImage(image.constBits(), image.width(), image.height(), 1, int(image.bytesPerLine()));
     const int dpi = qRound(image.dotsPerMeterX() * 0.0254);
     m_api->SetSourceResolution(dpi >= 70 && dpi <= 2400 ? dpi : AssumedDpi);
