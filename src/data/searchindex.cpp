@@ -719,6 +719,18 @@ void SyncSearchIndex(platform::Connection &con)
     inTransaction(con, apply);
 }
 
+void CompactSearchIndex(platform::Connection &con)
+{
+    if (con.backend() == Backend::SQLite) {
+        SyncSearchIndex(con);
+        // A table of one segment already is left as it is.
+        inTransaction(con, [&] {
+            con.Execute(QStringLiteral("insert into agrSearchFts (agrSearchFts) values ('optimize')"));
+        });
+    }
+    settle(con);
+}
+
 void RemakeSearchTriggers(platform::Connection &con)
 {
     if (con.backend() == Backend::SQLite && con.dialect().tableExists(con, L(table::SearchFts)))

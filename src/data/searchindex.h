@@ -38,6 +38,10 @@ void CreateSearchIndex(platform::Connection &con);
 // Empties the index and fills it again from the tables; every scanned copy is queued again (its page text,
 // kept by the hash of its bytes, is not read again).
 void RebuildSearchIndex(platform::Connection &con);
+// Keeps the index quick to read after months of saves: on SQLite the full-text table's segments, which it
+// merges only a few at a time as saves come in, become one (each word looked up is then one seek); on
+// PostgreSQL the table is vacuumed, which empties the GIN index's pending list. Run by `index`.
+void CompactSearchIndex(platform::Connection &con);
 // After tables the index watches were made again (their triggers went with them): the triggers as they
 // were, where the index exists, so that it need not be filled again.
 void RemakeSearchTriggers(platform::Connection &con);

@@ -101,7 +101,8 @@ int index(const QStringList &arguments)
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Reads the text of the scanned pages not read yet (copies stored by any program) into the full-text "
-        "index. A page already read is known by the hash of its bytes and not read again."));
+        "index. A page already read is known by the hash of its bytes and not read again. Then the index is "
+        "compacted, so that it stays quick to read after months of saves."));
     parser.addPositionalArgument(QStringLiteral("index"), QStringLiteral("The command."));
     parser.addOption(databaseOption());
     parser.addOption({QStringLiteral("rebuild"),
@@ -152,6 +153,7 @@ int index(const QStringList &arguments)
         });
         if (terminal && counts.total > 0)
             std::fprintf(stderr, "\n");
+        agr::schema::CompactSearchIndex(con);
     } catch (const platform::RuntimeError &e) {
         throw Failure(QStringLiteral("index: error %1: %2").arg(e.number()).arg(oneLine(e.description())));
     }
