@@ -256,21 +256,12 @@ void indexCost(const QString &label, platform::Connection &con, agr::FrmMaster *
         std::vector<double> save, saveCpu, raw, rawCpu;
     } with, without;
     bench::CpuTime cpu(con);
-    QStringList triggers; // the statements that make them again
-    bool kept = true;
+    bench::SearchIndexTriggers triggers(con);
     const auto keep = [&](bool index) {
-        if (index == kept)
-            return;
-        if (index) {
-            for (const QString &statement : std::as_const(triggers))
-                con.Execute(statement);
-        } else {
-            triggers = bench::dropSearchIndexTriggers(con);
-        }
-        kept = index;
         // The first save after a change of the triggers reloads the table's triggers and compiles their
         // functions, as a session does once: it goes unmeasured.
-        saveNew(label, list);
+        if (triggers.keep(index))
+            saveNew(label, list);
     };
     for (int p = 0; p < Pairs; ++p) {
         for (const bool index : {p % 2 == 0, p % 2 != 0}) {

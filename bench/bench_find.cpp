@@ -475,24 +475,16 @@ int main(int argc, char **argv)
             line(QStringLiteral(
                      "  first search after a save (the full-text table takes the save's changes): %1 ms")
                      .arg(bench::ms(afterSave), 0, 'f', 2));
-            QStringList triggers; // the statements that make them again
-            bool kept = true;
+            bench::SearchIndexTriggers triggers(con);
             std::vector<double> with, without;
             for (int p = 0; p < 25; ++p) {
                 for (const bool index : {p % 2 == 0, p % 2 != 0}) {
-                    if (index != kept) {
-                        if (index) {
-                            for (const QString &statement : std::as_const(triggers))
-                                con.Execute(statement);
-                        } else {
-                            triggers = bench::dropSearchIndexTriggers(con);
-                        }
-                        kept = index;
+                    if (triggers.keep(index))
                         saveOnce();
-                    }
                     (index ? with : without).push_back(saveOnce());
                 }
             }
+            triggers.keep(true);
             const double indexed = bench::median(with);
             const double plain = bench::median(without);
             line(QStringLiteral("  raw save statements of one agreement, 5 x %1 lines, in turns: %2 ms with "

@@ -88,6 +88,32 @@ inline QStringList dropSearchIndexTriggers(platform::Connection &con)
     return creates;
 }
 
+// The index's triggers switched off and on again, as a benchmark alternates writes with and without them.
+class SearchIndexTriggers
+{
+public:
+    explicit SearchIndexTriggers(platform::Connection &con) : m_con(con) {}
+    // Keeps the triggers (true) or drops them (false); true when that changed anything.
+    bool keep(bool kept)
+    {
+        if (kept == m_kept)
+            return false;
+        if (kept) {
+            for (const QString &statement : std::as_const(m_creates))
+                m_con.Execute(statement);
+        } else {
+            m_creates = dropSearchIndexTriggers(m_con);
+        }
+        m_kept = kept;
+        return true;
+    }
+
+private:
+    platform::Connection &m_con;
+    QStringList m_creates; // the statements that make them again
+    bool m_kept = true;
+};
+
 inline double median(std::vector<double> values)
 {
     std::sort(values.begin(), values.end());

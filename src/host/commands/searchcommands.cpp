@@ -122,7 +122,8 @@ int index(const QStringList &arguments)
     const bool terminal = ::isatty(STDERR_FILENO) != 0;
     ReadCounts counts;
     try {
-        if (parser.isSet(QStringLiteral("rebuild"))) {
+        const bool rebuild = parser.isSet(QStringLiteral("rebuild"));
+        if (rebuild) {
             agr::schema::RebuildSearchIndex(con);
             printOut(QStringLiteral("Filled the index again from the register's tables."));
         }
@@ -153,7 +154,9 @@ int index(const QStringList &arguments)
         });
         if (terminal && counts.total > 0)
             std::fprintf(stderr, "\n");
-        agr::schema::CompactSearchIndex(con);
+        // An index filled again is compact already.
+        if (!rebuild)
+            agr::schema::CompactSearchIndex(con);
     } catch (const platform::RuntimeError &e) {
         throw Failure(QStringLiteral("index: error %1: %2").arg(e.number()).arg(oneLine(e.description())));
     }
