@@ -29,7 +29,8 @@ struct Column
 };
 
 // The keys of the detail lines: NOT NULL in the engine's form for tables that the search index's row
-// triggers watch and that a save writes a line per statement (Dialect::notNullOfWatchedRows).
+// triggers watch and that a save writes a line per statement (Dialect::notNullOfWatchedRows). The other
+// columns of a table with such keys take that form too (Dialect::columnOfWatchedRows).
 const char WatchedKey[] = "NOT NULL";
 
 struct Table
@@ -333,11 +334,20 @@ const std::vector<Table> &tables()
     return all;
 }
 
+bool isWatched(const Table &table)
+{
+    return std::any_of(table.columns.cbegin(), table.columns.cend(),
+                       [](const Column &c) { return c.extra == WatchedKey; });
+}
+
 QString createStatement(const Table &table, const platform::Dialect &dialect)
 {
+    const bool watched = isWatched(table);
     QStringList parts;
     for (const Column &column : table.columns) {
-        QString part = dialect.columnDefinition(QLatin1String(column.name), column.type);
+        const QString name = QLatin1String(column.name);
+        QString part = watched ? dialect.columnOfWatchedRows(name, column.type)
+                               : dialect.columnDefinition(name, column.type);
         if (column.extra == WatchedKey)
             part += QLatin1Char(' ') % dialect.notNullOfWatchedRows();
         else if (*column.extra)
@@ -362,24 +372,25 @@ void createIndexes(platform::Connection &con, const Table &table)
     }
 }
 
-// SQLite keeps a table's definition as written: a detail table made before its keys took the engine's
-// form for watched rows is made again with it, rows, order, indexes and the search index's triggers kept.
+// SQLite keeps a table's definition as written: a detail table made before its columns took the engine's
+// form for watched rows (keys that stop a statement where it stands, dates without a check) is made again
+// in that form, rows, order, indexes and the search index's triggers kept.
 void remakeWatchedTables(platform::Connection &con)
 {
     if (con.backend() != platform::Backend::SQLite)
         return;
-    const QString wanted = con.dialect().notNullOfWatchedRows();
+    // The columns as written: a rename rewrites the table's name in the stored text, quoting it.
+    const auto columnsOf = [](const QString &sql) { return sql.mid(sql.indexOf(QLatin1Char('('))); };
     bool remade = false;
     for (const Table &table : tables()) {
-        const bool watched = std::any_of(table.columns.cbegin(), table.columns.cend(),
-                                         [](const Column &c) { return c.extra == WatchedKey; });
-        if (!watched)
+        if (!isWatched(table))
             continue;
         const QString name = QLatin1String(table.name);
         platform::Recordset stored = con.Execute(
             QStringLiteral("select sql from sqlite_master where type = 'table' and lower(name) = '") +
             name.toLower() + QLatin1Char('\''));
-        if (stored.isEOF() || stored.Fields(0).text().contains(wanted, Qt::CaseInsensitive))
+        if (stored.isEOF() ||
+            columnsOf(stored.Fields(0).text()) == columnsOf(createStatement(table, con.dialect())))
             continue;
         const QString newTable = name + QStringLiteral("_remade");
         Table copy = table;
@@ -430,6 +441,8 @@ const std::vector<SchemaStep> &SchemaSteps()
         {2, "the database's own id, which names it in the calendar's UIDs",
          [](platform::Connection &con) { DatabaseIdentity(con); }},
         {3, "the detail lines' keys in the form that keeps a save's inserts cheap", remakeWatchedTables},
+        {4, "the signatories' and witnesses' dates without the check that made each of their inserts dear",
+         remakeWatchedTables},
     };
     return steps;
 }

@@ -45,6 +45,7 @@ class tst_Upgrade : public QObject
 private Q_SLOTS:
     void initTestCase();
     void versionOneOnSqlite();
+    void checkedDatesOfVersionThree();
     void olderDatabase_data() { agrtest::addBackends(); }
     void olderDatabase();
     void newerDatabaseRefused_data() { agrtest::addBackends(); }
@@ -143,6 +144,58 @@ void tst_Upgrade::versionOneOnSqlite()
     QCOMPARE(again.status, 0);
     QVERIFY2(again.out.first().startsWith(QStringLiteral("Nothing created")),
              qPrintable(again.out.join('\n')));
+}
+
+// Version 3 made the signatories' and witnesses' dates with a check of their own on SQLite; step 4 makes
+// those tables again without it, keeping their rows and the search index's triggers.
+void tst_Upgrade::checkedDatesOfVersionThree()
+{
+    const QString url = QStringLiteral("sqlite:") + m_dir.filePath(QStringLiteral("version3.db"));
+    const Run made =
+        run({QStringLiteral("init-db"), QStringLiteral("--database"), url, QStringLiteral("--demo")});
+    QVERIFY2(made.status == 0, qPrintable(made.err.join(QLatin1Char('\n'))));
+    QMap<QString, QStringList> before;
+    {
+        platform::Connection con;
+        con.Open(url);
+        con.Execute(QStringLiteral("delete from aSchemaVersion where Version > 3"));
+        con.Execute(QStringLiteral("alter table AgreementSignedDetails rename to Signed3"));
+        con.Execute(QStringLiteral(
+            "create table AgreementSignedDetails (agsagreementid INTEGER NOT NULL ON CONFLICT FAIL, "
+            "agsDepartmentid SMALLINT NOT NULL ON CONFLICT FAIL, agsDetailid INTEGER, agsSignedBy TEXT, "
+            "agsPosition TEXT, agsSignedDate DATETEXT COLLATE AGRDATE CHECK (agr_isdate(agsSignedDate)), "
+            "agsAgency SMALLINT)"));
+        con.Execute(
+            QStringLiteral("insert into AgreementSignedDetails select * from Signed3 order by rowid"));
+        con.Execute(QStringLiteral("drop table Signed3"));
+        QVERIFY_THROWS_EXCEPTION(
+            platform::RuntimeError,
+            con.Execute(QStringLiteral("insert into AgreementSignedDetails values (1, 1, "
+                                       "90, 'Signer', 'Partner', 'Lease', 0)")));
+        before = contents(con);
+    }
+    const Run upgraded = run({QStringLiteral("init-db"), QStringLiteral("--database"), url});
+    QVERIFY2(
+        upgraded.status == 0 &&
+            upgraded.out.first().startsWith(
+                QStringLiteral("Upgraded the schema from version 3 to %1").arg(agr::schema::SchemaVersion())),
+        qPrintable((upgraded.out + upgraded.err).join(QLatin1Char('\n'))));
+    {
+        platform::Connection con;
+        con.Open(url);
+        const QMap<QString, QStringList> after = contents(con);
+        for (auto it = before.cbegin(); it != before.cend(); ++it)
+            if (it.key() != QLatin1String(agr::schema::table::SchemaVersion))
+                QCOMPARE(after.value(it.key()), it.value());
+        // What another program writes there is kept as written, and the index follows it.
+        con.Execute(QStringLiteral("insert into AgreementSignedDetails values (1, 1, 90, 'Signer Okapi', "
+                                   "'Partner', 'Lease', 0)"));
+    }
+    const Run found =
+        run({QStringLiteral("find"), QStringLiteral("--database"), url, QStringLiteral("okapi")});
+    QVERIFY2(found.status == 0 &&
+                 found.out.join(QLatin1Char('\n')).contains(QStringLiteral("okapi"), Qt::CaseInsensitive),
+             qPrintable((found.out + found.err).join(QLatin1Char('\n'))));
 }
 
 // A database of the last version before versions were stored, on each engine: without the version table

@@ -277,6 +277,11 @@ QString Dialect::columnDefinition(const QString &name, ColumnType type) const
     return name + QLatin1Char(' ') + columnType(type);
 }
 
+QString Dialect::columnOfWatchedRows(const QString &name, ColumnType type) const
+{
+    return columnDefinition(name, type);
+}
+
 QStringList Dialect::declaredTypes(const QSqlQuery &) const
 {
     return {};

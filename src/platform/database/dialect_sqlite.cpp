@@ -578,6 +578,11 @@ public:
     // statement journal for each insert into a table with triggers.
     QString notNullOfWatchedRows() const override { return QStringLiteral("NOT NULL ON CONFLICT FAIL"); }
 
+    QString columnOfWatchedRows(const QString &name, ColumnType type) const override
+    {
+        return Dialect::columnDefinition(name, type);
+    }
+
     bool tableExists(Connection &con, const QString &table) const override
     {
         return countsAny(
