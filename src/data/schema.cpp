@@ -392,6 +392,18 @@ void remakeWatchedTables(platform::Connection &con)
         if (stored.isEOF() ||
             columnsOf(stored.Fields(0).text()) == columnsOf(createStatement(table, con.dialect())))
             continue;
+        // A column that another program added would not be copied: such a table stays as it is, slower.
+        const QSqlRecord storedColumns = con.database().record(name);
+        const auto known = [&table](const QString &column) {
+            return std::any_of(table.columns.cbegin(), table.columns.cend(), [&column](const Column &c) {
+                return column.compare(QLatin1String(c.name), Qt::CaseInsensitive) == 0;
+            });
+        };
+        bool foreign = false;
+        for (int i = 0; i < storedColumns.count(); ++i)
+            foreign = foreign || !known(storedColumns.fieldName(i));
+        if (foreign)
+            continue;
         const QString newTable = name + QStringLiteral("_remade");
         Table copy = table;
         const QByteArray remadeName = newTable.toLatin1();

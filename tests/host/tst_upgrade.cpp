@@ -168,6 +168,10 @@ void tst_Upgrade::checkedDatesOfVersionThree()
         con.Execute(
             QStringLiteral("insert into AgreementSignedDetails select * from Signed3 order by rowid"));
         con.Execute(QStringLiteral("drop table Signed3"));
+        // A column another program added to a detail table: that table is not made again, so that the
+        // column keeps its values.
+        con.Execute(QStringLiteral("alter table AgreementWitnessDetails add column Stamp text"));
+        con.Execute(QStringLiteral("update AgreementWitnessDetails set Stamp = 'kept'"));
         QVERIFY_THROWS_EXCEPTION(
             platform::RuntimeError,
             con.Execute(QStringLiteral("insert into AgreementSignedDetails values (1, 1, "
@@ -187,6 +191,9 @@ void tst_Upgrade::checkedDatesOfVersionThree()
         for (auto it = before.cbegin(); it != before.cend(); ++it)
             if (it.key() != QLatin1String(agr::schema::table::SchemaVersion))
                 QCOMPARE(after.value(it.key()), it.value());
+        QCOMPARE(
+            agrtest::scalar(con, QStringLiteral("select min(Stamp) from AgreementWitnessDetails")).toString(),
+            QStringLiteral("kept"));
         // What another program writes there is kept as written, and the index follows it.
         con.Execute(QStringLiteral("insert into AgreementSignedDetails values (1, 1, 90, 'Signer Okapi', "
                                    "'Partner', 'Lease', 0)"));
