@@ -275,17 +275,13 @@ void indexCost(const QString &label, platform::Connection &con, agr::FrmMaster *
         }
     }
     keep(true);
-    // Besides the ratio of the medians, the median of each pair's own ratio: the two saves of a pair run
-    // next to each other, so a machine that gets busier or quieter during the run moves both alike.
+    // Besides the ratio of the medians, the median of each pair's own ratio.
     const auto compare = [](const std::vector<double> &a, const std::vector<double> &b) {
-        std::vector<double> paired;
-        for (size_t i = 0; i < a.size() && i < b.size(); ++i)
-            paired.push_back(a[i] / b[i]);
         return QStringLiteral("%1 ms and %2 ms: +%3% (pair by pair +%4%)")
             .arg(median(a), 0, 'f', 1)
             .arg(median(b), 0, 'f', 1)
             .arg((median(a) / median(b) - 1) * 100, 0, 'f', 1)
-            .arg((median(paired) - 1) * 100, 0, 'f', 1);
+            .arg((bench::pairedRatio(a, b) - 1) * 100, 0, 'f', 1);
     };
     line(QStringLiteral("%1: save with 5 x %2 detail rows with the full-text index and without it (goal <= "
                         "10%): %3; processor time %4; the raw inserts %5, processor time %6")

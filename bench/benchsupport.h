@@ -120,6 +120,16 @@ inline double median(std::vector<double> values)
     return values[values.size() / 2];
 }
 
+// The median of each pair's own ratio, a[i] / b[i]: the two of a pair ran next to each other, so a machine
+// that gets busier or quieter during the run moves both alike.
+inline double pairedRatio(const std::vector<double> &a, const std::vector<double> &b)
+{
+    std::vector<double> ratios;
+    for (size_t i = 0; i < a.size() && i < b.size(); ++i)
+        ratios.push_back(a[i] / b[i]);
+    return median(ratios);
+}
+
 using BackendRun = std::function<void(const QString &label, platform::Connection &con)>;
 
 // The benchmark's main: runs run once per backend, offscreen, with the suite's services registered in the
